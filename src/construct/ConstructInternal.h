@@ -1,0 +1,2 @@
+// Internal routines of constructive solving.
+#pragma once

@@ -1,0 +1,115 @@
+// The ordered pointer list every chain and relation list is made of, with stable positions so a
+// walk can remove the entry it stands on. Our stand-in for the host framework's pointer list.
+#pragma once
+
+#include "shell/QsolverExport.h"
+
+#include <cstddef>
+
+class QSOLVER_API CObject
+{
+public:
+    virtual ~CObject() = default;
+};
+
+struct QPOSITION_;
+/// Opaque, stable handle of a list entry; null means "none".
+typedef QPOSITION_* POSITION;
+
+class QSOLVER_API CPtrList
+{
+public:
+    explicit CPtrList(int nBlockSize = 10);
+    CPtrList(const CPtrList&) = delete;
+    CPtrList& operator=(const CPtrList&) = delete;
+    ~CPtrList();
+
+    int GetCount() const { return m_nCount; }
+    int IsEmpty() const { return m_nCount == 0; }
+
+    POSITION GetHeadPosition() const;
+    POSITION GetTailPosition() const;
+    /// Returns the entry at pos and advances pos to the next entry (null past the tail).
+    void*& GetNext(POSITION& pos) const;
+    void*& GetPrev(POSITION& pos) const;
+    void*& GetAt(POSITION pos) const;
+    void SetAt(POSITION pos, void* p);
+    void*& GetHead() const;
+    void*& GetTail() const;
+
+    POSITION AddHead(void* p);
+    POSITION AddTail(void* p);
+    void* RemoveHead();
+    void* RemoveTail();
+    void RemoveAt(POSITION pos);
+    void RemoveAll();
+    /// First position holding p, searching after `after` (from the head when null).
+    POSITION Find(void* p, POSITION after = nullptr) const;
+    POSITION InsertBefore(POSITION pos, void* p);
+    POSITION InsertAfter(POSITION pos, void* p);
+
+private:
+    struct Entry
+    {
+        Entry* pNext;
+        Entry* pPrev;
+        void* data;
+    };
+    struct Block
+    {
+        Block* pNext;
+    };
+
+    Entry* NewEntry(Entry* prev, Entry* next, void* p);
+    void FreeEntry(Entry* e);
+
+    Entry* m_pHead = nullptr;
+    Entry* m_pTail = nullptr;
+    Entry* m_pFree = nullptr;
+    Block* m_pBlocks = nullptr;
+    int m_nCount = 0;
+    int m_nBlockSize = 10;
+};
+
+/// A typed view of CPtrList over element pointers; the list owns none of them.
+template <class T> class CTypedPtrListOf : public CPtrList
+{
+public:
+    explicit CTypedPtrListOf(int nBlockSize = 10) : CPtrList(nBlockSize) {}
+
+    T*& GetNext(POSITION& pos) const { return reinterpret_cast<T*&>(CPtrList::GetNext(pos)); }
+    T*& GetPrev(POSITION& pos) const { return reinterpret_cast<T*&>(CPtrList::GetPrev(pos)); }
+    T*& GetAt(POSITION pos) const { return reinterpret_cast<T*&>(CPtrList::GetAt(pos)); }
+    T*& GetHead() const { return reinterpret_cast<T*&>(CPtrList::GetHead()); }
+    T*& GetTail() const { return reinterpret_cast<T*&>(CPtrList::GetTail()); }
+    T* RemoveHead() { return static_cast<T*>(CPtrList::RemoveHead()); }
+    T* RemoveTail() { return static_cast<T*>(CPtrList::RemoveTail()); }
+    POSITION AddHead(T* p) { return CPtrList::AddHead(p); }
+    POSITION AddTail(T* p) { return CPtrList::AddTail(p); }
+    void SetAt(POSITION pos, T* p) { CPtrList::SetAt(pos, p); }
+    POSITION Find(T* p, POSITION after = nullptr) const { return CPtrList::Find(p, after); }
+    POSITION InsertBefore(POSITION pos, T* p) { return CPtrList::InsertBefore(pos, p); }
+    POSITION InsertAfter(POSITION pos, T* p) { return CPtrList::InsertAfter(pos, p); }
+};
+
+class CNode;
+class CRel;
+class CCluster;
+
+class QSOLVER_API CNodeList : public CTypedPtrListOf<CNode>
+{
+public:
+    explicit CNodeList(int nBlockSize = 10) : CTypedPtrListOf<CNode>(nBlockSize) {}
+};
+
+class QSOLVER_API CRelList : public CTypedPtrListOf<CRel>
+{
+public:
+    explicit CRelList(int nBlockSize = 10) : CTypedPtrListOf<CRel>(nBlockSize) {}
+};
+
+class QSOLVER_API CClusterList : public CTypedPtrListOf<CCluster>
+{
+public:
+    explicit CClusterList(int nBlockSize = 10) : CTypedPtrListOf<CCluster>(nBlockSize) {}
+};

@@ -1,0 +1,2 @@
+// Internal routines of numeric solving.
+#pragma once
