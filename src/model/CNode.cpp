@@ -24,9 +24,7 @@ template <class T> T* NewBackup()
 }
 } // namespace
 
-CNode::CNode() : m_nID(g_nNodeNum++)
-{
-}
+CNode::CNode() : m_nID(g_nNodeNum++) {}
 
 CNode::~CNode()
 {
@@ -65,17 +63,11 @@ int CNode::Regenerate()
     return 1;
 }
 
-void CNode::BackupNode()
-{
-}
+void CNode::BackupNode() {}
 
-void CNode::RestoreNode()
-{
-}
+void CNode::RestoreNode() {}
 
-void CNode::Trans(TRANSF)
-{
-}
+void CNode::Trans(TRANSF) {}
 
 CNode* CNode::Copy()
 {
@@ -283,17 +275,11 @@ int CNode::ActiveRel()
 
 CVert::CVert() = default;
 
-CVert::CVert(XYZ& pos) : m_Pos(pos)
-{
-}
+CVert::CVert(XYZ& pos) : m_Pos(pos) {}
 
-CVert::CVert(CVert& other) : CNode(), m_Pos(other.m_Pos)
-{
-}
+CVert::CVert(CVert& other) : CNode(), m_Pos(other.m_Pos) {}
 
-CVert::CVert(double x, double y, double z) : m_Pos(x, y, z)
-{
-}
+CVert::CVert(double x, double y, double z) : m_Pos(x, y, z) {}
 
 CVert::~CVert()
 {
@@ -377,13 +363,9 @@ CNode* CVert::Copy()
 
 CMathline::CMathline() = default;
 
-CMathline::CMathline(CVert* a, CVert* b) : m_Line(a->m_Pos, VECTOR(a->m_Pos, b->m_Pos))
-{
-}
+CMathline::CMathline(CVert* a, CVert* b) : m_Line(a->m_Pos, VECTOR(a->m_Pos, b->m_Pos)) {}
 
-CMathline::CMathline(CVert* p, VECTOR& dir) : m_Line(p->m_Pos, dir)
-{
-}
+CMathline::CMathline(CVert* p, VECTOR& dir) : m_Line(p->m_Pos, dir) {}
 
 CMathline::~CMathline()
 {

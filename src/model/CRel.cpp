@@ -26,9 +26,7 @@ CVal* NewOwnedValue(double value, unsigned char known, CRel* rel)
 }
 } // namespace
 
-CRel::CRel() : m_nID(g_nRelNum++)
-{
-}
+CRel::CRel() : m_nID(g_nRelNum++) {}
 
 CRel::CRel(CNode* n1, CNode* n2, double value, unsigned char known)
     : m_nID(g_nRelNum++), m_pNode1(n1), m_pNode2(n2)
@@ -241,13 +239,9 @@ int CRad::GetType()
 
 CPPdis::CPPdis() = default;
 
-CPPdis::CPPdis(CVert* a, CVert* b, double value, unsigned char known) : CRel(a, b, value, known)
-{
-}
+CPPdis::CPPdis(CVert* a, CVert* b, double value, unsigned char known) : CRel(a, b, value, known) {}
 
-CPPdis::CPPdis(CVert* a, CVert* b, CVal* val) : CRel(a, b, val)
-{
-}
+CPPdis::CPPdis(CVert* a, CVert* b, CVal* val) : CRel(a, b, val) {}
 
 CRel* CPPdis::Copy()
 {
@@ -270,9 +264,7 @@ CPLdis::CPLdis(CVert* p, CMathline* l, double value, unsigned char known) : CRel
 {
 }
 
-CPLdis::CPLdis(CVert* p, CMathline* l, CVal* val) : CRel(p, l, val)
-{
-}
+CPLdis::CPLdis(CVert* p, CMathline* l, CVal* val) : CRel(p, l, val) {}
 
 CRel* CPLdis::Copy()
 {
@@ -296,9 +288,7 @@ CLLdis::CLLdis(CMathline* a, CMathline* b, double value, unsigned char known)
 {
 }
 
-CLLdis::CLLdis(CMathline* a, CMathline* b, CVal* val) : CRel(a, b, val)
-{
-}
+CLLdis::CLLdis(CMathline* a, CMathline* b, CVal* val) : CRel(a, b, val) {}
 
 CRel* CLLdis::Copy()
 {

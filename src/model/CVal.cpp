@@ -5,9 +5,7 @@
 #include "model/CRel.h"
 #include "model/Chains.h"
 
-CVal::CVal() : m_nID(g_nValNum++)
-{
-}
+CVal::CVal() : m_nID(g_nValNum++) {}
 
 CVal::CVal(double value, char known, CRel* rel)
     : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_dValue(value)

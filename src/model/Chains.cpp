@@ -4,9 +4,7 @@
 #include "model/CNode.h"
 #include "model/CRel.h"
 
-CCluster::CCluster() : m_nID(g_nClusterNum++)
-{
-}
+CCluster::CCluster() : m_nID(g_nClusterNum++) {}
 
 CCluster::~CCluster()
 {

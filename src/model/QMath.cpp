@@ -106,7 +106,8 @@ TRANSF TRANSF::RotateAroundZAxis(const double& a) const
 {
     double c = std::cos(a);
     double s = std::sin(a);
-    auto rot = [c, s](const VECTOR& v) { return VECTOR(c * v.x - s * v.y, s * v.x + c * v.y, v.z); };
+    auto rot = [c, s](const VECTOR& v)
+    { return VECTOR(c * v.x - s * v.y, s * v.x + c * v.y, v.z); };
     TRANSF t(*this);
     t.m_XAxis = rot(m_XAxis);
     t.m_YAxis = rot(m_YAxis);
