@@ -92,4 +92,8 @@ inline double WrapAngle(double phi)
     return phi;
 }
 
+// The direction that gives the line the angle relation's value to the relation's other line,
+// counterclockwise from the first line to the second, each reversed when its flag says so.
+VECTOR DirectionFromAngle(CMathline* line, CRel* angle);
+
 } // namespace construct

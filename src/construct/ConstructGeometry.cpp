@@ -36,8 +36,7 @@ double sktGetPointToLineDistance(const XYZ& P, const XYZ& A, const XYZ& B)
     return VECTOR(foot, P).Length();
 }
 
-int sktIntersectLineCircle(const XYZ& A, const XYZ& B, const XYZ& M, double r, XYZ& out1,
-                           XYZ& out2)
+int sktIntersectLineCircle(const XYZ& A, const XYZ& B, const XYZ& M, double r, XYZ& out1, XYZ& out2)
 {
     double dx = B.x - A.x;
     double dy = B.y - A.y;

@@ -108,7 +108,8 @@ bool IsNeighbourMoved(CNode* other)
         case SKT_NODE_POINT:
         {
             CVert* p = static_cast<CVert*>(other);
-            return p->m_pBackupPos == nullptr || p->m_pBackupPos->IsSame(p->m_Pos, kChangedTol) == 0;
+            return p->m_pBackupPos == nullptr ||
+                   p->m_pBackupPos->IsSame(p->m_Pos, kChangedTol) == 0;
         }
         case SKT_NODE_LINE:
         {
