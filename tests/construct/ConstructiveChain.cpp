@@ -1,3 +1,5 @@
+// A small sketch re-placed one node at a time after dimension changes, as the drive pass
+// places its good nodes: every relation holds and nothing flips.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

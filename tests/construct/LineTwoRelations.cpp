@@ -1,3 +1,5 @@
+// Lines from two relations: the common tangent of two circles with its sense, toggle and
+// fallbacks, and directions from an angle placed beside a point or a line.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

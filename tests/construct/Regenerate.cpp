@@ -1,3 +1,5 @@
+// Regenerate and its dispatch: what counts as a changed input (at 1e-6), nodes kept bit for bit,
+// refusal of over-determined nodes, and the values a placement makes known.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
