@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 
@@ -58,6 +60,12 @@ TEST(HostSketch, RefusesBadInputAndSaysWhy)
          "relation 'a': unknown value 'v'"},
         {"zero direction", [](Sketch& s) { return s.AddLine("M", 0, 0, 0, 0) != nullptr; },
          "line 'M' has no direction"},
+        {"non-finite coordinate",
+         [](Sketch& s) { return s.AddPoint("P", 0, std::nan("")) != nullptr; },
+         "point 'P': coordinates are not finite"},
+        {"non-finite value",
+         [](Sketch& s) { return s.AddPPdis("d", "A", "B", ValueSpec::Own(HUGE_VAL)) != nullptr; },
+         "relation 'd': value is not finite"},
         {"radius of a non-circle", [](Sketch& s) { return s.AddRad("r", "A", "B") != nullptr; },
          "relation 'r': node 'B' is a point, not a circle"},
     };
