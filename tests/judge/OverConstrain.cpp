@@ -449,14 +449,14 @@ TEST(TranslationTest, CountsParallelDistancesBetweenTwoSlidingClusters)
         SCOPED_TRACE(row.name);
         TwoBodies b;
         b.sketch.AddValue("u", 1, false);
-        auto spec = [&](bool known)
+        auto valueOf = [&](bool known)
         {
             return known              ? ValueSpec::Own(1)
                    : row.shareUnknown ? ValueSpec::Shared("u")
                                       : ValueSpec::Own(1, false);
         };
-        b.sketch.AddPLdis("h1", "X1", "YL1", spec(row.firstKnown));
-        b.sketch.AddPLdis("h2", "Y2", "XL1", spec(row.secondKnown));
+        b.sketch.AddPLdis("h1", "X1", "YL1", valueOf(row.firstKnown));
+        b.sketch.AddPLdis("h2", "Y2", "XL1", valueOf(row.secondKnown));
         b.MakeClusters(2, 2);
         CRelList pool;
         pool.AddTail(b.sketch.FindRelation("h1"));
