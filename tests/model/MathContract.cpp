@@ -49,8 +49,7 @@ TEST(MathContract, ScalarResults)
         {"line angle is counterclockwise: x axis to y axis",
          [] { return XAxis().GetAngle(MATHLINE(XYZ(0, 0, 0), VECTOR(0, 1, 0))); }, Pi() / 2},
         {"line angle is counterclockwise: y axis to x axis",
-         [] { return MATHLINE(XYZ(0, 0, 0), VECTOR(0, 1, 0)).GetAngle(XAxis()); },
-         3 * Pi() / 2},
+         [] { return MATHLINE(XYZ(0, 0, 0), VECTOR(0, 1, 0)).GetAngle(XAxis()); }, 3 * Pi() / 2},
         {"point distance function", [] { return QDistance(XYZ(1, 1, 0), XYZ(4, 5, 0)); }, 5.0},
         {"dot product", [] { return VECTOR(1, 2, 3).Iproduct(VECTOR(4, -5, 6)); }, 12.0},
         {"cross product is this x b", [] { return VECTOR(1, 0, 0).Xproduct(VECTOR(0, 1, 0)).z; },
@@ -132,8 +131,7 @@ TEST(MathContract, PointResults)
          },
          XYZ(4, 0, 0)},
         {"parallel line keeps the direction",
-         [] { return XYZ(XAxis().GetParallelLine(XYZ(0, 2, 0)).GetDirection()); },
-         XYZ(1, 0, 0)},
+         [] { return XYZ(XAxis().GetParallelLine(XYZ(0, 2, 0)).GetDirection()); }, XYZ(1, 0, 0)},
         {"a line mapped by a transform moves its point and turns its direction",
          []
          {

@@ -386,8 +386,7 @@ TEST_F(NodeTest, ValidRelChainListsKnownThenGroupMembersThenGroupHeads)
 TEST_F(NodeTest, ValidRelChainCountsEveryGroupMemberButTheFirst)
 {
     CVert p(0, 0, 0);
-    CVert q[5] = {CVert(1, 0, 0), CVert(0, 1, 0), CVert(-1, 0, 0), CVert(0, -1, 0),
-                  CVert(2, 2, 0)};
+    CVert q[5] = {CVert(1, 0, 0), CVert(0, 1, 0), CVert(-1, 0, 0), CVert(0, -1, 0), CVert(2, 2, 0)};
     CVal* a = new CVal();
     CVal* b = new CVal();
     CPPdis a1(&p, &q[0], a);

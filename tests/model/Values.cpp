@@ -292,12 +292,12 @@ TEST(ValueOwnership, CircleDeletedBeforeItsRadiusRelations)
     Link(*rad);
     Link(*alike);
 
+    rad->CutRelWithNode();
+    alike->CutRelWithNode();
     delete circle;
     EXPECT_EQ(radius->GetRelSel()->GetCount(), 2);
-    rad->CutRelWithNode();
     delete rad;
     EXPECT_EQ(radius->GetRelSel()->GetCount(), 1);
-    alike->CutRelWithNode();
     delete alike;
 }
 
