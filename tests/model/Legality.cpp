@@ -337,6 +337,11 @@ TEST_F(LegalityTest, LegalPointTakesItsRelationsIntoAccount)
     CRel* measured = Relate(p, known, SKT_REL_PPDIS, 1, 0.0);
     CNode* open = Node(Pt(1, 1));
     CRel* pending = Relate(p, open, SKT_REL_PPDIS, 2, 0.0);
+    CNode* alsoKnown = Node(Pt(9, 8));
+    alsoKnown->SetKnown();
+    CRel* idle = Relate(p, alsoKnown, SKT_REL_PPDIS, 0, 0.0);
+    idle->m_pVal->SetUnknown();
+    idle->SetUnused();
 
     EXPECT_EQ(p->IsLegal(), 1);
 
@@ -348,6 +353,8 @@ TEST_F(LegalityTest, LegalPointTakesItsRelationsIntoAccount)
     EXPECT_DOUBLE_EQ(measured->m_pVal->GetValue(), 5.0);
     EXPECT_EQ(pending->IsActive(), 1);
     EXPECT_EQ(pending->m_pVal->IsKnown(), 0);
+    EXPECT_EQ(idle->IsUnused(), 1);
+    EXPECT_EQ(idle->m_pVal->IsKnown(), 0);
 }
 
 TEST_F(LegalityTest, LegalLineMeasuresAnAngleTowardAKnownLine)

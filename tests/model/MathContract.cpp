@@ -176,26 +176,3 @@ TEST(MathContract, LinePredicates)
     EXPECT_EQ(XAxis().IsPerpendicular(above), 0);
     EXPECT_EQ(XAxis().IsParallel(vertical), 0);
 }
-
-TEST(MathContract, PointIdentityUsesTheGivenTolerance)
-{
-    XYZ a(0, 0, 0);
-
-    EXPECT_NE(a.IsSame(XYZ(0.5e-6, 0, 0), 1e-6), 0);
-    EXPECT_EQ(a.IsSame(XYZ(2e-6, 0, 0), 1e-6), 0);
-    EXPECT_NE(a.IsSame(XYZ(2e-6, 0, 0), 1e-5), 0);
-}
-
-TEST(MathContract, IndexSelectsComponents)
-{
-    XYZ p(1, 2, 3);
-    VECTOR v(4, 5, 6);
-
-    p[1] = 7;
-    v[2] = 8;
-
-    EXPECT_EQ(p.y, 7);
-    EXPECT_EQ(p[0], 1);
-    EXPECT_EQ(v.z, 8);
-    EXPECT_EQ(v[1], 5);
-}

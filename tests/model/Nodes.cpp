@@ -50,20 +50,6 @@ TEST_F(NodeTest, NewNodesAreUnknownAndNumberedInOrder)
     EXPECT_EQ(point.IsSuperThan(&point), 0);
 }
 
-TEST_F(NodeTest, FreeNumberStates)
-{
-    CVert p(0, 0, 0);
-
-    EXPECT_EQ(p.IsDecreaseFreeNum(), 0);
-    p.m_nFreeNum = 1;
-    EXPECT_EQ(p.IsDecreaseFreeNum(), 1);
-    EXPECT_EQ(p.IsKnown(), 0);
-    p.SetKnown();
-    EXPECT_EQ(p.IsKnown(), 1);
-    p.SetUnknown();
-    EXPECT_EQ(p.m_nFreeNum, 2);
-}
-
 TEST_F(NodeTest, IsSameAtTheIdentityTolerance)
 {
     CVert origin(0, 0, 0);

@@ -38,24 +38,6 @@ std::vector<void*> Backward(const CPtrList& list)
 }
 } // namespace
 
-TEST(PtrList, AddsAtBothEnds)
-{
-    CPtrList list(10);
-
-    POSITION b = list.AddTail(Item(1));
-    POSITION a = list.AddHead(Item(0));
-    list.AddTail(Item(2));
-
-    EXPECT_EQ(Forward(list), (std::vector<void*>{Item(0), Item(1), Item(2)}));
-    EXPECT_EQ(Backward(list), Forward(list));
-    EXPECT_EQ(list.GetAt(a), Item(0));
-    EXPECT_EQ(list.GetAt(b), Item(1));
-    EXPECT_EQ(list.GetHead(), Item(0));
-    EXPECT_EQ(list.GetTail(), Item(2));
-    EXPECT_EQ(list.GetCount(), 3);
-    EXPECT_FALSE(list.IsEmpty());
-}
-
 TEST(PtrList, WalkMayRemoveTheEntryItStandsOn)
 {
     CPtrList list(10);
@@ -122,24 +104,6 @@ TEST(PtrList, FindSearchesAfterTheGivenPosition)
     EXPECT_EQ(list.Find(Item(0), second), nullptr);
     EXPECT_EQ(list.Find(Item(2), tail), nullptr);
     EXPECT_EQ(list.Find(Item(9)), nullptr);
-}
-
-TEST(PtrList, InsertsBeforeAndAfter)
-{
-    CPtrList list(10);
-    POSITION mid = list.AddTail(Item(2));
-
-    POSITION head = list.InsertBefore(mid, Item(0));
-    list.InsertAfter(head, Item(1));
-    POSITION tail = list.InsertAfter(mid, Item(4));
-    list.InsertBefore(tail, Item(3));
-    list.InsertAfter(tail, Item(5));
-
-    std::vector<void*> expected = {Item(0), Item(1), Item(2), Item(3), Item(4), Item(5)};
-    EXPECT_EQ(Forward(list), expected);
-    EXPECT_EQ(Backward(list), expected);
-    EXPECT_EQ(list.GetHead(), Item(0));
-    EXPECT_EQ(list.GetTail(), Item(5));
 }
 
 TEST(PtrList, RemoveAtEndsAndSetAt)

@@ -347,27 +347,20 @@ TEST_F(RelationTest, ConstructorsShareOrCreateValuesWithoutTouchingNodes)
     circle.m_pRadiusVal = nullptr;
 }
 
-TEST_F(RelationTest, StateHalvesAreIndependent)
+TEST_F(RelationTest, UseStateAndOriginAreIndependent)
 {
     CPPdis r;
 
-    EXPECT_EQ(r.IsIniRel(), 1);
-    EXPECT_EQ(r.IsAddRel(), 0);
     r.SetAddRel();
     r.SetUsed();
+
     EXPECT_EQ(r.IsAddRel(), 1);
     EXPECT_EQ(r.IsIniRel(), 0);
     EXPECT_EQ(r.IsUsed(), 1);
-    r.SetActive();
-    EXPECT_EQ(r.IsActive(), 1);
-    EXPECT_EQ(r.IsUsed(), 0);
-    EXPECT_EQ(r.IsAddRel(), 1);
     r.SetIniRel();
-    EXPECT_EQ(r.IsActive(), 1);
+    EXPECT_EQ(r.IsUsed(), 1);
     EXPECT_EQ(r.IsIniRel(), 1);
-    r.SetUnused();
-    EXPECT_EQ(r.IsUnused(), 1);
-    EXPECT_EQ(r.m_byState, 0);
+    EXPECT_EQ(r.IsAddRel(), 0);
 }
 
 TEST_F(RelationTest, CopyCarriesStateNumberAndReverseFlagsOnly)

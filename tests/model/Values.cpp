@@ -188,6 +188,27 @@ TEST_F(ValueTest, GivesBackTheGroupsFreedomAndReactivatesEveryRelationOfTheNode)
     EXPECT_EQ(g_sktDefinedNodeChain.GetHead(), &u);
 }
 
+TEST_F(ValueTest, ReactivationStartsFromTheFirstEndThatIsKnown)
+{
+    CVert k(0, 0, 0);
+    CVert u(3, 4, 0);
+    CVert w(3, 11, 0);
+    CVal* v = new CVal();
+    v->SetValue(5);
+    CPPdis toW(&u, &w, 7, 1);
+    CPPdis s(&k, &u, v);
+    Link(toW);
+    Link(s);
+    s.SetActive();
+    k.SetKnown();
+
+    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 1);
+
+    // Neither end of toW was known, so it went from its second end toward u.
+    EXPECT_EQ(u.m_nFreeNum, 0);
+    EXPECT_EQ(w.m_nFreeNum, 2);
+}
+
 TEST_F(ValueTest, UnusedAndUsedSharersAreNotReevaluated)
 {
     CVert a(0, 0, 0);
