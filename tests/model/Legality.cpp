@@ -318,11 +318,6 @@ TEST_F(LegalityTest, LineWithThreeRelations)
 
         EXPECT_EQ(subject->IsLegal(), row.expected);
 
-        if (rad)
-        {
-            rad->CutRelWithNode();
-            static_cast<CMathcir*>(rad->m_pNode2)->m_pRadiusVal = nullptr;
-        }
         m_shared[1] = nullptr;
     }
 }

@@ -103,11 +103,6 @@ TEST_F(RelationTest, KnownValueRemovesFreedomsFromTheTarget)
         {
             EXPECT_EQ(g_sktDefinedNodeChain.GetTail(), target);
         }
-        if (row.kind == kRad)
-        {
-            rel.reset(); // before the circle: the relation lets go of the radius value first
-            ends.circle.m_pRadiusVal = nullptr;
-        }
     }
 }
 
@@ -305,9 +300,6 @@ TEST_F(RelationTest, OnlyDistanceAndAngleRelationsCountAsSharers)
     EXPECT_EQ(rel.Active(&k), 1);
 
     EXPECT_EQ(u.m_nFreeNum, 2);
-    rel.CutRelWithNode();
-    rad->CutRelWithNode();
-    circle.m_pRadiusVal = nullptr; // the relations hold it; the last one deletes it
 }
 
 TEST_F(RelationTest, ConstructorsShareOrCreateValuesWithoutTouchingNodes)
@@ -343,8 +335,6 @@ TEST_F(RelationTest, ConstructorsShareOrCreateValuesWithoutTouchingNodes)
     EXPECT_TRUE(l1.GetRelList()->IsEmpty());
     pp.SetValue(8);
     EXPECT_EQ(v->GetValue(), 8);
-    rad.reset();
-    circle.m_pRadiusVal = nullptr;
 }
 
 TEST_F(RelationTest, UseStateAndOriginAreIndependent)

@@ -321,19 +321,3 @@ TEST(ValueOwnership, CircleDeletedBeforeItsRadiusRelations)
     EXPECT_EQ(radius->GetRelSel()->GetCount(), 1);
     delete alike;
 }
-
-// The circle still points at its radius value after the last relation let go of it and
-// deleted it; the circle's destructor then reads freed memory.
-TEST(ValueOwnership, DISABLED_RadiusRelationDeletedBeforeItsCircle)
-{
-    CVert centre(0, 0, 0);
-    CMathcir* circle = new CMathcir(XYZ(0, 0, 0), 2);
-    CRad* rad = new CRad(&centre, circle);
-    Link(*rad);
-
-    rad->CutRelWithNode();
-    delete rad;
-    delete circle;
-
-    SUCCEED(); // under the sanitizer: no use after free, no double free, no leak
-}
