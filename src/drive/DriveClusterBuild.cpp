@@ -5,14 +5,13 @@
 
 #include "drive/DriveInternal.h"
 #include "judge/Judge.h"
+#include "judge/JudgeInternal.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
 #include "model/Platform.h"
 
 #include <new>
-#include <unordered_map>
-#include <vector>
 
 namespace
 {
@@ -69,78 +68,21 @@ int BuildFixedCluster(CCluster* cluster, const DriveRelSet& drive)
     return 1;
 }
 
-// Each collected relation goes to the first two clusters, in chain order, whose node lists hold
-// one of its nodes. Cluster indices per node stand in for walking every node list per relation.
+// Pools the relations of every cluster and hands each to the clusters that hold its nodes.
 void DistributeRelations()
 {
-    std::vector<CCluster*> clusters;
-    std::unordered_map<CNode*, std::vector<int>> clustersOf;
     CRelList pool;
     POSITION cpos = g_sktClusterChain.GetHeadPosition();
     while (cpos != nullptr)
     {
         CCluster* cluster = g_sktClusterChain.GetNext(cpos);
-        const int idx = static_cast<int>(clusters.size());
-        clusters.push_back(cluster);
-        POSITION npos = cluster->m_NodeList.GetHeadPosition();
-        while (npos != nullptr)
-        {
-            std::vector<int>& in = clustersOf[cluster->m_NodeList.GetNext(npos)];
-            if (in.empty() || in.back() != idx)
-            {
-                in.push_back(idx);
-            }
-        }
         POSITION rpos = cluster->m_RelList.GetHeadPosition();
         while (rpos != nullptr)
         {
             pool.AddTail(cluster->m_RelList.GetNext(rpos));
         }
-        cluster->RemoveAllRel();
     }
-
-    static const std::vector<int> kNone;
-    auto clustersOfNode = [&](CNode* node) -> const std::vector<int>&
-    {
-        if (node == nullptr)
-        {
-            return kNone;
-        }
-        auto it = clustersOf.find(node);
-        return it == clustersOf.end() ? kNone : it->second;
-    };
-
-    POSITION pos = pool.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = pool.GetNext(pos);
-        const std::vector<int>& a = clustersOfNode(rel->m_pNode1);
-        const std::vector<int>& b = clustersOfNode(rel->m_pNode2);
-        // Merge the two ascending index lists and take the first two distinct clusters.
-        std::size_t i = 0;
-        std::size_t j = 0;
-        int given = 0;
-        int last = -1;
-        while (given < 2 && (i < a.size() || j < b.size()))
-        {
-            int next;
-            if (j >= b.size() || (i < a.size() && a[i] <= b[j]))
-            {
-                next = a[i++];
-            }
-            else
-            {
-                next = b[j++];
-            }
-            if (next == last)
-            {
-                continue;
-            }
-            clusters[next]->AddRel(rel);
-            last = next;
-            ++given;
-        }
-    }
+    sktDistributeRelations(pool, g_sktClusterChain);
 }
 } // namespace
 
