@@ -559,6 +559,7 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
     g_sktSaveRelChain.RemoveAll();
     DeleteClusters(g_sktClusterChain);
     DeleteClusters(g_sktGoodClusterChain);
+    sktDriveRetiredClusters().DeleteAll();
 
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)

@@ -41,6 +41,21 @@ void OpenPass(Sketch& s, const char* rel, double value)
     sktRemoveGoodNodeFromChain();
 }
 
+// The clusters of the last drive stay in the chains until the next pass opens; the test
+// program ends with one, so that nothing is left behind.
+class ReleaseDriveClusters : public ::testing::Environment
+{
+public:
+    void TearDown() override
+    {
+        CNodeList none;
+        CRelList noRels;
+        sktInitDrive(none, noRels);
+    }
+};
+::testing::Environment* const kReleaseDriveClusters =
+    ::testing::AddGlobalTestEnvironment(new ReleaseDriveClusters);
+
 void ClosePass()
 {
     CNodeList none;
