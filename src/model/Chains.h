@@ -47,17 +47,18 @@ extern int g_nRelNum;
 extern int g_nValNum;
 extern int g_nClusterNum;
 
-extern "C" {
-/// Restarts the numbering: the next node, relation, value and cluster each get number 0.
-QSOLVER_API void sktInitCountNum();
-/// Sets the free number of every node of g_sktUndefinedNodeChain to 2.
-QSOLVER_API void sktInitUndefinedNodeChain();
-/// Drops the known nodes from g_sktUndefinedNodeChain, keeping the order of the rest.
-QSOLVER_API void sktRemoveKnownNodeFromChain();
-/// Drops the active and used relations from g_sktRelChain.
-QSOLVER_API void sktRemoveActiveAndUsedRelFromChain();
-/// Moves every active relation of g_sktRelChain into the cluster's list, marking it used.
-QSOLVER_API void sktGetClusterRelChain(CCluster* cluster);
+extern "C"
+{
+    /// Restarts the numbering: the next node, relation, value and cluster each get number 0.
+    QSOLVER_API void sktInitCountNum();
+    /// Sets the free number of every node of g_sktUndefinedNodeChain to 2.
+    QSOLVER_API void sktInitUndefinedNodeChain();
+    /// Drops the known nodes from g_sktUndefinedNodeChain, keeping the order of the rest.
+    QSOLVER_API void sktRemoveKnownNodeFromChain();
+    /// Drops the active and used relations from g_sktRelChain.
+    QSOLVER_API void sktRemoveActiveAndUsedRelFromChain();
+    /// Moves every active relation of g_sktRelChain into the cluster's list, marking it used.
+    QSOLVER_API void sktGetClusterRelChain(CCluster* cluster);
 }
 
 /// Removes the first entry equal to p from the list; nothing when absent.

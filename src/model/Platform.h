@@ -7,13 +7,14 @@
 typedef void (*QMessageBoxProc)(const char* text);
 typedef void (*QAllocFailProc)();
 
-extern "C" {
-/// Installs the message-box procedure (given the GBK bytes of the text); returns the previous
-/// one. Null restores the default, which writes the text as UTF-8 to standard error.
-QSOLVER_API QMessageBoxProc sktSetMessageBoxProc(QMessageBoxProc proc);
-/// Installs the allocation-failure handler; returns the previous one. Null restores the
-/// default, which throws std::bad_alloc.
-QSOLVER_API QAllocFailProc sktSetAllocFailProc(QAllocFailProc proc);
+extern "C"
+{
+    /// Installs the message-box procedure (given the GBK bytes of the text); returns the previous
+    /// one. Null restores the default, which writes the text as UTF-8 to standard error.
+    QSOLVER_API QMessageBoxProc sktSetMessageBoxProc(QMessageBoxProc proc);
+    /// Installs the allocation-failure handler; returns the previous one. Null restores the
+    /// default, which throws std::bad_alloc.
+    QSOLVER_API QAllocFailProc sktSetAllocFailProc(QAllocFailProc proc);
 }
 
 /// Shows a GBK text through the current message-box procedure; returns when it is closed.

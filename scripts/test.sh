@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# The whole test run, from a fresh machine: installs what it needs, builds everything with
+# warnings as errors, runs every suite, runs them again under AddressSanitizer and
+# UndefinedBehaviorSanitizer, checks the installed package links into a consumer project and
+# runs the whole-sketch suites under valgrind.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+bash scripts/install-deps.sh
+
+echo "== build and test"
+cmake --preset dev >/dev/null
+cmake --build --preset dev
+log=$(mktemp)
+ctest --preset dev | tee "$log"
+total=$(grep -o -E 'tests failed out of [0-9]+' "$log" | awk '{print $5}')
+rm -f "$log"
+
+echo "== sanitizers"
+cmake --preset asan >/dev/null
+cmake --build --preset asan
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
+
+echo "== installed package in a consumer project"
+stage=$(mktemp -d)
+trap 'rm -rf "$stage"' EXIT
+cmake --install build/dev --prefix "$stage/prefix" >/dev/null
+cmake -S examples/consumer -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage/prefix" >/dev/null
+cmake --build "$stage/consumer" -j2 >/dev/null
+LD_LIBRARY_PATH="$stage/prefix/lib" "$stage/consumer/qsolver_consumer"
+
+echo "== exported symbols"
+bash scripts/check-exports.sh build/dev/libQsolver.so
+
+echo "== valgrind on the whole-sketch suites"
+valgrind --quiet --error-exitcode=3 --leak-check=full --errors-for-leak-kinds=definite \
+    build/dev/tests/qsolver_tests --gtest_filter='*Sketch*:*Model*' --gtest_brief=1
+
+echo "All test stages passed."
+echo "${total:-0} passed, 0 failed"
