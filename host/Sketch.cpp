@@ -1,0 +1,563 @@
+// The sketch a host owns, and the analysis sequence it runs over it.
+#include "Sketch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_set>
+
+namespace qsolver::host
+{
+
+namespace
+{
+
+const std::string kNoId;
+
+const char* TypeName(int type)
+{
+    switch (type)
+    {
+        case SKT_NODE_POINT:
+            return "point";
+        case SKT_NODE_LINE:
+            return "line";
+        default:
+            return "circle";
+    }
+}
+
+void EraseId(std::vector<std::string>& ids, const std::string& id)
+{
+    auto it = std::find(ids.begin(), ids.end(), id);
+    if (it != ids.end())
+    {
+        ids.erase(it);
+    }
+}
+
+} // namespace
+
+const char* VerdictText(Verdict verdict)
+{
+    switch (verdict)
+    {
+        case Verdict::Ok:
+            return "well constrained or under-constrained";
+        case Verdict::OverConstrained:
+            return "over-constrained";
+        case Verdict::FixedContradiction:
+            return "contradiction in fixed geometry";
+        case Verdict::SeedContradiction:
+            return "contradiction while seeding clusters";
+    }
+    return "unknown";
+}
+
+Sketch::Sketch() = default;
+
+Sketch::~Sketch()
+{
+    // Relations are cut from their nodes first. Nodes go next: a circle whose radius is still
+    // shared leaves it to the last radius relation. Named values are ours, so relations let go
+    // of them before they are deleted.
+    POSITION pos = m_rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        m_rels.GetNext(pos)->CutRelWithNode();
+    }
+    pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        delete m_nodes.GetNext(pos);
+    }
+    m_nodes.RemoveAll();
+    const std::unordered_set<CVal*> named(m_values.begin(), m_values.end());
+    pos = m_rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = m_rels.GetNext(pos);
+        if (rel->m_pVal != nullptr && named.count(rel->m_pVal) != 0)
+        {
+            RemoveFromList(rel, rel->m_pVal->m_RelSel);
+            rel->m_pVal = nullptr;
+        }
+        delete rel;
+    }
+    m_rels.RemoveAll();
+    for (CVal* value : m_values)
+    {
+        delete value;
+    }
+}
+
+bool Sketch::Fail(const std::string& message)
+{
+    m_error = message;
+    return false;
+}
+
+bool Sketch::ClaimId(const std::string& id)
+{
+    if (id.empty())
+    {
+        return Fail("empty id");
+    }
+    if (m_nodeById.count(id) != 0 || m_relById.count(id) != 0 || m_valueById.count(id) != 0)
+    {
+        return Fail("duplicate id '" + id + "'");
+    }
+    return true;
+}
+
+CVert* Sketch::AddPoint(const std::string& id, double x, double y)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CVert* point = new CVert(x, y, 0.0);
+    m_nodes.AddTail(point);
+    m_nodeIds.push_back(id);
+    m_nodeById[id] = point;
+    m_idOf[point] = id;
+    return point;
+}
+
+CMathline* Sketch::AddLine(const std::string& id, double px, double py, double dx, double dy,
+                           bool dirFixed)
+{
+    if (!(std::isfinite(dx) && std::isfinite(dy)) || (dx == 0.0 && dy == 0.0))
+    {
+        Fail("line '" + id + "' has no direction");
+        return nullptr;
+    }
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CMathline* line = new CMathline();
+    line->m_Line.Set(XYZ(px, py, 0.0), VECTOR(dx, dy, 0.0));
+    line->m_bDirFixed = dirFixed ? 1 : 0;
+    m_nodes.AddTail(line);
+    m_nodeIds.push_back(id);
+    m_nodeById[id] = line;
+    m_idOf[line] = id;
+    return line;
+}
+
+CMathcir* Sketch::AddCircle(const std::string& id, double cx, double cy, double radius)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CMathcir* circle = new CMathcir(XYZ(cx, cy, 0.0), radius);
+    m_nodes.AddTail(circle);
+    m_nodeIds.push_back(id);
+    m_nodeById[id] = circle;
+    m_idOf[circle] = id;
+    return circle;
+}
+
+bool Sketch::SetReference(const std::string& nodeId, int refId)
+{
+    CNode* node = FindNode(nodeId);
+    if (node == nullptr)
+    {
+        return Fail("unknown node '" + nodeId + "'");
+    }
+    if (node->m_pRefID == nullptr)
+    {
+        node->m_pRefID = new int(refId);
+    }
+    else
+    {
+        *node->m_pRefID = refId;
+    }
+    return true;
+}
+
+CVal* Sketch::AddValue(const std::string& id, double value, bool known)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CVal* val = new CVal();
+    val->SetValue(value);
+    val->m_bKnown = known ? 1 : 0;
+    m_values.push_back(val);
+    m_valueIds.push_back(id);
+    m_valueById[id] = val;
+    m_idOf[val] = id;
+    return val;
+}
+
+CNode* Sketch::NodeOfType(const std::string& relId, const std::string& nodeId, int type,
+                          const char* what)
+{
+    CNode* node = FindNode(nodeId);
+    if (node == nullptr)
+    {
+        Fail("relation '" + relId + "': unknown node '" + nodeId + "'");
+        return nullptr;
+    }
+    if (type != 0 && node->GetType() != type)
+    {
+        Fail("relation '" + relId + "': node '" + nodeId + "' is a " + TypeName(node->GetType()) +
+             ", not a " + what);
+        return nullptr;
+    }
+    return node;
+}
+
+CVal* Sketch::ResolveValue(const std::string& relId, const ValueSpec& value)
+{
+    CVal* val = FindValue(value.shared);
+    if (val == nullptr)
+    {
+        Fail("relation '" + relId + "': unknown value '" + value.shared + "'");
+    }
+    return val;
+}
+
+CRel* Sketch::Register(const std::string& id, CRel* rel)
+{
+    rel->m_pNode1->AddRel(rel);
+    if (rel->m_pNode2 != nullptr)
+    {
+        rel->m_pNode2->AddRel(rel);
+    }
+    m_rels.AddTail(rel);
+    m_relIds.push_back(id);
+    m_relById[id] = rel;
+    m_idOf[rel] = id;
+    return rel;
+}
+
+CRel* Sketch::AddFix(const std::string& id, const std::string& node)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CNode* n = NodeOfType(id, node, 0, "node");
+    if (n == nullptr)
+    {
+        return nullptr;
+    }
+    return Register(id, new CFix(n));
+}
+
+CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const std::string& pointB,
+                       const ValueSpec& value)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    auto* a = static_cast<CVert*>(NodeOfType(id, pointA, SKT_NODE_POINT, "point"));
+    auto* b = a != nullptr ? static_cast<CVert*>(NodeOfType(id, pointB, SKT_NODE_POINT, "point"))
+                           : nullptr;
+    if (b == nullptr)
+    {
+        return nullptr;
+    }
+    if (value.shared.empty())
+    {
+        return Register(id, new CPPdis(a, b, value.value, value.known ? 1 : 0));
+    }
+    CVal* val = ResolveValue(id, value);
+    return val != nullptr ? Register(id, new CPPdis(a, b, val)) : nullptr;
+}
+
+CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const std::string& line,
+                       const ValueSpec& value)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    auto* p = static_cast<CVert*>(NodeOfType(id, point, SKT_NODE_POINT, "point"));
+    auto* l = p != nullptr ? static_cast<CMathline*>(NodeOfType(id, line, SKT_NODE_LINE, "line"))
+                           : nullptr;
+    if (l == nullptr)
+    {
+        return nullptr;
+    }
+    if (value.shared.empty())
+    {
+        return Register(id, new CPLdis(p, l, value.value, value.known ? 1 : 0));
+    }
+    CVal* val = ResolveValue(id, value);
+    return val != nullptr ? Register(id, new CPLdis(p, l, val)) : nullptr;
+}
+
+CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const std::string& lineB,
+                       const ValueSpec& value)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
+    auto* b = a != nullptr ? static_cast<CMathline*>(NodeOfType(id, lineB, SKT_NODE_LINE, "line"))
+                           : nullptr;
+    if (b == nullptr)
+    {
+        return nullptr;
+    }
+    if (value.shared.empty())
+    {
+        return Register(id, new CLLdis(a, b, value.value, value.known ? 1 : 0));
+    }
+    CVal* val = ResolveValue(id, value);
+    return val != nullptr ? Register(id, new CLLdis(a, b, val)) : nullptr;
+}
+
+CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const std::string& lineB,
+                       const ValueSpec& value, bool reverse1, bool reverse2)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
+    auto* b = a != nullptr ? static_cast<CMathline*>(NodeOfType(id, lineB, SKT_NODE_LINE, "line"))
+                           : nullptr;
+    if (b == nullptr)
+    {
+        return nullptr;
+    }
+    CRel* rel = nullptr;
+    if (value.shared.empty())
+    {
+        rel = new CLLang(a, b, value.value, value.known ? 1 : 0);
+    }
+    else
+    {
+        CVal* val = ResolveValue(id, value);
+        if (val == nullptr)
+        {
+            return nullptr;
+        }
+        // The angle class has no sharing constructor: join the value as that constructor would.
+        rel = new CLLang();
+        rel->m_pNode1 = a;
+        rel->m_pNode2 = b;
+        rel->m_pVal = val;
+        val->m_RelSel.AddTail(rel);
+        val->m_bAngle = 1;
+    }
+    rel->m_bReverse1 = reverse1 ? 1 : 0;
+    rel->m_bReverse2 = reverse2 ? 1 : 0;
+    return Register(id, rel);
+}
+
+CRel* Sketch::AddRad(const std::string& id, const std::string& node, const std::string& circle)
+{
+    if (!ClaimId(id))
+    {
+        return nullptr;
+    }
+    CNode* n = NodeOfType(id, node, 0, "node");
+    CNode* c = n != nullptr ? NodeOfType(id, circle, SKT_NODE_CIRCLE, "circle") : nullptr;
+    if (c == nullptr)
+    {
+        return nullptr;
+    }
+    if (static_cast<CMathcir*>(c)->m_pRadiusVal == nullptr)
+    {
+        Fail("relation '" + id + "': circle '" + circle + "' has no radius value");
+        return nullptr;
+    }
+    return Register(id, new CRad(n, c));
+}
+
+bool Sketch::SetValueNode(const std::string& relationId, const std::string& circleId)
+{
+    CRel* rel = FindRelation(relationId);
+    if (rel == nullptr)
+    {
+        return Fail("unknown relation '" + relationId + "'");
+    }
+    CNode* circle = NodeOfType(relationId, circleId, SKT_NODE_CIRCLE, "circle");
+    if (circle == nullptr)
+    {
+        return false;
+    }
+    rel->m_pValueNode = circle;
+    return true;
+}
+
+// Deletes a relation already out of our lists. Values the sketch or a circle keeps are let go
+// of by hand first: the relation would delete them as their last user.
+void Sketch::ReleaseRelation(CRel* rel)
+{
+    rel->CutRelWithNode();
+    CVal* val = rel->m_pVal;
+    if (val != nullptr)
+    {
+        const bool named = std::find(m_values.begin(), m_values.end(), val) != m_values.end();
+        const bool radius = rel->GetType() == SKT_REL_RAD &&
+                            static_cast<CMathcir*>(rel->m_pNode2)->m_pRadiusVal == val;
+        if (named || radius)
+        {
+            RemoveFromList(rel, val->m_RelSel);
+            rel->m_pVal = nullptr;
+        }
+    }
+    RemoveFromList(rel, g_sktDriveRelChain);
+    delete rel;
+}
+
+bool Sketch::RemoveRelation(const std::string& id)
+{
+    CRel* rel = FindRelation(id);
+    if (rel == nullptr)
+    {
+        return Fail("unknown relation '" + id + "'");
+    }
+    RemoveFromList(rel, m_rels);
+    EraseId(m_relIds, id);
+    m_relById.erase(id);
+    m_idOf.erase(rel);
+    ReleaseRelation(rel);
+    return true;
+}
+
+bool Sketch::RemoveNode(const std::string& id)
+{
+    CNode* node = FindNode(id);
+    if (node == nullptr)
+    {
+        return Fail("unknown node '" + id + "'");
+    }
+    // Each removal takes the relation out of this node's list.
+    while (!node->m_RelList.IsEmpty())
+    {
+        RemoveRelation(IdOf(node->m_RelList.GetHead()));
+    }
+    POSITION pos = m_rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = m_rels.GetNext(pos);
+        if (rel->m_pValueNode == node)
+        {
+            rel->m_pValueNode = nullptr;
+        }
+    }
+    RemoveFromList(node, m_nodes);
+    EraseId(m_nodeIds, id);
+    m_nodeById.erase(id);
+    m_idOf.erase(node);
+    delete node;
+    return true;
+}
+
+CNode* Sketch::FindNode(const std::string& id) const
+{
+    auto it = m_nodeById.find(id);
+    return it != m_nodeById.end() ? it->second : nullptr;
+}
+
+CVert* Sketch::FindPoint(const std::string& id) const
+{
+    CNode* node = FindNode(id);
+    return node != nullptr && node->GetType() == SKT_NODE_POINT ? static_cast<CVert*>(node)
+                                                                : nullptr;
+}
+
+CMathline* Sketch::FindLine(const std::string& id) const
+{
+    CNode* node = FindNode(id);
+    return node != nullptr && node->GetType() == SKT_NODE_LINE ? static_cast<CMathline*>(node)
+                                                               : nullptr;
+}
+
+CMathcir* Sketch::FindCircle(const std::string& id) const
+{
+    CNode* node = FindNode(id);
+    return node != nullptr && node->GetType() == SKT_NODE_CIRCLE ? static_cast<CMathcir*>(node)
+                                                                 : nullptr;
+}
+
+CRel* Sketch::FindRelation(const std::string& id) const
+{
+    auto it = m_relById.find(id);
+    return it != m_relById.end() ? it->second : nullptr;
+}
+
+CVal* Sketch::FindValue(const std::string& id) const
+{
+    auto it = m_valueById.find(id);
+    return it != m_valueById.end() ? it->second : nullptr;
+}
+
+const std::string& Sketch::IdOf(const void* object) const
+{
+    auto it = m_idOf.find(object);
+    return it != m_idOf.end() ? it->second : kNoId;
+}
+
+std::vector<CVal*> Sketch::AllValues() const
+{
+    std::vector<CVal*> all;
+    std::unordered_set<CVal*> seen;
+    auto take = [&](CVal* val)
+    {
+        if (val != nullptr && seen.insert(val).second)
+        {
+            all.push_back(val);
+        }
+    };
+    for (CVal* val : m_values)
+    {
+        take(val);
+    }
+    POSITION pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = m_nodes.GetNext(pos);
+        if (node->GetType() == SKT_NODE_CIRCLE)
+        {
+            take(static_cast<CMathcir*>(node)->m_pRadiusVal);
+        }
+    }
+    pos = m_rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        take(m_rels.GetNext(pos)->m_pVal);
+    }
+    return all;
+}
+
+void Sketch::BackupAll()
+{
+    POSITION pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        m_nodes.GetNext(pos)->BackupNode();
+    }
+    for (CVal* val : AllValues())
+    {
+        val->BackupValue();
+        val->BackupKnownFlag();
+    }
+}
+
+void Sketch::RestoreAll()
+{
+    POSITION pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        m_nodes.GetNext(pos)->RestoreNode();
+    }
+    for (CVal* val : AllValues())
+    {
+        val->RestoreValue();
+        val->RestoreKnownFlag();
+    }
+}
+
+} // namespace qsolver::host

@@ -1,0 +1,133 @@
+// The analysis pass as a host runs it: the exported steps in their order, and what the host
+// reads off the chains before the over-constraint test consumes the clusters.
+#include "Sketch.h"
+
+#include <unordered_set>
+
+namespace qsolver::host
+{
+
+namespace
+{
+
+ClusterInfo DescribeCluster(const Sketch& sketch, CCluster* cluster, bool fixed)
+{
+    ClusterInfo info;
+    info.freeNum = cluster->GetFreeNum();
+    info.fixed = fixed;
+    POSITION pos = cluster->m_NodeList.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        info.nodes.push_back(sketch.IdOf(cluster->m_NodeList.GetNext(pos)));
+    }
+    return info;
+}
+
+// Seeds and grows clusters until the core is used up or no seed is left.
+Verdict SeedClusters()
+{
+    while (!g_sktUndefinedNodeChain.IsEmpty())
+    {
+        sktInitUndefinedNodeChain();
+        CCluster* cluster = new CCluster();
+        const int seeded = sktFindBaseNodesForCluster(cluster);
+        if (seeded != 1)
+        {
+            delete cluster;
+            return seeded == 0 ? Verdict::Ok : Verdict::SeedContradiction;
+        }
+        // Growing appends to the node list: take both base nodes before it starts.
+        POSITION pos = cluster->m_NodeList.GetHeadPosition();
+        CNode* first = cluster->m_NodeList.GetNext(pos);
+        CNode* second = cluster->m_NodeList.GetAt(pos);
+        if (sktReasoningFromOneNode(first, cluster) == 0 ||
+            sktReasoningFromOneNode(second, cluster) == 0)
+        {
+            delete cluster;
+            return Verdict::SeedContradiction;
+        }
+        sktGetClusterRelChain(cluster);
+        sktRemoveKnownNodeFromChain();
+        sktRemoveActiveAndUsedRelFromChain();
+        g_sktClusterChain.AddTail(cluster);
+    }
+    return Verdict::Ok;
+}
+
+} // namespace
+
+AnalysisResult Sketch::Analyse()
+{
+    AnalysisResult result;
+    const std::vector<CVal*> values = AllValues();
+
+    // The over-constraint test reads line directions from the backups; values measured by the
+    // pass are put back from theirs afterwards, known flags by sktFinishJudge.
+    POSITION pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = m_nodes.GetNext(pos);
+        if (node->GetType() == SKT_NODE_LINE)
+        {
+            node->BackupNode();
+        }
+    }
+    for (CVal* val : values)
+    {
+        val->BackupValue();
+        val->BackupKnownFlag();
+    }
+
+    sktInitJudge(m_nodes, m_rels);
+
+    CCluster* main = new CCluster();
+    const int fixedOk = sktCreateMainCluster(main);
+    g_sktClusterChain.AddTail(main);
+    result.verdict = fixedOk != 0 ? SeedClusters() : Verdict::FixedContradiction;
+
+    std::unordered_set<CNode*> clustered;
+    pos = g_sktClusterChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CCluster* cluster = g_sktClusterChain.GetNext(pos);
+        result.clusters.push_back(DescribeCluster(*this, cluster, cluster == main));
+        POSITION nodePos = cluster->m_NodeList.GetHeadPosition();
+        while (nodePos != nullptr)
+        {
+            clustered.insert(cluster->m_NodeList.GetNext(nodePos));
+        }
+    }
+    std::unordered_set<CNode*> unseeded;
+    pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        unseeded.insert(g_sktUndefinedNodeChain.GetNext(pos));
+    }
+    pos = m_nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = m_nodes.GetNext(pos);
+        if (clustered.count(node) == 0)
+        {
+            result.stripped.push_back(IdOf(node));
+            if (result.verdict == Verdict::Ok && unseeded.count(node) != 0)
+            {
+                result.unseeded.push_back(IdOf(node));
+            }
+        }
+    }
+
+    if (result.verdict == Verdict::Ok && sktIsClusterChainOverConstrain(g_sktClusterChain) != 0)
+    {
+        result.verdict = Verdict::OverConstrained;
+    }
+    sktFinishJudge(m_rels);
+
+    for (CVal* val : values)
+    {
+        val->RestoreValue();
+    }
+    return result;
+}
+
+} // namespace qsolver::host

@@ -1,0 +1,213 @@
+// Growing rigid clusters in the analysis pass: known-propagation from a node, the main cluster of
+// fixed and reference geometry, and the choice of two base nodes that seed each further cluster.
+#include "judge/Judge.h"
+
+#include "model/CNode.h"
+#include "model/CRel.h"
+#include "model/CVal.h"
+#include "model/Chains.h"
+
+namespace
+{
+
+int HasKnownValue(CRel* rel)
+{
+    return rel->m_pVal != nullptr && rel->m_pVal->IsKnown() ? 1 : 0;
+}
+
+// The first base node: an end of a known-valued relation with the most unused known relations.
+// Strictly greater replaces, so the earliest relation and, within it, the first node win ties.
+CNode* ChooseFirstBaseNode()
+{
+    CNode* best = nullptr;
+    int bestCount = -1;
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktRelChain.GetNext(pos);
+        if (!HasKnownValue(rel))
+        {
+            continue;
+        }
+        CNode* ends[2] = {rel->m_pNode1, rel->m_pNode2};
+        for (CNode* end : ends)
+        {
+            const int count = end->GetUnusedKnownRelNum();
+            if (count > bestCount)
+            {
+                bestCount = count;
+                best = end;
+            }
+        }
+    }
+    return best;
+}
+
+// The second base node: the best neighbour of the first over a known-valued relation that the
+// first node's activation made active.
+CNode* ChooseSecondBaseNode(CNode* first)
+{
+    CNode* best = nullptr;
+    int bestCount = -1;
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktRelChain.GetNext(pos);
+        if (!HasKnownValue(rel) || !rel->IsActive())
+        {
+            continue;
+        }
+        CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
+        const int count = candidate->GetUnusedKnownRelNum();
+        if (count > bestCount)
+        {
+            bestCount = count;
+            best = candidate;
+        }
+    }
+    return best;
+}
+
+// Takes back what activating the first base node did, except between the two base nodes: the
+// cluster is grown from both of them afterwards, so only their own relations stay taken.
+void UndoFirstActivation(CNode* first, CNode* second)
+{
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktRelChain.GetNext(pos);
+        const bool joinsBases = (rel->m_pNode1 == first && rel->m_pNode2 == second) ||
+                                (rel->m_pNode1 == second && rel->m_pNode2 == first);
+        if (joinsBases)
+        {
+            if (HasKnownValue(rel))
+            {
+                rel->SetUsed();
+            }
+            else
+            {
+                rel->SetUnused();
+            }
+            continue;
+        }
+        rel->SetUnused();
+        if (rel->m_pNode1 == first)
+        {
+            rel->m_pNode2->m_nFreeNum = 2;
+        }
+        else if (rel->m_pNode2 == first)
+        {
+            rel->m_pNode1->m_nFreeNum = 2;
+        }
+    }
+}
+
+} // namespace
+
+int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
+{
+    if (node->ActiveRel() == 0)
+    {
+        return 0;
+    }
+    // Layer by layer: check every node just determined, then spread from each of them.
+    while (!g_sktDefinedNodeChain.IsEmpty())
+    {
+        while (!g_sktDefinedNodeChain.IsEmpty())
+        {
+            CNode* defined = g_sktDefinedNodeChain.RemoveHead();
+            if (defined->IsLegal() == 0)
+            {
+                return 0;
+            }
+            g_sktKnownNodeChain.AddTail(defined);
+        }
+        while (!g_sktKnownNodeChain.IsEmpty())
+        {
+            CNode* known = g_sktKnownNodeChain.RemoveHead();
+            if (known->ActiveRel() == 0)
+            {
+                return 0;
+            }
+            cluster->AddNode(known);
+        }
+    }
+    return 1;
+}
+
+int sktCreateMainCluster(CCluster* cluster)
+{
+    cluster->m_nFreeNum = 3;
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+        if (!node->IsRefObject() && !node->IsFixed())
+        {
+            continue;
+        }
+        // Other fixed or reference geometry has already placed it, partly or wholly.
+        if (node->IsDecreaseFreeNum())
+        {
+            return 0;
+        }
+        node->m_nFreeNum = 0;
+        cluster->AddNode(node);
+        if (sktReasoningFromOneNode(node, cluster) == 0)
+        {
+            return 0;
+        }
+    }
+    sktGetClusterRelChain(cluster);
+    sktRemoveKnownNodeFromChain();
+    sktRemoveActiveAndUsedRelFromChain();
+    return 1;
+}
+
+int sktFindBaseNodesForCluster(CCluster* cluster)
+{
+    if (g_sktUndefinedNodeChain.GetCount() < 2)
+    {
+        return 0;
+    }
+    CNode* first = ChooseFirstBaseNode();
+    if (first == nullptr)
+    {
+        return 0;
+    }
+    first->m_nFreeNum = 0;
+    if (first->ActiveRel() == 0)
+    {
+        return -1;
+    }
+    CNode* second = ChooseSecondBaseNode(first);
+    if (second == nullptr)
+    {
+        g_sktDefinedNodeChain.RemoveAll();
+        return 0;
+    }
+
+    first->m_nFreeNum = 0;
+    second->m_nFreeNum = 0;
+    cluster->AddNode(first);
+    cluster->AddNode(second);
+
+    // The first base node alone determined the second: the pair cannot turn about each other,
+    // so the cluster keeps only its two translations.
+    if (g_sktDefinedNodeChain.Find(second) != nullptr)
+    {
+        if (second->IsLegal() == 0)
+        {
+            return -1;
+        }
+        cluster->m_nFreeNum = 2;
+    }
+    else
+    {
+        cluster->m_nFreeNum = 3;
+    }
+
+    UndoFirstActivation(first, second);
+    g_sktDefinedNodeChain.RemoveAll();
+    return 1;
+}

@@ -1,0 +1,22 @@
+// Internal steps of the over-constraint test that the drive pass and the tests reuse: the
+// distribution of relations over clusters, the two counts, and the translation test.
+#pragma once
+
+#include "model/PtrList.h"
+
+class CCluster;
+
+/// Empties every cluster's relation list, then gives each relation of the pool, in pool order,
+/// to the first two clusters (in list order) whose node list holds one of its nodes.
+void sktDistributeRelations(CRelList& pool, CClusterList& clusters);
+
+/// Relations that each remove one degree of freedom: every known-valued relation, and every
+/// unknown-valued one except the first of its value (a shared unknown is one more unknown).
+int sktGetEffectiveRelNum(CRelList& rels);
+
+/// How many of the cluster's angle relations are more than its rotation can absorb.
+int sktGetAngleSurplus(CCluster* cluster);
+
+/// 1 when point-line distances between clusters whose relative rotation is settled fix a
+/// translation twice (a third direction, or a cycle of distances along one direction).
+int sktIsTranslationOverConstrained(CClusterList& clusters);
