@@ -275,9 +275,10 @@ inline Family Grid(int n)
     return f;
 }
 
-/// A frame of two fans of parallel lines, one fixed line of each fan at its root: each further
-/// line is held by its distance to the previous line of its fan and its angle to the other
-/// fan's root. A point sits near each crossing at given distances from its two lines.
+/// A frame of two fans of parallel lines crossing at an angle. The root of the horizontal fan
+/// is fixed; the root of the slanted fan is held by its angle to it and its distance from a
+/// fixed point. Every further line is held by its distance to the previous line of its fan and
+/// an angle of 0 to it. A point sits near each crossing at given distances from its two lines.
 inline Family Frame(int crossings)
 {
     Family f;
@@ -312,14 +313,18 @@ inline Family Frame(int crossings)
         p.push_back(static_cast<int>(f.nodes.size()));
         f.nodes.push_back(Point(x + 0.6, y + 0.25 + 0.1 * Jitter(i, 7)));
     }
+    const int origin = static_cast<int>(f.nodes.size());
+    f.nodes.push_back(Point(0.5, -0.7));
     Add(f, RelKind::Fix, h[0], -1);
-    Add(f, RelKind::Fix, s[0], -1);
+    Add(f, RelKind::Fix, origin, -1);
+    Add(f, RelKind::LLang, h[0], s[0]);
+    Add(f, RelKind::PLdis, origin, s[0]);
     for (int i = 1; i < crossings; ++i)
     {
         Add(f, RelKind::LLdis, h[i - 1], h[i]);
-        Add(f, RelKind::LLang, s[0], h[i]);
+        Add(f, RelKind::LLang, h[i - 1], h[i]);
         Add(f, RelKind::LLdis, s[i - 1], s[i]);
-        Add(f, RelKind::LLang, h[0], s[i]);
+        Add(f, RelKind::LLang, s[i - 1], s[i]);
     }
     for (int i = 0; i < crossings; ++i)
     {
@@ -330,11 +335,8 @@ inline Family Frame(int crossings)
             f.triangles.push_back({p[i - 2], p[i - 1], p[i]});
         }
     }
-    // The first gap between horizontal lines: every later horizontal line and point moves.
-    if (crossings > 1)
-    {
-        ChangeBy(f, 2, 1.05);
-    }
+    // The angle between the fans: every slanted line and every point moves.
+    ChangeBy(f, 2, 1.03);
     return f;
 }
 

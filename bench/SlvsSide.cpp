@@ -20,14 +20,16 @@ namespace
 const Slvs_hGroup kFixedGroup = 1;
 const Slvs_hGroup kSolvedGroup = 2;
 
-// An infinite line is a segment between two free points of this length. The segment's slide
-// along itself is left free: the library takes a sketch with spare freedom as it comes and
-// reports it in dof, while the line itself is exactly as determined as in our sketch.
+// An infinite line is a segment between two free points of this length whose slide along
+// itself is pinned, so that the library sees exactly the freedom the line has in our sketch.
 const double kSegmentLength = 1.0;
 
 // The library numbers its equations from the constraint handles in 16 bits and aborts on a
 // clash beyond that, long after the size at which it refuses to solve anyway.
 const size_t kMaxHandles = 65535;
+
+// Angles this close to 0, pi/2 or pi are given as parallel or square.
+const double kStraight = 1e-9;
 
 struct SlvsSketch
 {
@@ -116,6 +118,13 @@ SlvsSketch Build(const Family& f)
             if (!fixed[i])
             {
                 AddConstraint(s, SLVS_C_PT_PT_DISTANCE, kSegmentLength, a, b, 0, 0);
+                // Pin the slide: the segment's first end stays on a fixed guide square to
+                // the line, which every direction near the old one crosses.
+                Slvs_hEntity g0 = AddPoint(s, kFixedGroup, n.x, n.y);
+                Slvs_hEntity g1 = AddPoint(s, kFixedGroup, n.x - n.dy, n.y + n.dx);
+                Slvs_hEntity guide = static_cast<Slvs_hEntity>(s.entities.size() + 1);
+                s.entities.push_back(Slvs_MakeLineSegment(guide, kFixedGroup, s.workplane, g0, g1));
+                AddConstraint(s, SLVS_C_PT_ON_LINE, 0.0, a, 0, guide, 0);
             }
         }
     }
@@ -146,9 +155,23 @@ SlvsSketch Build(const Family& f)
             }
             case RelKind::LLang:
             {
-                // The library's angle is the unsigned angle between the two directions.
-                double between = std::acos(std::cos(value)) * 180.0 / Pi();
-                AddConstraint(s, SLVS_C_ANGLE, between, 0, 0, s.entity[r.a], s.entity[r.b]);
+                // The library's own constraints for parallel and square lines; its angle
+                // constraint is the unsigned angle between the two directions (and has no
+                // gradient at 0).
+                double between = std::acos(std::cos(value));
+                if (between < kStraight || Pi() - between < kStraight)
+                {
+                    AddConstraint(s, SLVS_C_PARALLEL, 0.0, 0, 0, s.entity[r.a], s.entity[r.b]);
+                }
+                else if (std::fabs(between - 0.5 * Pi()) < kStraight)
+                {
+                    AddConstraint(s, SLVS_C_PERPENDICULAR, 0.0, 0, 0, s.entity[r.a], s.entity[r.b]);
+                }
+                else
+                {
+                    AddConstraint(s, SLVS_C_ANGLE, between * 180.0 / Pi(), 0, 0, s.entity[r.a],
+                                  s.entity[r.b]);
+                }
                 break;
             }
         }
