@@ -19,9 +19,6 @@ namespace qsolver::bench
 namespace
 {
 
-// Enough runs for a steady median of the smallest sketches.
-const int kMaxRuns = 1001;
-
 std::string AnalysisWord(const host::AnalysisResult& a)
 {
     switch (a.verdict)
@@ -39,37 +36,53 @@ std::string AnalysisWord(const host::AnalysisResult& a)
 
 } // namespace
 
-OurRun SolveWithQsolver(const Family& f, int minRuns, double minTotalMs)
+OurAnalysis AnalyseWithQsolver(const Family& f, const RunPolicy& policy)
 {
-    OurRun out;
-    std::vector<double> analysis;
-    std::vector<double> drive;
+    OurAnalysis out;
+    std::vector<double> times;
     double spent = 0.0;
-    const std::vector<std::pair<std::string, double>> changes = HostChanges(f);
-    while (static_cast<int>(drive.size()) < minRuns ||
-           (spent < minTotalMs && static_cast<int>(drive.size()) < kMaxRuns))
+    while (policy.More(static_cast<int>(times.size()), spent))
     {
         // Fresh state per run: a new sketch at the initial geometry.
         std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
 
-        Stopwatch analysisWatch;
+        Stopwatch watch;
         host::AnalysisResult verdict = sketch->Analyse();
-        analysis.push_back(analysisWatch.Ms());
+        double ms = watch.Ms();
 
-        Stopwatch driveWatch;
-        host::DriveResult result = sketch->Drive(changes);
-        double ms = driveWatch.Ms();
-
-        drive.push_back(ms);
+        times.push_back(ms);
         spent += ms;
-        out.analysis = AnalysisWord(verdict);
+        out.verdict = AnalysisWord(verdict);
+    }
+    out.runs = static_cast<int>(times.size());
+    out.ms = Median(times);
+    return out;
+}
+
+OurDrive DriveWithQsolver(const Family& f, const RunPolicy& policy)
+{
+    OurDrive out;
+    std::vector<double> times;
+    double spent = 0.0;
+    const std::vector<std::pair<std::string, double>> changes = HostChanges(f);
+    while (policy.More(static_cast<int>(times.size()), spent))
+    {
+        // The analysis leaves a sketch as it found it, so a freshly built sketch is the state
+        // a host drives from.
+        std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
+
+        Stopwatch watch;
+        host::DriveResult result = sketch->Drive(changes);
+        double ms = watch.Ms();
+
+        times.push_back(ms);
+        spent += ms;
         out.result = result.IsOk() ? 1 : 0;
         out.failedStep = result.IsOk() ? "" : host::DriveStepText(result.failed);
         out.solved = ReadHostSketch(f, *sketch);
     }
-    out.runs = static_cast<int>(drive.size());
-    out.analysisMs = Median(analysis);
-    out.ms = Median(drive);
+    out.runs = static_cast<int>(times.size());
+    out.ms = Median(times);
     return out;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Families.h"
+#include "Timing.h"
 
 #include <string>
 #include <vector>
@@ -10,19 +11,27 @@
 namespace qsolver::bench
 {
 
-struct OurRun
+struct OurAnalysis
 {
-    std::string analysis; // the analysis verdict, in a word
-    double analysisMs = 0.0;
-    int result = -1;        // the drive sequence's result: 1 re-solved, 0 failed
+    std::string verdict; // in a few words
+    double ms = 0.0;     // median time of the analysis sequence
+    int runs = 0;
+};
+
+struct OurDrive
+{
+    int result = -1;        // 1 re-solved, 0 failed
     std::string failedStep; // what failed, when it did
     double ms = 0.0;        // median time of the whole drive sequence
     int runs = 0;
     std::vector<Node> solved; // geometry after the last drive
 };
 
-/// Runs the analysis and the drive sequence at least minRuns times each, every run on a fresh
-/// sketch, and more while the drives so far took less than minTotalMs in all.
-OurRun SolveWithQsolver(const Family& f, int minRuns, double minTotalMs);
+/// Times the host's analysis sequence, each run on a fresh sketch.
+OurAnalysis AnalyseWithQsolver(const Family& f, const RunPolicy& policy);
+
+/// Times the host's drive sequence of the family's dimension change, each run on a fresh
+/// sketch.
+OurDrive DriveWithQsolver(const Family& f, const RunPolicy& policy);
 
 } // namespace qsolver::bench

@@ -223,7 +223,7 @@ int SlvsUnknowns(const Family& f)
     return unknowns;
 }
 
-SlvsRun SolveWithSlvs(const Family& f, int runs, double budgetMs)
+SlvsRun SolveWithSlvs(const Family& f, const RunPolicy& policy)
 {
     SlvsRun out;
     out.unknowns = SlvsUnknowns(f);
@@ -237,7 +237,7 @@ SlvsRun SolveWithSlvs(const Family& f, int runs, double budgetMs)
     std::vector<double> times;
     double spent = 0.0;
     std::vector<Slvs_Param> params;
-    for (int run = 0; run < runs; ++run)
+    while (policy.More(static_cast<int>(times.size()), spent))
     {
         // Fresh state per run: the solve writes its answer into the parameters.
         params = s.params;
@@ -263,7 +263,7 @@ SlvsRun SolveWithSlvs(const Family& f, int runs, double budgetMs)
         times.push_back(ms);
         spent += ms;
         out.result = sys.result;
-        if (sys.result == SLVS_RESULT_TOO_MANY_UNKNOWNS || spent > budgetMs)
+        if (sys.result == SLVS_RESULT_TOO_MANY_UNKNOWNS)
         {
             break;
         }

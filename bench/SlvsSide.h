@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Families.h"
+#include "Timing.h"
 
 #include <string>
 #include <vector>
@@ -25,9 +26,9 @@ struct SlvsRun
 /// Number of parameters the solved group would have, without building the system.
 int SlvsUnknowns(const Family& f);
 
-/// Solves the family `runs` times from the initial geometry (stopping early once the solves
-/// so far took more than budgetMs in all) and reports the median.
-SlvsRun SolveWithSlvs(const Family& f, int runs, double budgetMs);
+/// Solves the family from its initial geometry as often as the policy says and reports the
+/// median time.
+SlvsRun SolveWithSlvs(const Family& f, const RunPolicy& policy);
 
 /// The library's name for its result code.
 std::string SlvsResultName(int result);

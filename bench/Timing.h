@@ -22,6 +22,26 @@ private:
     std::chrono::steady_clock::time_point m_start;
 };
 
+/// How many times to repeat a timed step: at least minRuns, more while the runs so far took less
+/// than steadyMs (small sketches need many for a steady median), and no more once they took
+/// budgetMs (at least one run), so that a step that grows badly cannot hold the benchmark up.
+struct RunPolicy
+{
+    int minRuns = 5;
+    int maxRuns = 1001;
+    double steadyMs = 300.0;
+    double budgetMs = 30000.0;
+
+    bool More(int runs, double spentMs) const
+    {
+        if (runs >= 1 && spentMs > budgetMs)
+        {
+            return false;
+        }
+        return runs < minRuns || (spentMs < steadyMs && runs < maxRuns);
+    }
+};
+
 inline double Median(std::vector<double> v)
 {
     if (v.empty())

@@ -5,6 +5,7 @@
 #include "QsolverSide.h"
 #include "SlvsSide.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -22,14 +23,13 @@ namespace
 const int kSlvsMaxUnknowns = 2048;
 // Sizes whose one solve the other library would take longer than this over are skipped.
 const double kSlvsSolveLimitMs = 30000.0;
-// Estimates grow with the cube of the unknowns from the last size of the family, once that
-// took at least this long (below it fixed costs dominate and a cube would mislead).
-const double kSlvsEstimateFromMs = 100.0;
 // Its runs at one size stop once they took this long in all (at least one run).
 const double kSlvsBudgetMs = 45000.0;
+// Our steps are skipped where one run would take longer than this, and their runs at one size
+// stop once they took kOurBudgetMs in all.
+const double kOurStepLimitMs = 60000.0;
+const double kOurBudgetMs = 30000.0;
 const int kMinRuns = 5;
-// Our runs go on past kMinRuns until they took this long, for a steadier median.
-const double kOurMinTotalMs = 300.0;
 // Generated sketches must satisfy every relation to this before anything is solved.
 const double kInitialTolerance = 1e-9;
 
@@ -118,6 +118,16 @@ std::string Ms(double ms)
     return buf;
 }
 
+/// A note on a median of fewer runs than asked for (a step over its time budget).
+std::string Runs(int runs)
+{
+    if (runs >= kMinRuns)
+    {
+        return "";
+    }
+    return runs == 1 ? " (1 run)" : " (" + std::to_string(runs) + " runs)";
+}
+
 std::string Err(double e)
 {
     char buf[32];
@@ -125,11 +135,56 @@ std::string Err(double e)
     return buf;
 }
 
-struct SlvsHistory
+/// Estimates a step's time at a new size from the last two sizes of its family: the growth
+/// measured between them (from 1 to 3 in the exponent), cubic when only one size is known.
+class Estimator
 {
-    int unknowns = 0;
-    double ms = 0.0;
+public:
+    void Record(double size, double ms)
+    {
+        m_prevSize = m_size;
+        m_prevMs = m_ms;
+        m_size = size;
+        m_ms = ms;
+    }
+
+    double Estimate(double size) const
+    {
+        // Below this fixed costs dominate and growth cannot be told.
+        const double measurableMs = 50.0;
+        if (m_ms < measurableMs)
+        {
+            return 0.0;
+        }
+        double exponent = 3.0;
+        if (m_prevMs >= 1.0)
+        {
+            exponent = std::log(m_ms / m_prevMs) / std::log(m_size / m_prevSize);
+            exponent = std::min(3.0, std::max(1.0, exponent));
+        }
+        return m_ms * std::pow(size / m_size, exponent);
+    }
+
+private:
+    double m_prevSize = 0.0;
+    double m_prevMs = 0.0;
+    double m_size = 0.0;
+    double m_ms = 0.0;
 };
+
+struct History
+{
+    Estimator analysis;
+    Estimator drive;
+    Estimator slvs;
+};
+
+std::string Skipped(double estimateMs)
+{
+    char buf[64];
+    std::snprintf(buf, sizeof(buf), "skipped (one run est. %.0f s)", estimateMs / 1000.0);
+    return buf;
+}
 
 int Run(const Options& o)
 {
@@ -138,7 +193,7 @@ int Run(const Options& o)
                 "flips | other flips |\n");
     std::printf("|---|---:|---:|---:|---:|---:|---:|---|---|---:|---:|---:|---:|\n");
     std::fflush(stdout);
-    std::map<std::string, SlvsHistory> history;
+    std::map<std::string, History> history;
     int bad = 0;
     for (const Size& size : kSizes)
     {
@@ -156,13 +211,51 @@ int Run(const Options& o)
             return 2;
         }
 
-        OurRun ours = SolveWithQsolver(f, kMinRuns, kOurMinTotalMs);
-        double ourErr = MaxRelationError(f, ours.solved);
-        int ourFlips = FlippedTriangles(f, ours.solved);
-        std::string ourResult = ours.result == 1 ? "solved" : "failed: " + ours.failedStep;
-        if (ours.result != 1)
+        RunPolicy ourPolicy;
+        ourPolicy.minRuns = kMinRuns;
+        ourPolicy.budgetMs = kOurBudgetMs;
+        History& hist = history[f.name];
+        const double nodes = static_cast<double>(f.nodes.size());
+
+        std::string analysisCell;
+        std::string verdict;
+        double analysisEstimate = hist.analysis.Estimate(nodes);
+        if (analysisEstimate > kOurStepLimitMs)
         {
-            ++bad;
+            analysisCell = Skipped(analysisEstimate);
+            verdict = "analysis skipped";
+        }
+        else
+        {
+            OurAnalysis analysis = AnalyseWithQsolver(f, ourPolicy);
+            hist.analysis.Record(nodes, analysis.ms);
+            analysisCell = Ms(analysis.ms) + Runs(analysis.runs);
+            verdict = analysis.verdict;
+        }
+
+        std::string driveCell;
+        std::string ourResult;
+        std::string ourErr = "-";
+        std::string ourFlips = "-";
+        OurDrive ours;
+        double driveEstimate = hist.drive.Estimate(nodes);
+        if (driveEstimate > kOurStepLimitMs)
+        {
+            driveCell = Skipped(driveEstimate);
+            ourResult = "not run";
+        }
+        else
+        {
+            ours = DriveWithQsolver(f, ourPolicy);
+            hist.drive.Record(nodes, ours.ms);
+            driveCell = Ms(ours.ms) + Runs(ours.runs);
+            ourResult = ours.result == 1 ? "solved" : "failed: " + ours.failedStep;
+            ourErr = Err(MaxRelationError(f, ours.solved));
+            ourFlips = std::to_string(FlippedTriangles(f, ours.solved));
+            if (ours.result != 1)
+            {
+                ++bad;
+            }
         }
 
         std::string other = "-";
@@ -170,19 +263,19 @@ int Run(const Options& o)
         std::string otherResult = "not run";
         std::string otherErr = "-";
         std::string otherFlips = "-";
-        int unknowns = SlvsUnknowns(f);
-        SlvsHistory& last = history[f.name];
-        double predicted =
-            last.ms >= kSlvsEstimateFromMs
-                ? last.ms * std::pow(static_cast<double>(unknowns) / last.unknowns, 3.0)
-                : 0.0;
-        if (o.withOther && unknowns <= kSlvsMaxUnknowns && predicted > kSlvsSolveLimitMs)
+        const int unknowns = SlvsUnknowns(f);
+        double slvsEstimate = hist.slvs.Estimate(unknowns);
+        if (o.withOther && unknowns <= kSlvsMaxUnknowns && slvsEstimate > kSlvsSolveLimitMs)
         {
-            otherResult = "skipped: one solve estimated at " + Ms(predicted / 1000.0) + " s";
+            other = Skipped(slvsEstimate);
         }
         else if (o.withOther)
         {
-            SlvsRun theirs = SolveWithSlvs(f, kMinRuns, kSlvsBudgetMs);
+            RunPolicy slvsPolicy;
+            slvsPolicy.minRuns = kMinRuns;
+            slvsPolicy.steadyMs = 0.0;
+            slvsPolicy.budgetMs = kSlvsBudgetMs;
+            SlvsRun theirs = SolveWithSlvs(f, slvsPolicy);
             otherResult = SlvsResultName(theirs.result);
             if (theirs.result == kNotCalled || theirs.result == 3)
             {
@@ -194,35 +287,34 @@ int Run(const Options& o)
             }
             else
             {
-                last.unknowns = unknowns;
-                last.ms = theirs.ms;
-                other = Ms(theirs.ms);
-                if (ours.ms > 0.0)
+                hist.slvs.Record(unknowns, theirs.ms);
+                other = Ms(theirs.ms) + Runs(theirs.runs);
+                // A speed ratio means something only where both re-solved the sketch.
+                if (ours.result == 1 && theirs.result == 0 && ours.ms > 0.0)
                 {
+                    double r = theirs.ms / ours.ms;
                     char buf[32];
-                    std::snprintf(buf, sizeof(buf), "%.0fx", theirs.ms / ours.ms);
+                    std::snprintf(buf, sizeof(buf), r < 10.0 ? "%.2fx" : "%.0fx", r);
                     ratio = buf;
-                }
-                if (theirs.runs < kMinRuns)
-                {
-                    otherResult += " (" + std::to_string(theirs.runs) + " runs)";
                 }
                 otherErr = Err(MaxRelationError(f, theirs.solved));
                 otherFlips = std::to_string(FlippedTriangles(f, theirs.solved));
             }
         }
 
-        std::printf("| %s | %zu | %zu | %s | %s | %s | %s | %s | %s | %s | %s | %d | %s |\n",
-                    f.name.c_str(), f.nodes.size(), f.relations.size(), Ms(ours.analysisMs).c_str(),
-                    Ms(ours.ms).c_str(), other.c_str(), ratio.c_str(),
-                    (ourResult + ", " + ours.analysis).c_str(), otherResult.c_str(),
-                    Err(ourErr).c_str(), otherErr.c_str(), ourFlips, otherFlips.c_str());
+        std::printf("| %s | %zu | %zu | %s | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n",
+                    f.name.c_str(), f.nodes.size(), f.relations.size(), analysisCell.c_str(),
+                    driveCell.c_str(), other.c_str(), ratio.c_str(),
+                    (ourResult + "; " + verdict).c_str(), otherResult.c_str(), ourErr.c_str(),
+                    otherErr.c_str(), ourFlips.c_str(), otherFlips.c_str());
         std::fflush(stdout);
     }
-    std::printf("\nTimes are medians of at least %d runs on fresh sketches (monotonic clock). "
-                "Drive: the whole host drive sequence with backups; other: one solve with the "
-                "fixed geometry in a group of its own. Errors: the largest relation error after "
-                "the solve; flips: triangles whose orientation changed.\n",
+    std::printf("\nTimes are medians of %d runs or more on fresh sketches (monotonic clock), of "
+                "fewer where noted because a step took over its time budget. Analysis and "
+                "drive: the host's whole sequences, backups included; other: one Slvs_Solve "
+                "with the fixed geometry in a group of its own. Relations count the fixes. "
+                "Errors: the largest relation error after the solve; flips: triangles whose "
+                "orientation changed.\n",
                 kMinRuns);
     return bad ? 1 : 0;
 }
