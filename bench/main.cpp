@@ -150,8 +150,9 @@ public:
 
     double Estimate(double size) const
     {
-        // Below this fixed costs dominate and growth cannot be told.
-        const double measurableMs = 50.0;
+        // Below this fixed costs dominate and growth cannot be told; a step this fast at one
+        // size is run at the next one whatever its growth.
+        const double measurableMs = 100.0;
         if (m_ms < measurableMs)
         {
             return 0.0;
