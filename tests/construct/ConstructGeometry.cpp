@@ -1,3 +1,5 @@
+// The loci the constructions intersect: roots and their order, tangency before reachability,
+// the degenerate-line limit, the side band and the offset of a moved line.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

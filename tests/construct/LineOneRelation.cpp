@@ -1,3 +1,5 @@
+// How a line is placed from its relation list, and the single-relation placements: side of the
+// point, angle with reversal flags and wrap, sense and side of a distance partner.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

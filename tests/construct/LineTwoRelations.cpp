@@ -1,3 +1,5 @@
+// Lines from two relations: the common tangent of two circles with its sense, toggle and
+// fallbacks, and directions from an angle placed beside a point or a line.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
@@ -163,6 +165,8 @@ TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
 {
     // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.
     ToggleScope toggle(g_cTwoPLdisToggle, 1);
+    // The unturned tangent ends with its through point at the foot of P2, the turned one at the
+    // foot of P1.
     const double expectedDirX[] = {-1, 1, -1};
     for (double dirX : expectedDirX)
     {
@@ -178,6 +182,9 @@ TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
         EXPECT_GT(l->m_Line.GetDirection().x * dirX, 0.9);
         EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), -1, 1e-9);
         EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), 1, 1e-9);
+        const XYZ& foot = dirX < 0 ? p2->m_Pos : p1->m_Pos;
+        ExpectAt(l->m_Line.GetThroughPoint(), l->m_Line.GetProjectPoint(foot).x,
+                 l->m_Line.GetProjectPoint(foot).y);
     }
 }
 

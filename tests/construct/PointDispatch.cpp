@@ -1,3 +1,5 @@
+// How a point is placed from its relation list: counts, orders, the refused and diagnosed
+// three-relation mixes, and the placements from one distance.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

@@ -1,3 +1,5 @@
+// Points at equal unknown distances from lines or points: bisector of the old angle, midline
+// of parallels, the sector check, and the common value written back.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

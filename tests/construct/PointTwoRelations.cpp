@@ -1,3 +1,5 @@
+// Points from two distances: the old branch kept, the toggles alternating only when the old
+// position is undecided, and the fallbacks by known flags with their side checks.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;

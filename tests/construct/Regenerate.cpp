@@ -1,3 +1,5 @@
+// Regenerate and its dispatch: what counts as a changed input (at 1e-6), nodes kept bit for bit,
+// refusal of over-determined nodes, and the values a placement makes known.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
@@ -263,6 +265,9 @@ TEST(Regenerate, VirtualPairValueBecomesKnownAndLoneUnknownsToKnownNodesAreMeasu
     CRel* rb = s.PP(p, b, ra->m_pVal);
     CRel* toGround = s.PL(p, ground, 0.0, false);
     CRel* toLoose = s.PL(p, loose, 0.0, false);
+    CMathline* spare = s.Line(0, 9, 1, 0);
+    MakeKnown(spare);
+    CRel* unusedToKnown = s.PL(p, spare, 0.0, false);
     ra->SetActive();
     rb->SetActive();
     toGround->SetActive();
@@ -280,6 +285,8 @@ TEST(Regenerate, VirtualPairValueBecomesKnownAndLoneUnknownsToKnownNodesAreMeasu
     EXPECT_TRUE(toGround->IsUsed());
     EXPECT_EQ(toLoose->m_pVal->m_bKnown, 0);
     EXPECT_TRUE(toLoose->IsActive());
+    EXPECT_EQ(unusedToKnown->m_pVal->m_bKnown, 0); // only active relations are measured
+    EXPECT_TRUE(unusedToKnown->IsUnused());
     EXPECT_EQ(p->m_nFreeNum, 0);
 }
 
