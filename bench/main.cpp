@@ -57,7 +57,8 @@ struct Options
 void Usage()
 {
     std::fprintf(stderr, "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other]\n"
-                         "  NAME is truss, grid, frame or linkage\n");
+                         "  NAME is truss, grid, frame or linkage. Exit status 1 when our drive\n"
+                         "  failed to re-solve a sketch, 2 on bad arguments.\n");
 }
 
 bool ParseOptions(int argc, char** argv, Options& o)
@@ -67,6 +68,11 @@ bool ParseOptions(int argc, char** argv, Options& o)
         if (std::strcmp(argv[i], "--family") == 0 && i + 1 < argc)
         {
             o.family = argv[++i];
+            if (o.family != "truss" && o.family != "grid" && o.family != "frame" &&
+                o.family != "linkage")
+            {
+                return false;
+            }
         }
         else if (std::strcmp(argv[i], "--max-nodes") == 0 && i + 1 < argc)
         {
