@@ -201,6 +201,11 @@ int sktSolveGoodClusterChain()
     }
     for (;;)
     {
+        if (g_sktClusterChain.IsEmpty())
+        {
+            // Nothing stays where it is to place the good clusters against.
+            return 0;
+        }
         std::unordered_set<CCluster*> waiting;
         pos = g_sktGoodClusterChain.GetHeadPosition();
         while (pos != nullptr)
