@@ -1,0 +1,89 @@
+// Our side: each family becomes a host sketch, analysed and driven through the host layer
+// exactly as a host runs the passes.
+#include "QsolverSide.h"
+
+#include "Timing.h"
+
+#include "HostSketch.h"
+
+#include "SketchDrive.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qsolver::bench
+{
+
+namespace
+{
+
+std::string AnalysisWord(const host::AnalysisResult& a)
+{
+    switch (a.verdict)
+    {
+        case host::Verdict::Ok:
+            return std::to_string(a.clusters.size()) +
+                   (a.clusters.size() == 1 ? " cluster" : " clusters");
+        case host::Verdict::OverConstrained:
+        case host::Verdict::FixedContradiction:
+        case host::Verdict::SeedContradiction:
+            break;
+    }
+    return host::VerdictText(a.verdict);
+}
+
+} // namespace
+
+OurAnalysis AnalyseWithQsolver(const Family& f, const RunPolicy& policy)
+{
+    OurAnalysis out;
+    std::vector<double> times;
+    double spent = 0.0;
+    while (policy.More(static_cast<int>(times.size()), spent))
+    {
+        // Fresh state per run: a new sketch at the initial geometry.
+        std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
+
+        Stopwatch watch;
+        host::AnalysisResult verdict = sketch->Analyse();
+        double ms = watch.Ms();
+
+        times.push_back(ms);
+        spent += ms;
+        out.verdict = AnalysisWord(verdict);
+    }
+    out.runs = static_cast<int>(times.size());
+    out.ms = Median(times);
+    return out;
+}
+
+OurDrive DriveWithQsolver(const Family& f, const RunPolicy& policy)
+{
+    OurDrive out;
+    std::vector<double> times;
+    double spent = 0.0;
+    const std::vector<std::pair<std::string, double>> changes = HostChanges(f);
+    while (policy.More(static_cast<int>(times.size()), spent))
+    {
+        // The analysis leaves a sketch as it found it, so a freshly built sketch is the state
+        // a host drives from.
+        std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
+
+        Stopwatch watch;
+        host::DriveResult result = sketch->Drive(changes);
+        double ms = watch.Ms();
+
+        times.push_back(ms);
+        spent += ms;
+        out.result = result.IsOk() ? 1 : 0;
+        out.failedStep = result.IsOk() ? "" : host::DriveStepText(result.failed);
+        out.solved = ReadHostSketch(f, *sketch);
+    }
+    out.runs = static_cast<int>(times.size());
+    out.ms = Median(times);
+    return out;
+}
+
+} // namespace qsolver::bench
