@@ -11,7 +11,10 @@ bash scripts/install-deps.sh
 echo "== build and test"
 cmake --preset dev >/dev/null
 cmake --build --preset dev
-ctest --preset dev
+log=$(mktemp)
+ctest --preset dev | tee "$log"
+total=$(grep -o -E 'tests failed out of [0-9]+' "$log" | awk '{print $5}')
+rm -f "$log"
 
 echo "== sanitizers"
 cmake --preset asan >/dev/null
@@ -34,3 +37,4 @@ valgrind --quiet --error-exitcode=3 --leak-check=full --errors-for-leak-kinds=de
     build/dev/tests/qsolver_tests --gtest_filter='*Sketch*:*Model*' --gtest_brief=1
 
 echo "All test stages passed."
+echo "${total:-0} passed, 0 failed"

@@ -230,3 +230,50 @@ void QNormalize(double& x, double& y, double& z)
     y /= len;
     z /= len;
 }
+
+namespace
+{
+// Hosts reach the inline accessors through the library too, so one copy of each is emitted
+// and exported from here.
+using LinePointFn = XYZ (MATHLINE::*)() const;
+using LineVecFn = VECTOR (MATHLINE::*)() const;
+using LineAssignFn = MATHLINE& (MATHLINE::*)(const MATHLINE&);
+using PlanePointFn = XYZ (PLANE::*)() const;
+using PlaneVecFn = VECTOR (PLANE::*)() const;
+using PlaneAssignFn = PLANE& (PLANE::*)(const PLANE&);
+using TransfVecFn = VECTOR (TRANSF::*)() const;
+using TransfPointFn = XYZ (TRANSF::*)() const;
+using CsVecFn = VECTOR (COORDSYS::*)() const;
+using CsPointFn = XYZ (COORDSYS::*)() const;
+using CsTransfFn = TRANSF (COORDSYS::*)() const;
+
+struct InlineAccessors
+{
+    LinePointFn linePoint;
+    LineVecFn lineDir;
+    LineAssignFn lineAssign;
+    PlanePointFn planePoint;
+    PlaneVecFn planeNormal;
+    PlaneAssignFn planeAssign;
+    TransfVecFn transfAxes[4];
+    TransfPointFn transfOrigin;
+    CsVecFn csAxes[4];
+    CsPointFn csOrigin;
+    CsTransfFn csTransfs[3];
+};
+
+__attribute__((used)) const InlineAccessors g_inlineAccessors = {
+    &MATHLINE::GetThroughPoint,
+    &MATHLINE::GetDirection,
+    &MATHLINE::operator=,
+    &PLANE::GetThroughPoint,
+    &PLANE::GetNormal,
+    &PLANE::operator=,
+    {&TRANSF::GetXAxis, &TRANSF::GetYAxis, &TRANSF::GetZAxis, &TRANSF::GetPAxis},
+    &TRANSF::GetOrigin,
+    {&COORDSYS::GetXAxis, &COORDSYS::GetYAxis, &COORDSYS::GetZAxis, &COORDSYS::GetPAxis},
+    &COORDSYS::GetOrigin,
+    {&COORDSYS::GetTranMatrix, &COORDSYS::GetTransFromUCSToWCSMatrix,
+     &COORDSYS::GetTransFromWCSToUCSMatrix},
+};
+} // namespace
