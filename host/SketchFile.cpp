@@ -32,7 +32,10 @@ constexpr double kMaxMagnitude = 1e9;
 // A line direction shorter than this has no direction.
 constexpr double kMinDirection = 1e-12;
 
-std::string Quoted(const std::string& s) { return json(s).dump(); }
+std::string Quoted(const std::string& s)
+{
+    return json(s).dump();
+}
 
 class Checker
 {
@@ -75,9 +78,8 @@ public:
                     list += list.empty() ? "" : ", ";
                     list += key;
                 }
-                return Fail(Join(where, it.key()),
-                            "unknown field " + Quoted(it.key()) + " (expected one of: " + list +
-                                ")");
+                return Fail(Join(where, it.key()), "unknown field " + Quoted(it.key()) +
+                                                       " (expected one of: " + list + ")");
             }
         }
         return true;
@@ -219,7 +221,8 @@ bool ParseNode(Checker& c, const json& j, const std::string& where, DocNode& nod
             return false;
         }
         const json* through = c.Field(j, where, "through", true);
-        if (through == nullptr || !c.Pair(*through, Checker::Join(where, "through"), node.x, node.y))
+        if (through == nullptr ||
+            !c.Pair(*through, Checker::Join(where, "through"), node.x, node.y))
         {
             return false;
         }
@@ -263,8 +266,8 @@ bool ParseNode(Checker& c, const json& j, const std::string& where, DocNode& nod
         }
         return true;
     }
-    return c.Fail(Checker::Join(where, "type"), "unknown node type " + Quoted(typeName) +
-                                                    " (expected point, line or circle)");
+    return c.Fail(Checker::Join(where, "type"),
+                  "unknown node type " + Quoted(typeName) + " (expected point, line or circle)");
 }
 
 bool ParseValue(Checker& c, const json& j, const std::string& where, DocValue& value)
@@ -521,7 +524,8 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
         }
         if (name != "rad" && name != "deg")
         {
-            return c.Fail("unit", "unknown unit " + Quoted(name) + " (expected \"deg\" or \"rad\")");
+            return c.Fail("unit",
+                          "unknown unit " + Quoted(name) + " (expected \"deg\" or \"rad\")");
         }
         doc.hasUnit = true;
         doc.radians = name == "rad";
@@ -594,12 +598,13 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
         }
         auto [it, inserted] = firstUser.emplace(rel.shared, i);
         const DocRelation& first = doc.relations[it->second];
-        if (!inserted &&
-            (first.type == DocRelType::LLang) != (rel.type == DocRelType::LLang))
+        if (!inserted && (first.type == DocRelType::LLang) != (rel.type == DocRelType::LLang))
         {
             return c.Fail(Checker::Join(Checker::Index("relations", i), "shared"),
-                          "value " + Quoted(rel.shared) + " is shared by an angle and a "
-                          "distance (relations[" + std::to_string(it->second) + "] and this one)");
+                          "value " + Quoted(rel.shared) +
+                              " is shared by an angle and a "
+                              "distance (relations[" +
+                              std::to_string(it->second) + "] and this one)");
         }
     }
     return true;
@@ -632,8 +637,8 @@ void AppendPair(std::string& out, double x, double y)
 
 std::string FormatNode(const DocNode& n)
 {
-    std::string out = "{\"id\": " + Quoted(n.id) + ", \"type\": \"" + DocNodeTypeName(n.type) +
-                      "\", ";
+    std::string out =
+        "{\"id\": " + Quoted(n.id) + ", \"type\": \"" + DocNodeTypeName(n.type) + "\", ";
     switch (n.type)
     {
         case DocNodeType::Point:
@@ -665,8 +670,8 @@ std::string FormatNode(const DocNode& n)
 
 std::string FormatRelation(const DocRelation& r)
 {
-    std::string out = "{\"id\": " + Quoted(r.id) + ", \"type\": \"" + DocRelTypeName(r.type) +
-                      "\", \"nodes\": [";
+    std::string out =
+        "{\"id\": " + Quoted(r.id) + ", \"type\": \"" + DocRelTypeName(r.type) + "\", \"nodes\": [";
     for (size_t i = 0; i < r.nodes.size(); ++i)
     {
         out += (i ? ", " : "") + Quoted(r.nodes[i]);
@@ -885,7 +890,8 @@ std::string FormatSketch(const SketchDoc& doc)
             out, "values", doc.values,
             [](const DocValue& v)
             {
-                std::string s = "{\"id\": " + Quoted(v.id) + ", \"value\": " + FormatNumber(v.value);
+                std::string s =
+                    "{\"id\": " + Quoted(v.id) + ", \"value\": " + FormatNumber(v.value);
                 if (v.hasKnown)
                 {
                     s += std::string(", \"known\": ") + (v.known ? "true" : "false");
@@ -1068,13 +1074,13 @@ std::vector<RelationCheck> CheckRelations(const SketchDoc& doc)
         if (r.type == DocRelType::LLang)
         {
             error = std::fmod(error, fullTurn);
-            error = error > fullTurn / 2.0 ? error - fullTurn
+            error = error > fullTurn / 2.0    ? error - fullTurn
                     : error < -fullTurn / 2.0 ? error + fullTurn
                                               : error;
         }
         check.error = std::max(std::fabs(error), skew);
-        check.holds = r.type == DocRelType::LLang ? check.error <= angleTol
-                                                  : check.error <= lengthTol;
+        check.holds =
+            r.type == DocRelType::LLang ? check.error <= angleTol : check.error <= lengthTol;
         checks.push_back(check);
     }
     return checks;
@@ -1093,13 +1099,12 @@ void SnapshotNode(Sketch& sketch, const DocNode& n, std::vector<double>& out)
     else if (CMathline* l = sketch.FindLine(n.id))
     {
         const MATHLINE& m = l->m_Line;
-        out.insert(out.end(), {m.m_ThroughPoint.x, m.m_ThroughPoint.y, m.m_Direction.x,
-                               m.m_Direction.y});
+        out.insert(out.end(),
+                   {m.m_ThroughPoint.x, m.m_ThroughPoint.y, m.m_Direction.x, m.m_Direction.y});
     }
     else if (CMathcir* c = sketch.FindCircle(n.id))
     {
-        const double radius =
-            c->m_pRadiusVal != nullptr ? c->m_pRadiusVal->m_dValue : c->m_dRadius;
+        const double radius = c->m_pRadiusVal != nullptr ? c->m_pRadiusVal->m_dValue : c->m_dRadius;
         out.insert(out.end(), {c->m_Center.x, c->m_Center.y, c->m_dRadius, radius});
     }
     else
@@ -1205,8 +1210,8 @@ bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
                 rel = sketch.AddLLdis(r.id, r.nodes[0], r.nodes[1], spec);
                 break;
             case DocRelType::LLang:
-                rel = sketch.AddLLang(r.id, r.nodes[0], r.nodes[1], spec, r.reverse[0],
-                                      r.reverse[1]);
+                rel =
+                    sketch.AddLLang(r.id, r.nodes[0], r.nodes[1], spec, r.reverse[0], r.reverse[1]);
                 break;
             case DocRelType::Rad:
                 rel = sketch.AddRad(r.id, r.nodes[0], r.nodes[1]);
@@ -1225,7 +1230,7 @@ bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
     return true;
 }
 
-void UpdateDocFromSketch(Sketch& sketch, const SketchSnapshot& built, SketchDoc& doc)
+void UpdateDocFromSketch(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc)
 {
     std::vector<double> now;
     SnapshotAll(sketch, doc, now);
@@ -1289,6 +1294,7 @@ void UpdateDocFromSketch(Sketch& sketch, const SketchSnapshot& built, SketchDoc&
         doc.nodes[c].x = doc.nodes[p].x;
         doc.nodes[c].y = doc.nodes[p].y;
     }
+    built.numbers.swap(now);
 }
 
 } // namespace qsolver::host

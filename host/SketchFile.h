@@ -149,9 +149,9 @@ struct SketchSnapshot
 bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
                  SketchSnapshot& built, InputError& error);
 
-/// Takes back into `doc` what the solver changed since `built` (positions, lines, radii,
+/// Takes back into `doc` what the solver changed since `last` (positions, lines, radii,
 /// values), and moves each circle onto the centre point of its rad relation. What did not
-/// change keeps its text exactly.
-void UpdateDocFromSketch(Sketch& sketch, const SketchSnapshot& built, SketchDoc& doc);
+/// change keeps its text exactly. `last` then holds the sketch as it is now.
+void UpdateDocFromSketch(Sketch& sketch, SketchSnapshot& last, SketchDoc& doc);
 
 } // namespace qsolver::host

@@ -20,7 +20,7 @@ constexpr double kCanvas = 720.0;
 // Room above the drawing for its title.
 constexpr double kHeader = 30.0;
 // Blank border around the geometry, as a share of its larger extent.
-constexpr double kMarginShare = 0.12;
+constexpr double kMarginShare = 0.15;
 // Radius of the arc that marks an angle, in pixels.
 constexpr double kArcRadius = 30.0;
 // Two directions whose unit cross product is below this are parallel for drawing purposes.
@@ -38,11 +38,26 @@ struct Vec
     double y = 0.0;
 };
 
-Vec operator+(Vec a, Vec b) { return {a.x + b.x, a.y + b.y}; }
-Vec operator-(Vec a, Vec b) { return {a.x - b.x, a.y - b.y}; }
-Vec operator*(Vec a, double s) { return {a.x * s, a.y * s}; }
-double Dot(Vec a, Vec b) { return a.x * b.x + a.y * b.y; }
-double Cross(Vec a, Vec b) { return a.x * b.y - a.y * b.x; }
+Vec operator+(Vec a, Vec b)
+{
+    return {a.x + b.x, a.y + b.y};
+}
+Vec operator-(Vec a, Vec b)
+{
+    return {a.x - b.x, a.y - b.y};
+}
+Vec operator*(Vec a, double s)
+{
+    return {a.x * s, a.y * s};
+}
+double Dot(Vec a, Vec b)
+{
+    return a.x * b.x + a.y * b.y;
+}
+double Cross(Vec a, Vec b)
+{
+    return a.x * b.y - a.y * b.x;
+}
 Vec Unit(Vec a)
 {
     const double n = std::hypot(a.x, a.y);
@@ -260,15 +275,18 @@ void FitView(Canvas& c, const SketchDoc& doc, const SketchDoc* before)
     c.scale = kCanvas / std::max(c.maxX - c.minX, c.maxY - c.minY);
 }
 
-Vec LineDirection(const DocNode& n) { return Unit({n.dx, n.dy}); }
+Vec LineDirection(const DocNode& n)
+{
+    return Unit({n.dx, n.dy});
+}
 
 void DrawGround(Canvas& c, Vec pixel, const char* colour)
 {
     const Vec a{pixel.x - 7.0, pixel.y + 11.0};
     const Vec b{pixel.x + 7.0, pixel.y + 11.0};
     c.out += "<path d=\"M" + Num(pixel.x) + " " + Num(pixel.y + 4.0) + " L" + Num(a.x) + " " +
-             Num(a.y) + " L" + Num(b.x) + " " + Num(b.y) + " Z\" fill=\"none\" stroke=\"" +
-             colour + "\" stroke-width=\"1.5\"/>\n";
+             Num(a.y) + " L" + Num(b.x) + " " + Num(b.y) + " Z\" fill=\"none\" stroke=\"" + colour +
+             "\" stroke-width=\"1.5\"/>\n";
     for (int i = 0; i < 4; ++i)
     {
         const double x = a.x + 1.0 + i * 4.0;
@@ -298,9 +316,15 @@ void DrawGeometry(Canvas& c, const SketchDoc& doc, const Lookup& look, bool grey
             c.Line(a, b, colour, width, dash);
             if (!grey)
             {
-                // The id sits near the end the direction points to, so it also tells the sense.
-                const Vec at = c.Px(a + (b - a) * 0.92);
-                c.Text({at.x + 4.0, at.y - 6.0}, n.id, colour, 13.0, "start", "bold");
+                // The id sits in the margin at the end the direction points to, clear of the
+                // points (which all lie inside the margin) and telling the line's sense.
+                const Vec pa = c.Px(a);
+                const Vec pb = c.Px(b);
+                const Vec along = Unit(pb - pa);
+                const Vec at = pb - along * 14.0;
+                const bool leftward = along.x < -0.3;
+                c.Text({at.x + (leftward ? 4.0 : -4.0), at.y + 17.0}, n.id, colour, 13.0,
+                       leftward ? "start" : "end", "bold");
                 if (fixed)
                 {
                     DrawGround(c, c.Px(a + (b - a) * 0.5), kFixed);
@@ -369,6 +393,13 @@ std::string ValueText(const SketchDoc& doc, const Lookup& look, const DocRelatio
     return r.id + " = " + Pretty(r.value) + unit;
 }
 
+// A zero distance of its own is incidence (a point on a line, two points made one): the
+// drawing shows it by itself, a label would only clutter the point.
+bool IsIncidence(const DocRelation& r)
+{
+    return r.shared.empty() && r.known && r.value == 0.0;
+}
+
 // A dimension line between two sketch points with its text beside the middle.
 void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
 {
@@ -377,8 +408,8 @@ void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
     const Vec pb = c.Px(b);
     for (const Vec& end : {pa, pb})
     {
-        c.out += "<circle cx=\"" + Num(end.x) + "\" cy=\"" + Num(end.y) +
-                 "\" r=\"1.8\" fill=\"" + kDimension + "\"/>\n";
+        c.out += "<circle cx=\"" + Num(end.x) + "\" cy=\"" + Num(end.y) + "\" r=\"1.8\" fill=\"" +
+                 kDimension + "\"/>\n";
     }
     Vec mid = (pa + pb) * 0.5;
     Vec normal = Unit({-(pb.y - pa.y), pb.x - pa.x});
@@ -390,7 +421,9 @@ void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
     {
         normal = normal * -1.0;
     }
-    mid = mid + normal * 9.0;
+    // Clear the dimension line by the text's half width across it, or its half height along.
+    const double halfWidth = 0.3 * 12.0 * static_cast<double>(text.size());
+    mid = mid + normal * (5.0 + std::fabs(normal.x) * halfWidth + std::fabs(normal.y) * 6.0);
     c.Text({mid.x, mid.y + 4.0}, text, kDimension, 12.0, "middle");
 }
 
@@ -459,10 +492,18 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
         switch (r.type)
         {
             case DocRelType::PPdis:
+                if (IsIncidence(r))
+                {
+                    break;
+                }
                 DrawMeasure(c, {n1->x, n1->y}, {n2->x, n2->y}, text);
                 break;
             case DocRelType::PLdis:
             {
+                if (IsIncidence(r))
+                {
+                    break;
+                }
                 const Vec p{n1->x, n1->y};
                 const Vec d = LineDirection(*n2);
                 const Vec t{n2->x, n2->y};
@@ -503,9 +544,9 @@ std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const s
 {
     Canvas c;
     FitView(c, doc, before);
-    c.out = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(c.Width()) +
-            "\" height=\"" + Num(c.Height()) + "\" viewBox=\"0 0 " + Num(c.Width()) + " " +
-            Num(c.Height()) + "\">\n";
+    c.out = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(c.Width()) + "\" height=\"" +
+            Num(c.Height()) + "\" viewBox=\"0 0 " + Num(c.Width()) + " " + Num(c.Height()) +
+            "\">\n";
     c.out += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
     std::string heading = title.empty() ? doc.description : title;
     if (before != nullptr)
