@@ -439,10 +439,11 @@ void DrawAngle(Canvas& c, const DocNode& l1, const DocNode& l2, const DocRelatio
     Vec b;
     if (std::fabs(cross) < kParallel)
     {
-        if (c.Clip({l1.x, l1.y}, d1, a, b))
+        // Parallel lines: the mark of parallelism on the second line, not an arc.
+        if (c.Clip({l2.x, l2.y}, d2, a, b))
         {
-            const Vec at = c.Px(a + (b - a) * 0.3);
-            c.Text({at.x, at.y + 16.0}, text, kDimension, 12.0, "middle");
+            const Vec at = c.Px(a + (b - a) * 0.62);
+            c.Text({at.x + 5.0, at.y - 6.0}, r.id + " \u2225", kDimension, 11.0, "start");
         }
         return;
     }
@@ -513,9 +514,17 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
             }
             case DocRelType::LLdis:
             {
+                // Measured a third of the way along the first line's visible part, so that
+                // distances from two crossing lines do not meet in the middle of the drawing.
                 const Vec d = LineDirection(*n1);
                 const Vec t1{n1->x, n1->y};
-                const Vec a = t1 + d * Dot(viewCentre - t1, d);
+                Vec a = t1 + d * Dot(viewCentre - t1, d);
+                Vec e1;
+                Vec e2;
+                if (c.Clip(t1, d, e1, e2))
+                {
+                    a = e1 + (e2 - e1) * 0.3;
+                }
                 const Vec d2 = LineDirection(*n2);
                 const Vec t2{n2->x, n2->y};
                 const Vec b = t2 + d2 * Dot(a - t2, d2);
@@ -551,11 +560,11 @@ std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const s
     std::string heading = title.empty() ? doc.description : title;
     if (before != nullptr)
     {
-        heading += heading.empty() ? "grey: before the change" : "  (grey: before the change)";
+        heading += heading.empty() ? "grey: before" : "  (grey: before)";
     }
     if (!heading.empty())
     {
-        c.Text({10.0, 20.0}, heading, "#333333", 14.0);
+        c.Text({10.0, 20.0}, heading, "#333333", 13.0);
     }
     if (before != nullptr)
     {

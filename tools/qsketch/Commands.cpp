@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -263,9 +264,33 @@ double* ValueSlot(SketchDoc& doc, int relation)
     return &r.value;
 }
 
-bool SameGeometry(const DocNode& a, const DocNode& b)
+// Moves smaller than this share of the sketch's size are the solver's rounding, not motion.
+constexpr double kMoveShare = 1e-9;
+
+double SketchSize(const SketchDoc& doc)
 {
-    return a.x == b.x && a.y == b.y && a.dx == b.dx && a.dy == b.dy && a.radius == b.radius;
+    double size = 1.0;
+    for (const DocNode& n : doc.nodes)
+    {
+        size = std::max({size, std::fabs(n.x), std::fabs(n.y), n.radius});
+    }
+    return size;
+}
+
+/// Whether a node really moved: a line that only slid its through point along itself did not.
+bool Moved(const DocNode& a, const DocNode& b, double tol)
+{
+    if (a.type != DocNodeType::Line)
+    {
+        return std::hypot(a.x - b.x, a.y - b.y) > tol || std::fabs(a.radius - b.radius) > tol;
+    }
+    const double la = std::hypot(a.dx, a.dy);
+    const double lb = std::hypot(b.dx, b.dy);
+    const double ax = a.dx / la;
+    const double ay = a.dy / la;
+    const double turn = std::fabs(ax * b.dy / lb - ay * b.dx / lb);
+    const double offset = std::fabs(ax * (b.y - a.y) - ay * (b.x - a.x));
+    return turn > kMoveShare || ax * b.dx + ay * b.dy < 0.0 || offset > tol;
 }
 
 /// Runs one drive on a built sketch and brings the document up to date. Returns the exit code
@@ -305,9 +330,10 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
     }
     std::vector<std::string> moved;
     std::vector<std::string> fixedMoved;
+    const double tol = kMoveShare * SketchSize(doc);
     for (size_t i = 0; i < doc.nodes.size(); ++i)
     {
-        if (!SameGeometry(doc.nodes[i], before.nodes[i]))
+        if (Moved(before.nodes[i], doc.nodes[i], tol))
         {
             moved.push_back(doc.nodes[i].id);
         }
@@ -315,7 +341,7 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
     for (const DocRelation& r : doc.relations)
     {
         const int n = r.type == DocRelType::Fix ? doc.FindNode(r.nodes[0]) : -1;
-        if (n >= 0 && !SameGeometry(doc.nodes[n], before.nodes[n]))
+        if (n >= 0 && Moved(before.nodes[n], doc.nodes[n], tol))
         {
             fixedMoved.push_back(doc.nodes[n].id);
         }
@@ -494,9 +520,13 @@ int RunDemo(const Options& options)
         return report.Finish(kSolverFailed);
     }
 
-    // A few dimension changes a designer would make, one drive pass each.
+    // Turn the crank, then lengthen two bars in one pass: each drive keeps the linkage on the
+    // branch it was on.
     const std::vector<std::vector<std::pair<std::string, double>>> steps = {
-        {{"width", 110}}, {{"height", 70}}, {{"angle", 45}}, {{"width", 90}, {"hole", 12}}};
+        {{"crankAngle", 75}},
+        {{"crankAngle", 90}},
+        {{"crankAngle", 110}},
+        {{"coupler", 95}, {"rocker", 75}}};
     const SketchDoc start = doc;
     Json drives = Json::array();
     for (const auto& step : steps)
