@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <map>
@@ -811,6 +812,20 @@ bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& do
         error.problem = text.empty() ? "the file is empty" : "invalid JSON: " + problem;
         return false;
     }
+    catch (const json::exception& e)
+    {
+        // Numbers beyond double range; the parser names the text but not its place.
+        std::string what = e.what();
+        const size_t open = what.find('\'');
+        const size_t close = open == std::string::npos ? open : what.find('\'', open + 1);
+        const std::string token =
+            close == std::string::npos ? std::string() : what.substr(open + 1, close - open - 1);
+        const size_t at = token.empty() ? std::string::npos : text.find(token);
+        error.file = file;
+        error.where = at == std::string::npos ? "" : LineColumn(text, at);
+        error.problem = token.empty() ? "invalid JSON" : "the number " + token + " is not finite";
+        return false;
+    }
     Checker checker(file, error);
     if (!ParseDoc(checker, root, doc))
     {
@@ -822,6 +837,12 @@ bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& do
 
 bool ReadSketchFile(const std::string& path, SketchDoc& doc, InputError& error)
 {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec))
+    {
+        error = InputError{path, "", "is a directory, not a sketch file"};
+        return false;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in)
     {

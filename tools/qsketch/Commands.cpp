@@ -181,9 +181,10 @@ struct Change
     double solverValue = 0.0;
 };
 
-bool ParseSet(const std::string& text, const SketchDoc& doc, Change& change, InputError& error)
+bool ParseSet(const std::string& text, const std::string& file, const SketchDoc& doc,
+              Change& change, InputError& error)
 {
-    error = InputError{"--set " + text, "", ""};
+    error = InputError{file, "--set " + text, ""};
     const size_t eq = text.rfind('=');
     if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
     {
@@ -423,7 +424,7 @@ int RunDrive(const Options& options)
     for (const std::string& set : options.sets)
     {
         Change change;
-        if (!ParseSet(set, doc, change, error))
+        if (!ParseSet(set, options.file, doc, change, error))
         {
             return report.Fail(error);
         }
@@ -535,7 +536,7 @@ int RunDemo(const Options& options)
         for (const auto& [id, value] : step)
         {
             Change change;
-            if (!ParseSet(id + "=" + Pretty(value), doc, change, error))
+            if (!ParseSet(id + "=" + Pretty(value), "demo sketch", doc, change, error))
             {
                 return report.Fail(error);
             }

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 
 namespace
@@ -24,9 +25,7 @@ bool IsCommand(const std::string& word)
            word == "render";
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
     qsketch::Options options;
     std::string problem;
@@ -140,4 +139,21 @@ int main(int argc, char** argv)
         return qsketch::RunRender(options);
     }
     return qsketch::RunDemo(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // The host layer reports by results; anything thrown (out of memory) still ends as a
+    // message and the bad-input code rather than an abort.
+    try
+    {
+        return Run(argc, argv);
+    }
+    catch (const std::exception& e)
+    {
+        std::fprintf(stderr, "qsketch: %s\n", e.what());
+        return qsketch::kBadInput;
+    }
 }
