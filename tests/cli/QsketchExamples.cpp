@@ -75,13 +75,15 @@ const std::vector<ExampleRow>& Rows()
         {"slot",
          "slot.json",
          0,
-         {"upperGap=10"},
+         {"upperGap=10", "r1=10", "r2=10"},
          [](const SketchDoc& d)
          {
              // One shared value widens both sides; each side stays on its own side of the axis.
              EXPECT_NEAR(NodeOf(d, "upper").y, 10.0, 1e-6);
              EXPECT_NEAR(NodeOf(d, "lower").y, -10.0, 1e-6);
              EXPECT_EQ(d.values[0].value, 10.0);
+             // Together with the radii, the whole slot widens.
+             EXPECT_EQ(NodeOf(d, "end2").radius, 10.0);
          }},
         {"fourbar",
          "fourbar.json",
@@ -183,8 +185,12 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
             const std::string id = set.substr(0, set.find('='));
             const auto& rel = after.relations[after.FindRelation(id)];
             const double wanted = std::stod(set.substr(set.find('=') + 1));
-            const double got =
+            double got =
                 rel.shared.empty() ? rel.value : after.values[after.FindValue(rel.shared)].value;
+            if (rel.type == qsolver::host::DocRelType::Rad)
+            {
+                got = NodeOf(after, rel.nodes[1]).radius;
+            }
             EXPECT_EQ(got, wanted) << id;
         }
         row.expect(after);
