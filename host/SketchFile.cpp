@@ -1112,7 +1112,6 @@ namespace
 
 void SnapshotNode(Sketch& sketch, const DocNode& n, std::vector<double>& out)
 {
-    CNode* node = sketch.FindNode(n.id);
     if (CVert* p = sketch.FindPoint(n.id))
     {
         out.insert(out.end(), {p->m_Pos.x, p->m_Pos.y, 0.0, 0.0});
@@ -1130,7 +1129,6 @@ void SnapshotNode(Sketch& sketch, const DocNode& n, std::vector<double>& out)
     }
     else
     {
-        (void)node;
         out.insert(out.end(), {0.0, 0.0, 0.0, 0.0});
     }
 }

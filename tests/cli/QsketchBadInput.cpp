@@ -185,16 +185,16 @@ TEST(QsketchBadInput, BadSetIsRefusedAndOldOutputKept)
     };
     const Row rows[] = {
         {"unknown relation", {"nosuch=3"}, "no relation has the id \"nosuch\""},
-        {"no equals sign", {"ab"}, "expected RELATION=VALUE"},
-        {"nothing after the equals sign", {"ab="}, "expected RELATION=VALUE"},
-        {"trailing garbage", {"ab=4x"}, "\"4x\" is not a number"},
-        {"not a number", {"ab=nan"}, "\"nan\" is not a number"},
-        {"infinite", {"ab=1e999"}, "is not a number"},
-        {"absurd", {"ab=1e12"}, "absurdly large"},
-        {"negative distance", {"ab=-1"}, "a distance cannot be negative"},
+        {"no equals sign", {"d1"}, "expected RELATION=VALUE"},
+        {"nothing after the equals sign", {"d1="}, "expected RELATION=VALUE"},
+        {"trailing garbage", {"d1=4x"}, "\"4x\" is not a number"},
+        {"not a number", {"d1=nan"}, "\"nan\" is not a number"},
+        {"infinite", {"d1=1e999"}, "is not a number"},
+        {"absurd", {"d1=1e12"}, "absurdly large"},
+        {"negative distance", {"d1=-1"}, "a distance cannot be negative"},
         {"fix", {"fixA=1"}, "is a fix: it has no value to set"},
         {"full turn", {"angleA=360"}, "an angle must lie in [0, 360)"},
-        {"same relation twice", {"ab=5", "ab=6"}, "changes the same value as --set for \"ab\""},
+        {"same relation twice", {"d1=5", "d1=6"}, "changes the same value as --set for \"d1\""},
     };
     QSKETCH_REQUIRED();
     for (const Row& row : rows)

@@ -164,6 +164,7 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
         ASSERT_EQ(run.code, 0) << run.out << run.err;
         const SketchDoc before = Load(Example(row.file));
         const SketchDoc after = Load(dir / "out.json");
+        EXPECT_EQ(qsolver::host::FormatSketch(after), clitest::ReadText(dir / "out.json"));
         for (const auto& check : qsolver::host::CheckRelations(after))
         {
             EXPECT_TRUE(check.holds) << after.relations[check.index].id << " measures "

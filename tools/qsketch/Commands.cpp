@@ -384,7 +384,7 @@ bool WriteOutput(const std::string& path, const std::string& text, const char* w
 int UsageError(const Options& options, const std::string& problem)
 {
     Report report(options);
-    return report.Fail(InputError{"qsketch", "", problem});
+    return report.Fail(InputError{"", "", problem});
 }
 
 int RunAnalyse(const Options& options)
