@@ -12,7 +12,7 @@
 
 namespace
 {
-// A neighbour counts as moved when it left its backup by more than this.
+// A neighbour (or a circle radius) that differs from its backup by about this much has changed.
 constexpr double kChangedTol = 1e-6;
 
 // Gathers the relations that constrain the node, places it from them, and then makes known

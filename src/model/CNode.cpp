@@ -475,14 +475,22 @@ CMathcir::CMathcir(XYZ center, double radius) : m_Center(center), m_dRadius(radi
     m_pRadiusVal = new CVal();
     m_pRadiusVal->m_dValue = radius;
     m_pRadiusVal->m_bKnown = 0;
+    m_pRadiusVal->m_pRadiusOwner = this;
 }
 
 CMathcir::~CMathcir()
 {
     // The last relation that lets go of the radius value deletes it; otherwise we do.
-    if (m_pRadiusVal != nullptr && m_pRadiusVal->m_RelSel.IsEmpty())
+    if (m_pRadiusVal != nullptr)
     {
-        delete m_pRadiusVal;
+        if (m_pRadiusVal->m_RelSel.IsEmpty())
+        {
+            delete m_pRadiusVal;
+        }
+        else
+        {
+            m_pRadiusVal->m_pRadiusOwner = nullptr;
+        }
     }
     m_pRadiusVal = nullptr;
     delete m_pBackupCenter;
@@ -535,6 +543,7 @@ CNode* CMathcir::Copy()
     if (m_pRadiusVal != nullptr)
     {
         copy->m_pRadiusVal = m_pRadiusVal->Copy();
+        copy->m_pRadiusVal->m_pRadiusOwner = copy;
     }
     if (m_pBackupCenter != nullptr)
     {

@@ -5,6 +5,7 @@
 #include "shell/QsolverExport.h"
 
 class CRel;
+class CMathcir;
 
 class QSOLVER_API CVal : public CObject
 {
@@ -16,6 +17,10 @@ public:
     double m_dValue = 0.0;
     unsigned char m_bBackupKnown = 0;
     double* m_pBackupValue = nullptr;
+    /// The circle whose radius this value is, while that circle lives: whichever of the circle
+    /// and the last sharing relation goes second deletes the value, and neither is left
+    /// pointing at a deleted value.
+    CMathcir* m_pRadiusOwner = nullptr;
 
     CVal();
     CVal(double value, char known, CRel* rel);

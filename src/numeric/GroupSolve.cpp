@@ -6,8 +6,10 @@
 #include "numeric/Equation.h"
 #include "numeric/EquationGrp.h"
 
+#include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace
@@ -308,19 +310,13 @@ EQUBLOCK* sktPrepareBlock(EQUBLOCK* pBlock)
         return nullptr;
     }
     const int nCols = pBlock->m_nColNum;
-    int maxCol = -1;
-    for (int j = 0; j < nCols; ++j)
-    {
-        if (pBlock->m_pCols[j] > maxCol)
-        {
-            maxCol = pBlock->m_pCols[j];
-        }
-    }
-    // Column of each global position; the first column wins should a position repeat.
-    std::vector<int> colOf;
+    // Columns sorted by position, so that each block looks its positions up in its own size
+    // however far apart they lie in the group's vector; on a repeated position the first
+    // column wins.
+    std::vector<std::pair<int, int>> colOf;
     try
     {
-        colOf.assign(static_cast<size_t>(maxCol + 1), -1);
+        colOf.reserve(static_cast<size_t>(nCols));
     }
     catch (const std::bad_alloc&)
     {
@@ -328,12 +324,9 @@ EQUBLOCK* sktPrepareBlock(EQUBLOCK* pBlock)
     }
     for (int j = 0; j < nCols; ++j)
     {
-        const int p = pBlock->m_pCols[j];
-        if (p >= 0 && colOf[static_cast<size_t>(p)] < 0)
-        {
-            colOf[static_cast<size_t>(p)] = j;
-        }
+        colOf.emplace_back(pBlock->m_pCols[j], j);
     }
+    std::sort(colOf.begin(), colOf.end());
 
     for (int i = 0; i < pBlock->m_nRowNum; ++i)
     {
@@ -346,9 +339,10 @@ EQUBLOCK* sktPrepareBlock(EQUBLOCK* pBlock)
         for (int j = 0; j < pRow->m_nCount; ++j)
         {
             const int p = pRow->m_pPos[j];
-            if (p >= 0 && p <= maxCol && colOf[static_cast<size_t>(p)] >= 0)
+            const auto it = std::lower_bound(colOf.begin(), colOf.end(), std::make_pair(p, -1));
+            if (it != colOf.end() && it->first == p)
             {
-                pRow->m_pPos[kept++] = colOf[static_cast<size_t>(p)];
+                pRow->m_pPos[kept++] = it->second;
             }
         }
         pRow->m_nCount = kept;

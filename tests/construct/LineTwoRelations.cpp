@@ -1,0 +1,358 @@
+// Lines from two relations: the common tangent of two circles with its sense, toggle and
+// fallbacks, and directions from an angle placed beside a point or a line.
+#include "construct/ConstructSketch.h"
+
+using namespace constructtest;
+
+namespace
+{
+const double kHalfPi = std::acos(0.0);
+
+// Signed distance of p from the directed line, positive to its left.
+double SignedDistance(const MATHLINE& l, const XYZ& p)
+{
+    VECTOR d = l.GetDirection();
+    VECTOR w(l.GetThroughPoint(), p);
+    return d.x * w.y - d.y * w.x;
+}
+} // namespace
+
+TEST(LineFromPLdisLLang, PointKeepsItsSideAtTheDistance)
+{
+    struct Row
+    {
+        const char* name;
+        XYZ pointBefore;
+        XYZ pointNow;
+        XYZ through;
+    } rows[] = {
+        {"point was left", {0, 5, 0}, {0, 5, 0}, {2, 5, 0}},
+        {"point was right", {0, -5, 0}, {0, -5, 0}, {-2, -5, 0}},
+        {"point lay on the old line: through it", {4, 3, 0}, {1, 1, 0}, {1, 1, 0}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        Sketch s;
+        CMathline* k = s.Line(0, 0, 1, 0);
+        CMathline* l = s.Line(0, 3, 1, 0);
+        CVert* p = s.Point(row.pointBefore.x, row.pointBefore.y);
+        CRel* pl = s.PL(p, l, 2.0, false);
+        CRel* ang = s.Ang(k, l, kHalfPi);
+        MoveTo(p, row.pointNow.x, row.pointNow.y);
+
+        EXPECT_EQ(sktLineFromPLdisLLang(l, pl, ang), 1);
+
+        ExpectLine(l->m_Line, row.through.x, row.through.y, 0, 1);
+        EXPECT_EQ(pl->m_pVal->m_bKnown, 1);
+    }
+}
+
+TEST(LineFromLLdisLLang, PartnerKeepsItsSideAndFlagsAreLeft)
+{
+    struct Row
+    {
+        const char* name;
+        double partnerBeforeY;
+        XYZ partnerNow;
+        XYZ through;
+    } rows[] = {
+        {"partner was left", 5, {0, 6, 0}, {2, 6, 0}},
+        {"partner was right", -5, {0, -6, 0}, {-2, -6, 0}},
+        {"partner lay on the line", 3, {1, 1, 0}, {1, 1, 0}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        Sketch s;
+        CMathline* k = s.Line(0, 0, 1, 0);
+        CMathline* partner = s.Line(0, row.partnerBeforeY, 1, 0);
+        CMathline* l = s.Line(0, 3, 1, 0);
+        CRel* ll = s.LL(l, partner, 2.0, false);
+        CRel* ang = s.Ang(l, k, 3 * kHalfPi);
+        SetLine(partner, row.partnerNow.x, row.partnerNow.y, 1, 0);
+
+        EXPECT_EQ(sktLineFromLLdisLLang(l, ll, ang), 1);
+
+        // The line is the angle's first node: from it to k is 3pi/2, so it points along +y.
+        ExpectLine(l->m_Line, row.through.x, row.through.y, 0, 1);
+        EXPECT_EQ(ll->m_pVal->m_bKnown, 0);
+    }
+}
+
+TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
+{
+    const double diag = 1 / std::sqrt(2.0);
+    struct Row
+    {
+        const char* name;
+        double d1;
+        double d2;
+        XYZ oldThrough;
+        VECTOR oldDir;
+        XYZ p2Now;
+        double e1;
+        double e2;
+        VECTOR roughDir; // the sense the new line must keep
+    } rows[] = {
+        {"both right of y = 1", 1, 1, {0, 1, 0}, {1, 0, 0}, {10, 0, 0}, -1, -1, {1, 0, 0}},
+        {"both right of a reversed line",
+         1,
+         1,
+         {0, -1, 0},
+         {-1, 0, 0},
+         {10, 0, 0},
+         -1,
+         -1,
+         {-1, 0, 0}},
+        {"crossing between them", 1, 2, {5, 0, 0}, {diag, diag, 0}, {10, 0, 0}, 1, -2, {1, 0, 0}},
+        {"crossing, second point turned a quarter about the first",
+         1,
+         2,
+         {5, 0, 0},
+         {diag, diag, 0},
+         {0, 10, 0},
+         1,
+         -2,
+         {0, 1, 0}},
+        {"ratio 1.000005 counts as a perpendicular tangent",
+         5,
+         5.00005,
+         {5, 0, 0},
+         {diag, diag, 0},
+         {10, 0, 0},
+         5,
+         -5,
+         {0, 1, 0}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        ToggleScope toggle(g_cTwoPLdisToggle, 1);
+        Sketch s;
+        CVert* p1 = s.Point(0, 0);
+        CVert* p2 = s.Point(10, 0);
+        CMathline* l = s.Line(row.oldThrough.x, row.oldThrough.y, row.oldDir.x, row.oldDir.y);
+        CRel* r1 = s.PL(p1, l, row.d1);
+        CRel* r2 = s.PL(p2, l, row.d2, false);
+        MoveTo(p2, row.p2Now.x, row.p2Now.y);
+
+        EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
+
+        EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), row.e1, 1e-4);
+        EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), row.e2, 1e-4);
+        EXPECT_GT(l->m_Line.GetDirection().Iproduct(row.roughDir), 0.5);
+        EXPECT_EQ(r2->m_pVal->m_bKnown, 1);
+        EXPECT_EQ(g_cTwoPLdisToggle, 1);
+    }
+}
+
+TEST(LineFromTwoPLdis, FirstExampleIsTheOldLineAgain)
+{
+    Sketch s;
+    CVert* p1 = s.Point(0, 0);
+    CVert* p2 = s.Point(10, 0);
+    CMathline* l = s.Line(0, 1, 1, 0);
+    CRel* r1 = s.PL(p1, l, 1.0);
+    CRel* r2 = s.PL(p2, l, 1.0);
+
+    EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
+
+    ExpectLine(l->m_Line, 0, 1, 1, 0);
+}
+
+TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
+{
+    // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.
+    ToggleScope toggle(g_cTwoPLdisToggle, 1);
+    // The unturned tangent ends with its through point at the foot of P2, the turned one at the
+    // foot of P1.
+    const double expectedDirX[] = {-1, 1, -1};
+    for (double dirX : expectedDirX)
+    {
+        Sketch s;
+        CVert* p1 = s.Point(0, 0);
+        CVert* p2 = s.Point(10, 0);
+        CMathline* l = s.Line(5, 0, 0.000001, -1);
+        CRel* r1 = s.PL(p1, l, 1.0);
+        CRel* r2 = s.PL(p2, l, 1.0);
+
+        EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
+
+        EXPECT_GT(l->m_Line.GetDirection().x * dirX, 0.9);
+        EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), -1, 1e-9);
+        EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), 1, 1e-9);
+        const XYZ& foot = dirX < 0 ? p2->m_Pos : p1->m_Pos;
+        ExpectAt(l->m_Line.GetThroughPoint(), l->m_Line.GetProjectPoint(foot).x,
+                 l->m_Line.GetProjectPoint(foot).y);
+    }
+}
+
+TEST(LineFromTwoPLdis, OldLineJustOutsideTheSquareBandIsDecided)
+{
+    // The old line through (5, 0) turned 2e-5 either way from square to P1P2: the old line
+    // decides, whatever the toggle holds, and the toggle is left as it was.
+    struct Row
+    {
+        const char* name;
+        double turn;
+        double dirX;
+    } rows[] = {
+        {"past square: the turned tangent", 2e-5, 1},
+        {"short of square: the other tangent", -2e-5, -1},
+    };
+    for (const auto& row : rows)
+    {
+        for (signed char start : {1, -1})
+        {
+            SCOPED_TRACE(row.name);
+            SCOPED_TRACE(static_cast<int>(start));
+            ToggleScope toggle(g_cTwoPLdisToggle, start);
+            Sketch s;
+            CVert* p1 = s.Point(0, 0);
+            CVert* p2 = s.Point(10, 0);
+            const double a = 3 * kHalfPi + row.turn;
+            CMathline* l = s.Line(5, 0, std::cos(a), std::sin(a));
+            CRel* r1 = s.PL(p1, l, 1.0);
+            CRel* r2 = s.PL(p2, l, 1.0);
+
+            EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
+
+            EXPECT_GT(l->m_Line.GetDirection().x * row.dirX, 0.9);
+            EXPECT_EQ(g_cTwoPLdisToggle, start);
+        }
+    }
+}
+
+TEST(LineFromTwoPLdis, TwoZeroDistancesKeepTheOldSenseAlongThePoints)
+{
+    struct Row
+    {
+        const char* name;
+        VECTOR oldDir;
+        VECTOR expected;
+    } rows[] = {
+        {"along P1 to P2", {1, 0, 0}, {1, 1, 0}},
+        {"along P2 to P1", {-1, 0, 0}, {-1, -1, 0}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        Sketch s;
+        CVert* p1 = s.Point(0, 0);
+        CVert* p2 = s.Point(10, 0);
+        CMathline* l = s.Line(0, 0, row.oldDir.x, row.oldDir.y);
+        CRel* r1 = s.PL(p1, l, 0.0);
+        CRel* r2 = s.PL(p2, l, 0.000009, false);
+        MoveTo(p2, 10, 10);
+
+        EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
+
+        ExpectLine(l->m_Line, 10, 10, row.expected.x, row.expected.y);
+        ExpectLine(l->m_Line, 0, 0, row.expected.x, row.expected.y);
+        EXPECT_EQ(r2->m_pVal->m_bKnown, 1);
+    }
+}
+
+TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
+{
+    // Old line y = 1 along +x, both points to its right. P2 moves to (0.5, 0): the distances 2
+    // and 1 ask for |e1 - e2| = 1 over 0.5 apart, and no tangent exists.
+    enum Values
+    {
+        BothKnown,
+        Shared,
+        BothUnknown,
+        FirstKnown,
+        SecondKnown,
+        FirstKnownSecondCrosses,
+        PointsCoincide,
+        RatioJustAboveTheLimit,
+    };
+    struct Row
+    {
+        const char* name;
+        Values values;
+        int result;
+        double lineY;
+        double firstValue;
+        double secondValue;
+        bool firstKnown;
+        bool secondKnown;
+    } rows[] = {
+        {"both known", BothKnown, 0, 1, 2, 1, true, true},
+        {"one shared value", Shared, 0, 1, 2, 2, false, false},
+        {"two unknown values: the first places", BothUnknown, 1, 2, 2, 2, true, false},
+        {"first known: the first places", FirstKnown, 1, 2, 2, 2, true, false},
+        {"second known: the second places", SecondKnown, 1, 1, 1, 1, false, true},
+        {"placement would move the other point across", FirstKnownSecondCrosses, 0, 1, 2, 5, true,
+         false},
+        {"points coincide", PointsCoincide, 1, 2, 2, 2, true, false},
+        {"ratio 1.00002", RatioJustAboveTheLimit, 0, 1, 5, 5.0002, true, true},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        ToggleScope toggle(g_cTwoPLdisToggle, 1);
+        Sketch s;
+        CVert* p1 = s.Point(0, 0);
+        CVert* p2 = s.Point(10, 0);
+        CMathline* l = s.Line(0, 1, 1, 0);
+        CRel* r1 = nullptr;
+        CRel* r2 = nullptr;
+        XYZ p2Now(0.5, 0, 0);
+        switch (row.values)
+        {
+            case BothKnown:
+                r1 = s.PL(p1, l, 2.0);
+                r2 = s.PL(p2, l, 1.0);
+                break;
+            case Shared:
+                r1 = s.PL(p1, l, 2.0, false);
+                r2 = s.PL(p2, l, r1->m_pVal);
+                p2Now.Set(0, 0.000005, 0);
+                break;
+            case BothUnknown:
+            case FirstKnown:
+            case SecondKnown:
+                r1 = s.PL(p1, l, 2.0, row.values == FirstKnown);
+                r2 = s.PL(p2, l, 1.0, row.values == SecondKnown);
+                break;
+            case FirstKnownSecondCrosses:
+                r1 = s.PL(p1, l, 2.0);
+                r2 = s.PL(p2, l, 5.0, false);
+                p2Now.Set(0.5, 2.5, 0);
+                break;
+            case PointsCoincide:
+                r1 = s.PL(p1, l, 2.0);
+                r2 = s.PL(p2, l, 1.0, false);
+                p2Now.Set(0.000005, 0, 0);
+                break;
+            case RatioJustAboveTheLimit:
+                r1 = s.PL(p1, l, 5.0);
+                r2 = s.PL(p2, l, 5.0002);
+                SetLine(l, 5, 0, 1, 1);
+                l->BackupNode(); // P1 left, P2 right of the old line
+                p2Now.Set(10, 0, 0);
+                break;
+        }
+        MoveTo(p2, p2Now.x, p2Now.y);
+        MATHLINE before = l->m_Line;
+
+        EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), row.result);
+
+        if (row.result == 0)
+        {
+            ExpectLine(l->m_Line, before.GetThroughPoint().x, before.GetThroughPoint().y,
+                       before.GetDirection().x, before.GetDirection().y);
+        }
+        else
+        {
+            ExpectLine(l->m_Line, 0, row.lineY, 1, 0);
+        }
+        EXPECT_NEAR(r1->m_pVal->m_dValue, row.firstValue, 1e-6);
+        EXPECT_NEAR(r2->m_pVal->m_dValue, row.secondValue, 1e-6);
+        EXPECT_EQ(r1->m_pVal->m_bKnown != 0, row.firstKnown);
+        EXPECT_EQ(r2->m_pVal->m_bKnown != 0, row.secondKnown);
+    }
+}
