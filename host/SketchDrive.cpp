@@ -24,16 +24,35 @@ void ReleasePassState(Sketch& sketch)
     g_sktDriveRelChain.RemoveAll();
 }
 
+// Marks the fixed nodes of the core known (onlyFixed) or every node of the core known.
+void SetCoreFreeNum(bool onlyFixed)
+{
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+        if (!onlyFixed || node->IsFixed())
+        {
+            node->m_nFreeNum = 0;
+        }
+    }
+}
+
 DriveStep RunPass(Sketch& sketch, const DriveOptions& options)
 {
     sktInitDrive(sketch.Nodes(), sketch.Relations());
     sktRemoveGoodNodeFromChain();
     if (options.nodeChain)
     {
+        // The core is solved as it stands after stripping, where every node counts as unknown:
+        // fixed nodes must be given, and afterwards every core node is placed, so that the good
+        // nodes are built on it.
+        SetCoreFreeNum(true);
         if (sktSolveNodeChain() == 0)
         {
             return DriveStep::SolveNodeChain;
         }
+        SetCoreFreeNum(false);
     }
     else
     {

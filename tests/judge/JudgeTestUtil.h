@@ -1,0 +1,60 @@
+// Helpers for the analysis-pass suites: sketches are owned by the host layer, chains are
+// inspected and clusters assembled by hand.
+#pragma once
+
+#include "Sketch.h"
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace judgetest
+{
+
+inline std::vector<std::string> NodeIds(const qsolver::host::Sketch& sketch, const CNodeList& list)
+{
+    std::vector<std::string> ids;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        ids.push_back(sketch.IdOf(list.GetNext(pos)));
+    }
+    return ids;
+}
+
+inline std::vector<std::string> RelIds(const qsolver::host::Sketch& sketch, const CRelList& list)
+{
+    std::vector<std::string> ids;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        ids.push_back(sketch.IdOf(list.GetNext(pos)));
+    }
+    return ids;
+}
+
+/// A cluster holding the named nodes and relations, appended to g_sktClusterChain.
+inline CCluster* AddCluster(qsolver::host::Sketch& sketch, std::initializer_list<const char*> nodes,
+                            std::initializer_list<const char*> rels, int freeNum = 3)
+{
+    CCluster* cluster = new CCluster();
+    cluster->m_nFreeNum = static_cast<signed char>(freeNum);
+    for (const char* id : nodes)
+    {
+        cluster->AddNode(sketch.FindNode(id));
+    }
+    for (const char* id : rels)
+    {
+        cluster->AddRel(sketch.FindRelation(id));
+    }
+    g_sktClusterChain.AddTail(cluster);
+    return cluster;
+}
+
+/// Backs up every value's flag and every node, as a host does before a pass.
+inline void BackupForPass(qsolver::host::Sketch& sketch)
+{
+    sketch.BackupAll();
+}
+
+} // namespace judgetest

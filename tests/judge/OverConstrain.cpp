@@ -1,0 +1,425 @@
+// The over-constraint test on clusters assembled by hand: stripping of loose clusters, the pair
+// test and merges, the translation test and the counts.
+#include "judge/JudgeInternal.h"
+#include "judge/JudgeTestUtil.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using judgetest::AddCluster;
+using judgetest::NodeIds;
+using judgetest::RelIds;
+using qsolver::host::Sketch;
+using qsolver::host::ValueSpec;
+
+namespace
+{
+
+const double kPi = 2 * std::acos(0.0);
+
+// Two bodies X and Y, each with four points and three lines pointing three ways, owned by a
+// host sketch; relations are added per case.
+struct TwoBodies
+{
+    TwoBodies()
+    {
+        for (const char* body : {"X", "Y"})
+        {
+            const std::string b = body;
+            const double off = b == "X" ? 0.0 : 10.0;
+            for (int i = 1; i <= 4; ++i)
+            {
+                sketch.AddPoint(b + std::to_string(i), off + i, i * i);
+            }
+            sketch.AddLine(b + "L1", off, 0, 1, 0);
+            sketch.AddLine(b + "L2", off, 0, 0, 1);
+            sketch.AddLine(b + "L3", off, 0, 1, 1);
+        }
+    }
+
+    ~TwoBodies() { sktFinishJudge(sketch.Relations()); }
+
+    // The two bodies as clusters, X first, with every relation listed in X at first.
+    void MakeClusters(int freeX = 3, int freeY = 3)
+    {
+        sketch.BackupAll();
+        CCluster* x = AddCluster(sketch, {"X1", "X2", "X3", "X4", "XL1", "XL2", "XL3"}, {}, freeX);
+        AddCluster(sketch, {"Y1", "Y2", "Y3", "Y4", "YL1", "YL2", "YL3"}, {}, freeY);
+        for (const std::string& id : sketch.RelationIds())
+        {
+            x->AddRel(sketch.FindRelation(id));
+        }
+    }
+
+    int Verdict() { return sktIsClusterChainOverConstrain(g_sktClusterChain); }
+
+    void Dis(const char* a, const char* b, double v = 5)
+    {
+        sketch.AddPPdis(std::string("d") + a + b, a, b, ValueSpec::Own(v));
+    }
+    void Ang(const char* a, const char* b, double radians)
+    {
+        sketch.AddLLang(std::string("a") + a + b, a, b, ValueSpec::Own(radians));
+    }
+    void PL(const char* p, const char* l, double v = 1)
+    {
+        sketch.AddPLdis(std::string("h") + p + l, p, l, ValueSpec::Own(v));
+    }
+    void HoldDirections()
+    {
+        sketch.FindLine("XL1")->m_bDirFixed = 1;
+        sketch.FindLine("YL1")->m_bDirFixed = 1;
+    }
+
+    Sketch sketch;
+};
+
+class OverConstrain : public ::testing::Test, public TwoBodies
+{
+};
+
+TEST_F(OverConstrain, SingleClusterWithoutRelationsIsNot)
+{
+    sketch.BackupAll();
+    AddCluster(sketch, {"X1", "X2"}, {});
+
+    EXPECT_EQ(Verdict(), 0);
+}
+
+TEST_F(OverConstrain, SingleRemainingClusterWithRelationsLeftIs)
+{
+    // Three relations inside a cluster that can only move: it is not loose and stays alone.
+    Dis("X1", "X2");
+    Dis("X2", "X3");
+    Dis("X3", "X1");
+    sketch.BackupAll();
+    AddCluster(sketch, {"X1", "X2", "X3"}, {"dX1X2", "dX2X3", "dX3X1"}, 2);
+
+    EXPECT_EQ(Verdict(), 1);
+}
+
+TEST_F(OverConstrain, LooseClusterTakesItsSharedRelationsOutOfThePool)
+{
+    // Inside relations of a loose cluster stay in the pool; shared ones leave it.
+    Dis("X1", "Y1");
+    Dis("X2", "X3");
+    sketch.BackupAll();
+    AddCluster(sketch, {"X1", "X2", "X3"}, {"dX1Y1", "dX2X3"}, 3);
+    AddCluster(sketch, {"Y1", "Y2"}, {}, 2);
+    AddCluster(sketch, {"Y3", "Y4"}, {}, 2);
+
+    EXPECT_EQ(Verdict(), 0);
+}
+
+struct TwoBodiesRow
+{
+    const char* name;
+    void (*build)(TwoBodies&);
+    int freeX;
+    int freeY;
+    int expected;
+};
+
+TEST(OverConstrainTwoBodies, Table)
+{
+    static const TwoBodiesRow rows[] = {
+        {"three distances hold them rigidly",
+         [](TwoBodies& f)
+         {
+             f.Dis("X1", "Y1");
+             f.Dis("X2", "Y2");
+             f.Dis("X3", "Y3");
+         },
+         3, 3, 0},
+        {"four distances say one too many",
+         [](TwoBodies& f)
+         {
+             f.Dis("X1", "Y1");
+             f.Dis("X2", "Y2");
+             f.Dis("X3", "Y3");
+             f.Dis("X4", "Y4");
+         },
+         3, 3, 1},
+        {"three relations of which two angles",
+         [](TwoBodies& f)
+         {
+             f.Ang("XL1", "YL1", 0.5);
+             f.Ang("XL2", "YL2", 1.0);
+             f.Dis("X1", "Y1");
+         },
+         3, 3, 1},
+        {"two angles between two bodies",
+         [](TwoBodies& f)
+         {
+             f.Ang("XL1", "YL1", 0.5);
+             f.Ang("XL2", "YL2", 1.0);
+         },
+         3, 3, 1},
+        {"point cluster first, three distances",
+         [](TwoBodies& f)
+         {
+             f.Dis("X1", "Y1");
+             f.Dis("X1", "Y2");
+             f.Dis("X1", "Y3");
+         },
+         2, 3, 0},
+        {"point cluster second, three distances",
+         [](TwoBodies& f)
+         {
+             f.Dis("X1", "Y1");
+             f.Dis("X2", "Y1");
+             f.Dis("X3", "Y1");
+         },
+         3, 2, 0},
+        {"right angle settles rotation, two parallel distances",
+         [](TwoBodies& f)
+         {
+             f.Ang("XL1", "YL2", kPi / 2);
+             f.PL("X1", "YL1");
+             f.PL("X2", "YL1");
+         },
+         3, 3, 1},
+        {"angle of 45 degrees leaves rotation free",
+         [](TwoBodies& f)
+         {
+             f.Ang("XL1", "YL3", kPi / 4);
+             f.PL("X1", "YL1");
+             f.PL("X2", "YL1");
+         },
+         3, 3, 0},
+        {"held directions, two parallel distances",
+         [](TwoBodies& f)
+         {
+             f.HoldDirections();
+             f.PL("X1", "YL1");
+             f.PL("Y1", "XL1");
+         },
+         3, 3, 1},
+        {"held directions, distances along two directions",
+         [](TwoBodies& f)
+         {
+             f.HoldDirections();
+             f.PL("X1", "YL1");
+             f.PL("X2", "YL2");
+         },
+         3, 3, 0},
+        {"held directions, distances along three directions",
+         [](TwoBodies& f)
+         {
+             f.HoldDirections();
+             f.PL("X1", "YL1");
+             f.PL("X2", "YL2");
+             f.PL("X3", "YL3");
+         },
+         3, 3, 1},
+    };
+    for (const TwoBodiesRow& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        TwoBodies bodies;
+        row.build(bodies);
+        bodies.MakeClusters(row.freeX, row.freeY);
+
+        EXPECT_EQ(bodies.Verdict(), row.expected);
+    }
+}
+
+TEST_F(OverConstrain, RelationsAreDistributedToTheClustersOfTheirNodes)
+{
+    Dis("X1", "Y1");
+    Dis("X1", "X2");
+    Dis("Y2", "Y3");
+    sketch.BackupAll();
+    CCluster* x = AddCluster(sketch, {"X1", "X2"}, {"dY2Y3", "dX1Y1"});
+    CCluster* y = AddCluster(sketch, {"Y1", "Y2", "Y3"}, {"dX1X2"});
+    CCluster* z = AddCluster(sketch, {"X3"}, {});
+    CRelList pool;
+    for (const char* id : {"dY2Y3", "dX1Y1", "dX1X2"})
+    {
+        pool.AddTail(sketch.FindRelation(id));
+    }
+
+    sktDistributeRelations(pool, g_sktClusterChain);
+
+    EXPECT_EQ(RelIds(sketch, x->m_RelList), (std::vector<std::string>{"dX1Y1", "dX1X2"}));
+    EXPECT_EQ(RelIds(sketch, y->m_RelList), (std::vector<std::string>{"dY2Y3", "dX1Y1"}));
+    EXPECT_TRUE(z->m_RelList.IsEmpty());
+}
+
+TEST_F(OverConstrain, MergeMakesTheCarriedValueKnownUntilFinish)
+{
+    // Three distances and two of equal unknown length: the first unknown only carries the value.
+    Dis("X1", "Y1");
+    Dis("X2", "Y2");
+    Dis("X3", "Y3");
+    sketch.AddValue("same", 2, false);
+    sketch.AddPPdis("e1", "X4", "Y4", ValueSpec::Shared("same"));
+    sketch.AddPPdis("e2", "X4", "Y3", ValueSpec::Shared("same"));
+    MakeClusters();
+    CVal* same = sketch.FindValue("same");
+
+    // Four equations between two bodies: the pair test refuses them.
+    EXPECT_EQ(Verdict(), 1);
+    EXPECT_FALSE(same->IsKnown());
+    sktFinishJudge(sketch.Relations());
+
+    sketch.RemoveRelation("dX3Y3");
+    MakeClusters();
+    EXPECT_EQ(Verdict(), 0);
+    EXPECT_TRUE(same->IsKnown());
+    ASSERT_EQ(g_sktClusterChain.GetCount(), 0);
+
+    sktFinishJudge(sketch.Relations());
+    EXPECT_FALSE(same->IsKnown());
+}
+
+TEST_F(OverConstrain, RigidPairMergesAndTheUnionIsTestedAgainstAThirdBody)
+{
+    // X and Y are held rigidly by three distances; the merged body and Z are then joined by
+    // two distances from X and two from Y: four in all.
+    sketch.AddPoint("Z1", 20, 0);
+    sketch.AddPoint("Z2", 21, 0);
+    Dis("X1", "Y1");
+    Dis("X2", "Y2");
+    Dis("X3", "Y3");
+    Dis("X1", "Z1");
+    Dis("X2", "Z2");
+    Dis("Y1", "Z1");
+    Dis("Y2", "Z2");
+    MakeClusters();
+    AddCluster(sketch, {"Z1", "Z2"}, {});
+
+    EXPECT_EQ(Verdict(), 1);
+}
+
+TEST_F(OverConstrain, ThreeBodiesInATriangleOfPairedDistancesAreNot)
+{
+    // Nine freedoms less three for the sketch: six distances fit exactly.
+    sketch.AddPoint("Z1", 20, 0);
+    sketch.AddPoint("Z2", 21, 0);
+    Dis("X1", "Y1");
+    Dis("X2", "Y2");
+    Dis("X1", "Z1");
+    Dis("X2", "Z2");
+    Dis("Y1", "Z1");
+    Dis("Y2", "Z2");
+    MakeClusters();
+    AddCluster(sketch, {"Z1", "Z2"}, {});
+
+    EXPECT_EQ(Verdict(), 0);
+}
+
+TEST_F(OverConstrain, FourBodiesPairwiseJoinedByTwoDistancesAre)
+{
+    // Twelve distances for twelve freedoms: three more than the bodies can take.
+    sketch.AddPoint("Z1", 20, 0);
+    sketch.AddPoint("Z2", 21, 0);
+    sketch.AddPoint("W1", 30, 0);
+    sketch.AddPoint("W2", 31, 0);
+    const char* bodies[4][2] = {{"X1", "X2"}, {"Y1", "Y2"}, {"Z1", "Z2"}, {"W1", "W2"}};
+    for (int i = 0; i < 4; ++i)
+    {
+        for (int j = i + 1; j < 4; ++j)
+        {
+            Dis(bodies[i][0], bodies[j][0]);
+            Dis(bodies[i][1], bodies[j][1]);
+        }
+    }
+    MakeClusters();
+    AddCluster(sketch, {"Z1", "Z2"}, {});
+    AddCluster(sketch, {"W1", "W2"}, {});
+
+    EXPECT_EQ(Verdict(), 1);
+}
+
+TEST_F(OverConstrain, TranslationTestFindsACycleOfParallelDistances)
+{
+    // Three clusters that only move, each pair held along the same direction: a cycle.
+    sketch.AddPoint("Z1", 20, 0);
+    sketch.AddLine("ZL1", 20, 0, 1, 0);
+    PL("X1", "YL1");
+    PL("Y1", "ZL1");
+    PL("Z1", "XL1");
+    MakeClusters(2, 2);
+    AddCluster(sketch, {"Z1", "ZL1"}, {}, 2);
+    CRelList pool;
+    for (const std::string& id : sketch.RelationIds())
+    {
+        pool.AddTail(sketch.FindRelation(id));
+    }
+    sktDistributeRelations(pool, g_sktClusterChain);
+
+    EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), 1);
+
+    sketch.FindLine("ZL1")->m_pBackupLine->Set(XYZ(20, 0, 0), VECTOR(0, 1, 0));
+    EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), 0);
+}
+
+TEST(AngleSurplus, CountsAnglesBeyondWhatRotationAbsorbs)
+{
+    struct Row
+    {
+        const char* name;
+        int freeNum;
+        int angles;
+        int others;
+        int expected;
+    };
+    static const Row rows[] = {
+        {"no relations", 3, 0, 0, 0},
+        {"one angle", 3, 1, 0, 0},
+        {"two angles", 3, 2, 0, 1},
+        {"three angles", 3, 3, 0, 2},
+        {"four angles, capped", 3, 4, 0, 2},
+        {"two angles and a distance", 3, 2, 1, 1},
+        {"two angles, two distances", 3, 2, 2, 0},
+        {"point cluster, two angles", 2, 2, 0, 1},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        CCluster cluster;
+        cluster.m_nFreeNum = static_cast<signed char>(row.freeNum);
+        CLLang angle;
+        CPPdis distance;
+        for (int i = 0; i < row.angles; ++i)
+        {
+            cluster.AddRel(&angle);
+        }
+        for (int i = 0; i < row.others; ++i)
+        {
+            cluster.AddRel(&distance);
+        }
+
+        EXPECT_EQ(sktGetAngleSurplus(&cluster), row.expected);
+    }
+}
+
+TEST(EffectiveRelNum, SharedUnknownValueCountsOneLess)
+{
+    CVert a(0, 0, 0);
+    CVert b(1, 0, 0);
+    CVal shared;
+    CPPdis k1(&a, &b, 1.0, 1);
+    CPPdis u1(&a, &b, &shared);
+    CPPdis u2(&a, &b, &shared);
+    CPPdis u3(&a, &b, &shared);
+    CPPdis lone(&a, &b, 1.0, 0);
+    CRelList rels;
+    for (CRel* r : {static_cast<CRel*>(&k1), static_cast<CRel*>(&u1), static_cast<CRel*>(&u2),
+                    static_cast<CRel*>(&u3), static_cast<CRel*>(&lone)})
+    {
+        rels.AddTail(r);
+    }
+
+    EXPECT_EQ(sktGetEffectiveRelNum(rels), 3);
+
+    for (CRel* r : {static_cast<CRel*>(&u1), static_cast<CRel*>(&u2), static_cast<CRel*>(&u3)})
+    {
+        RemoveFromList(r, shared.m_RelSel);
+        r->m_pVal = nullptr;
+    }
+}
+
+} // namespace
