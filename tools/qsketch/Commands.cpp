@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -294,6 +295,21 @@ bool Moved(const DocNode& a, const DocNode& b, double tol)
     return turn > kMoveShare || ax * b.dx + ay * b.dy < 0.0 || offset > tol;
 }
 
+// The clusters of the last drive stay in the solver's chains until the next pass starts. A
+// host that has read its results releases them, so nothing outlives the sketch.
+void ReleaseClusters()
+{
+    for (CClusterList* chain : {&g_sktClusterChain, &g_sktGoodClusterChain})
+    {
+        POSITION pos = chain->GetHeadPosition();
+        while (pos != nullptr)
+        {
+            delete chain->GetNext(pos);
+        }
+        chain->RemoveAll();
+    }
+}
+
 /// Runs one drive on a built sketch and brings the document up to date. Returns the exit code
 /// of the drive: done, or the solver's failure (then the document is untouched).
 int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
@@ -312,6 +328,7 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
     into["changes"] = list;
 
     const DriveResult result = sketch.Drive(request);
+    ReleaseClusters();
     into["solved"] = result.IsOk();
     into["step"] = qsolver::host::DriveStepText(result.failed);
     if (!result.IsOk())
