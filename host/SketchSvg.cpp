@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace qsolver::host
@@ -327,7 +328,8 @@ void DrawGeometry(Canvas& c, const SketchDoc& doc, const Lookup& look, bool grey
                        leftward ? "start" : "end", "bold");
                 if (fixed)
                 {
-                    DrawGround(c, c.Px(a + (b - a) * 0.5), kFixed);
+                    // In the margin near the start, where no point lies.
+                    DrawGround(c, c.Px(a + (b - a) * 0.06), kFixed);
                 }
             }
         }
@@ -400,8 +402,10 @@ bool IsIncidence(const DocRelation& r)
     return r.shared.empty() && r.known && r.value == 0.0;
 }
 
-// A dimension line between two sketch points with its text beside the middle.
-void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
+// A dimension line between two sketch points with its text beside the middle. Dimensions
+// along one line (a chain and its overall length) stack their texts, `drawn` remembers them.
+void DrawMeasure(Canvas& c, std::vector<std::pair<Vec, Vec>>& drawn, Vec a, Vec b,
+                 const std::string& text)
 {
     c.Line(a, b, kDimension, 1.0, "4 3");
     const Vec pa = c.Px(a);
@@ -411,6 +415,17 @@ void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
         c.out += "<circle cx=\"" + Num(end.x) + "\" cy=\"" + Num(end.y) + "\" r=\"1.8\" fill=\"" +
                  kDimension + "\"/>\n";
     }
+    int level = 0;
+    for (const auto& [qa, qb] : drawn)
+    {
+        const Vec along = Unit(qb - qa);
+        const bool onLine =
+            std::fabs(Cross(along, pa - qa)) < 2.0 && std::fabs(Cross(along, pb - qa)) < 2.0;
+        const double t0 = std::min(Dot(pa - qa, along), Dot(pb - qa, along));
+        const double t1 = std::max(Dot(pa - qa, along), Dot(pb - qa, along));
+        level += onLine && t1 > 0.0 && t0 < Dot(qb - qa, along) ? 1 : 0;
+    }
+    drawn.emplace_back(pa, pb);
     Vec mid = (pa + pb) * 0.5;
     Vec normal = Unit({-(pb.y - pa.y), pb.x - pa.x});
     if (std::hypot(pb.x - pa.x, pb.y - pa.y) < 1.0)
@@ -423,7 +438,8 @@ void DrawMeasure(Canvas& c, Vec a, Vec b, const std::string& text)
     }
     // Clear the dimension line by the text's half width across it, or its half height along.
     const double halfWidth = 0.3 * 12.0 * static_cast<double>(text.size());
-    mid = mid + normal * (5.0 + std::fabs(normal.x) * halfWidth + std::fabs(normal.y) * 6.0);
+    mid = mid + normal * (5.0 + std::fabs(normal.x) * halfWidth + std::fabs(normal.y) * 6.0 +
+                          16.0 * level);
     c.Text({mid.x, mid.y + 4.0}, text, kDimension, 12.0, "middle");
 }
 
@@ -474,8 +490,16 @@ void DrawAngle(Canvas& c, const DocNode& l1, const DocNode& l2, const DocRelatio
            kDimension, 12.0, "middle");
 }
 
+struct Measure
+{
+    Vec a;
+    Vec b;
+    std::string text;
+};
+
 void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
 {
+    std::vector<Measure> measures;
     const Vec viewCentre{(c.minX + c.maxX) / 2.0, (c.minY + c.maxY) / 2.0};
     for (const DocRelation& r : doc.relations)
     {
@@ -497,7 +521,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 {
                     break;
                 }
-                DrawMeasure(c, {n1->x, n1->y}, {n2->x, n2->y}, text);
+                measures.push_back({{n1->x, n1->y}, {n2->x, n2->y}, text});
                 break;
             case DocRelType::PLdis:
             {
@@ -509,7 +533,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 const Vec d = LineDirection(*n2);
                 const Vec t{n2->x, n2->y};
                 const Vec foot = t + d * Dot(p - t, d);
-                DrawMeasure(c, p, foot, text);
+                measures.push_back({p, foot, text});
                 break;
             }
             case DocRelType::LLdis:
@@ -528,7 +552,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 const Vec d2 = LineDirection(*n2);
                 const Vec t2{n2->x, n2->y};
                 const Vec b = t2 + d2 * Dot(a - t2, d2);
-                DrawMeasure(c, a, b, text);
+                measures.push_back({a, b, text});
                 break;
             }
             case DocRelType::LLang:
@@ -544,6 +568,17 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
             case DocRelType::Fix:
                 break;
         }
+    }
+    // Short dimensions first: they sit next to the geometry, overall ones stack outside.
+    std::stable_sort(measures.begin(), measures.end(),
+                     [](const Measure& x, const Measure& y) {
+                         return std::hypot(x.b.x - x.a.x, x.b.y - x.a.y) <
+                                std::hypot(y.b.x - y.a.x, y.b.y - y.a.y);
+                     });
+    std::vector<std::pair<Vec, Vec>> drawn;
+    for (const Measure& m : measures)
+    {
+        DrawMeasure(c, drawn, m.a, m.b, m.text);
     }
 }
 
