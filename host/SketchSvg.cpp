@@ -346,8 +346,8 @@ void DrawGeometry(Canvas& c, const SketchDoc& doc, const Lookup& look, bool grey
             c.out += "/>\n";
             if (!grey)
             {
-                const Vec top = c.Px({n.x - n.radius * 0.7071, n.y + n.radius * 0.7071});
-                c.Text({top.x - 4.0, top.y - 4.0}, n.id, colour, 13.0, "end", "bold");
+                const Vec low = c.Px({n.x - n.radius * 0.7071, n.y - n.radius * 0.7071});
+                c.Text({low.x - 3.0, low.y + 14.0}, n.id, colour, 13.0, "end", "bold");
             }
         }
     }
@@ -405,7 +405,7 @@ bool IsIncidence(const DocRelation& r)
 // A dimension line between two sketch points with its text beside the middle. Dimensions
 // along one line (a chain and its overall length) stack their texts, `drawn` remembers them.
 void DrawMeasure(Canvas& c, std::vector<std::pair<Vec, Vec>>& drawn, Vec a, Vec b,
-                 const std::string& text)
+                 const std::string& text, double share)
 {
     c.Line(a, b, kDimension, 1.0, "4 3");
     const Vec pa = c.Px(a);
@@ -426,7 +426,7 @@ void DrawMeasure(Canvas& c, std::vector<std::pair<Vec, Vec>>& drawn, Vec a, Vec 
         level += onLine && t1 > 0.0 && t0 < Dot(qb - qa, along) ? 1 : 0;
     }
     drawn.emplace_back(pa, pb);
-    Vec mid = (pa + pb) * 0.5;
+    Vec mid = pa + (pb - pa) * share;
     Vec normal = Unit({-(pb.y - pa.y), pb.x - pa.x});
     if (std::hypot(pb.x - pa.x, pb.y - pa.y) < 1.0)
     {
@@ -495,6 +495,8 @@ struct Measure
     Vec a;
     Vec b;
     std::string text;
+    /// Where along the dimension line its text stands.
+    double share = 0.5;
 };
 
 void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
@@ -521,7 +523,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 {
                     break;
                 }
-                measures.push_back({{n1->x, n1->y}, {n2->x, n2->y}, text});
+                measures.push_back({{n1->x, n1->y}, {n2->x, n2->y}, text, 0.5});
                 break;
             case DocRelType::PLdis:
             {
@@ -533,7 +535,8 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 const Vec d = LineDirection(*n2);
                 const Vec t{n2->x, n2->y};
                 const Vec foot = t + d * Dot(p - t, d);
-                measures.push_back({p, foot, text});
+                // Toward the line: the point's own id stands at the other end.
+                measures.push_back({p, foot, text, 0.62});
                 break;
             }
             case DocRelType::LLdis:
@@ -552,7 +555,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
                 const Vec d2 = LineDirection(*n2);
                 const Vec t2{n2->x, n2->y};
                 const Vec b = t2 + d2 * Dot(a - t2, d2);
-                measures.push_back({a, b, text});
+                measures.push_back({a, b, text, 0.5});
                 break;
             }
             case DocRelType::LLang:
@@ -578,7 +581,7 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
     std::vector<std::pair<Vec, Vec>> drawn;
     for (const Measure& m : measures)
     {
-        DrawMeasure(c, drawn, m.a, m.b, m.text);
+        DrawMeasure(c, drawn, m.a, m.b, m.text, m.share);
     }
 }
 
@@ -604,6 +607,16 @@ std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const s
     if (before != nullptr)
     {
         const Lookup old(*before);
+        // The old distances too, as plain bars: a mechanism shows its old pose by them.
+        for (const DocRelation& r : before->relations)
+        {
+            const DocNode* a = r.type == DocRelType::PPdis ? old.Node(r.nodes[0]) : nullptr;
+            const DocNode* b = a != nullptr ? old.Node(r.nodes[1]) : nullptr;
+            if (b != nullptr && !IsIncidence(r))
+            {
+                c.Line({a->x, a->y}, {b->x, b->y}, kBefore, 1.0, "4 3");
+            }
+        }
         DrawGeometry(c, *before, old, true);
     }
     const Lookup look(doc);
