@@ -270,3 +270,53 @@ TEST(QsketchExamples, DemoRunsThePassesAndWritesItsDrawing)
     EXPECT_NE(run.out.find("drive pass"), std::string::npos);
     EXPECT_NE(clitest::ReadText(dir / "demo.svg").find("</svg>"), std::string::npos);
 }
+
+TEST(QsketchExamples, RadianSketchIsDrivenInRadians)
+{
+    QSKETCH_REQUIRED();
+    ScratchDir dir;
+    std::string text = clitest::ReadText(Example("triangle.json"));
+    text.replace(text.find("{\n"), 2, "{\n  \"unit\": \"rad\",\n");
+    text.replace(text.find("\"value\": 60"), 11, "\"value\": 1.0471975511965976");
+    clitest::WriteText(dir / "t.json", text);
+
+    const auto run = RunQsketch(
+        {"drive", "t.json", "--set", "angleA=1.5707963267948966", "-o", "out.json"}, dir);
+
+    ASSERT_EQ(run.code, 0) << run.out << run.err;
+    const SketchDoc after = Load(dir / "out.json");
+    EXPECT_TRUE(after.radians);
+    EXPECT_NEAR(NodeOf(after, "C").x, 0.0, 1e-6);
+    EXPECT_NEAR(NodeOf(after, "C").y, 50.0, 1e-6);
+    EXPECT_EQ(after.relations[after.FindRelation("angleA")].value, 1.5707963267948966);
+}
+
+TEST(QsketchExamples, AnalyseNamesRelationsThatDoNotHoldAtTheGivenCoordinates)
+{
+    QSKETCH_REQUIRED();
+    ScratchDir dir;
+    std::string text = clitest::ReadText(Example("triangle.json"));
+    text.replace(text.find("\"value\": 50"), 11, "\"value\": 52");
+    clitest::WriteText(dir / "t.json", text);
+
+    const auto run = RunQsketch({"analyse", "t.json", "--json"}, dir);
+
+    const auto report = nlohmann::json::parse(run.out);
+    ASSERT_EQ(report["notHolding"].size(), 1u) << run.out;
+    EXPECT_EQ(report["notHolding"][0]["id"], "ac");
+    EXPECT_EQ(report["notHolding"][0]["wanted"], 52);
+    EXPECT_NEAR(report["notHolding"][0]["measured"].get<double>(), 50.0, 1e-9);
+}
+
+TEST(QsketchExamples, RenderWritesBesideTheSketchByDefault)
+{
+    QSKETCH_REQUIRED();
+    ScratchDir dir;
+    clitest::WriteText(dir / "slot.v2.json", clitest::ReadText(Example("slot.json")));
+
+    const auto run = RunQsketch({"render", "slot.v2.json", "--json"}, dir);
+
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(nlohmann::json::parse(run.out)["outputs"]["svg"], "slot.v2.svg");
+    EXPECT_TRUE(clitest::fs::exists(dir / "slot.v2.svg"));
+}
