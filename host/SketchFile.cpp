@@ -14,6 +14,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <sstream>
 #include <unordered_map>
 
@@ -611,6 +612,78 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
     return true;
 }
 
+// JSON allows a key twice in one object and keeps the last: a typed-over "value" would
+// silently win. This follows the parse to name the first repeated key by its path.
+class DuplicateKeyFinder
+{
+public:
+    std::string duplicate;
+
+    bool See(json::parse_event_t event, const json& parsed)
+    {
+        switch (event)
+        {
+            case json::parse_event_t::object_start:
+            case json::parse_event_t::array_start:
+                ElementStarts();
+                m_frames.push_back(Frame{event == json::parse_event_t::array_start, -1, {}, {}});
+                break;
+            case json::parse_event_t::object_end:
+            case json::parse_event_t::array_end:
+                if (!m_frames.empty())
+                {
+                    m_frames.pop_back();
+                }
+                break;
+            case json::parse_event_t::key:
+                if (!m_frames.empty() && parsed.is_string())
+                {
+                    Frame& top = m_frames.back();
+                    top.key = parsed.get<std::string>();
+                    if (!top.keys.insert(top.key).second && duplicate.empty())
+                    {
+                        duplicate = Path();
+                    }
+                }
+                break;
+            case json::parse_event_t::value:
+                ElementStarts();
+                break;
+        }
+        return true;
+    }
+
+private:
+    struct Frame
+    {
+        bool array;
+        int index;
+        std::string key;
+        std::set<std::string> keys;
+    };
+
+    void ElementStarts()
+    {
+        if (!m_frames.empty() && m_frames.back().array)
+        {
+            ++m_frames.back().index;
+        }
+    }
+
+    std::string Path() const
+    {
+        std::string path;
+        for (const Frame& f : m_frames)
+        {
+            path +=
+                f.array ? "[" + std::to_string(f.index) + "]" : (path.empty() ? "" : ".") + f.key;
+        }
+        return path;
+    }
+
+    std::vector<Frame> m_frames;
+};
+
 // "line 3, column 7" of a byte offset, for messages about JSON syntax.
 std::string LineColumn(const std::string& text, size_t byte)
 {
@@ -798,7 +871,15 @@ bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& do
     json root;
     try
     {
-        root = json::parse(text);
+        DuplicateKeyFinder finder;
+        root = json::parse(text, [&finder](int, json::parse_event_t event, json& parsed)
+                           { return finder.See(event, parsed); });
+        if (!finder.duplicate.empty())
+        {
+            error = InputError{file, finder.duplicate,
+                               "the field appears twice (a reader would keep only the last)"};
+            return false;
+        }
     }
     catch (const json::parse_error& e)
     {
