@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <unordered_set>
 
 namespace qsolver::host
@@ -24,6 +25,18 @@ const char* TypeName(int type)
         default:
             return "circle";
     }
+}
+
+bool AllFinite(std::initializer_list<double> numbers)
+{
+    for (double n : numbers)
+    {
+        if (!std::isfinite(n))
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 void EraseId(std::vector<std::string>& ids, const std::string& id)
@@ -111,6 +124,11 @@ bool Sketch::ClaimId(const std::string& id)
 
 CVert* Sketch::AddPoint(const std::string& id, double x, double y)
 {
+    if (!AllFinite({x, y}))
+    {
+        Fail("point '" + id + "': coordinates are not finite");
+        return nullptr;
+    }
     if (!ClaimId(id))
     {
         return nullptr;
@@ -126,7 +144,13 @@ CVert* Sketch::AddPoint(const std::string& id, double x, double y)
 CMathline* Sketch::AddLine(const std::string& id, double px, double py, double dx, double dy,
                            bool dirFixed)
 {
-    if (!(std::isfinite(dx) && std::isfinite(dy)) || (dx == 0.0 && dy == 0.0))
+    if (!AllFinite({px, py, dx, dy}))
+    {
+        Fail("line '" + id + "': coordinates are not finite");
+        return nullptr;
+    }
+    // Exact: only a true zero vector has no direction.
+    if (dx == 0.0 && dy == 0.0)
     {
         Fail("line '" + id + "' has no direction");
         return nullptr;
@@ -147,6 +171,11 @@ CMathline* Sketch::AddLine(const std::string& id, double px, double py, double d
 
 CMathcir* Sketch::AddCircle(const std::string& id, double cx, double cy, double radius)
 {
+    if (!AllFinite({cx, cy, radius}))
+    {
+        Fail("circle '" + id + "': coordinates are not finite");
+        return nullptr;
+    }
     if (!ClaimId(id))
     {
         return nullptr;
@@ -179,6 +208,11 @@ bool Sketch::SetReference(const std::string& nodeId, int refId)
 
 CVal* Sketch::AddValue(const std::string& id, double value, bool known)
 {
+    if (!AllFinite({value}))
+    {
+        Fail("value '" + id + "' is not finite");
+        return nullptr;
+    }
     if (!ClaimId(id))
     {
         return nullptr;
@@ -256,6 +290,11 @@ CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const s
     {
         return nullptr;
     }
+    if (value.shared.empty() && !AllFinite({value.value}))
+    {
+        Fail("relation '" + id + "': value is not finite");
+        return nullptr;
+    }
     auto* a = static_cast<CVert*>(NodeOfType(id, pointA, SKT_NODE_POINT, "point"));
     auto* b = a != nullptr ? static_cast<CVert*>(NodeOfType(id, pointB, SKT_NODE_POINT, "point"))
                            : nullptr;
@@ -276,6 +315,11 @@ CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const st
 {
     if (!ClaimId(id))
     {
+        return nullptr;
+    }
+    if (value.shared.empty() && !AllFinite({value.value}))
+    {
+        Fail("relation '" + id + "': value is not finite");
         return nullptr;
     }
     auto* p = static_cast<CVert*>(NodeOfType(id, point, SKT_NODE_POINT, "point"));
@@ -300,6 +344,11 @@ CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const st
     {
         return nullptr;
     }
+    if (value.shared.empty() && !AllFinite({value.value}))
+    {
+        Fail("relation '" + id + "': value is not finite");
+        return nullptr;
+    }
     auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
     auto* b = a != nullptr ? static_cast<CMathline*>(NodeOfType(id, lineB, SKT_NODE_LINE, "line"))
                            : nullptr;
@@ -320,6 +369,11 @@ CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const st
 {
     if (!ClaimId(id))
     {
+        return nullptr;
+    }
+    if (value.shared.empty() && !AllFinite({value.value}))
+    {
+        Fail("relation '" + id + "': value is not finite");
         return nullptr;
     }
     auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));

@@ -61,7 +61,9 @@ struct ClusterInfo
 struct AnalysisResult
 {
     Verdict verdict = Verdict::Ok;
-    /// Every cluster complete when the pass ended, the fixed one first.
+    /// The clusters of the pass in the order they were built, the fixed one first. Taken
+    /// before the over-constraint test (which merges and deletes clusters); after a
+    /// contradiction the fixed cluster may be partial and later clusters missing.
     std::vector<ClusterInfo> clusters;
     /// Nodes in no cluster, in creation order: those that neighbours place one at a time, and
     /// those listed in `unseeded`.
@@ -154,9 +156,13 @@ public:
     /// restored afterwards; geometry is not changed.
     AnalysisResult Analyse();
 
-    // ---- Drive pass: implemented by the drive layer in host/SketchDrive.cpp.
-    /// Sets each named relation's value and re-solves the sketch.
+    // ---- Drive pass -------------------------------------------------------------------------
+    // Declared here, defined by the drive layer in host/SketchDrive.cpp (with DriveResult).
+    // It uses only the public surface above: BackupAll/RestoreAll, FindRelation, Nodes(),
+    // Relations().
+    /// Sets each named relation's value (radians for angles) and re-solves the sketch.
     DriveResult Drive(const std::vector<std::pair<std::string, double>>& changes);
+    // -----------------------------------------------------------------------------------------
 
     /// Why the last refused call was refused.
     const std::string& LastError() const { return m_error; }

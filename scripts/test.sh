@@ -36,5 +36,10 @@ echo "== valgrind on the whole-sketch suites"
 valgrind --quiet --error-exitcode=3 --leak-check=full --errors-for-leak-kinds=definite \
     build/dev/tests/qsolver_tests --gtest_filter='*Sketch*:*Model*' --gtest_brief=1
 
+if [ -f scripts/fuzz.sh ]; then
+    echo "== fuzzers, bounded"
+    bash scripts/fuzz.sh --ci
+fi
+
 echo "All test stages passed."
 echo "${total:-0} passed, 0 failed"

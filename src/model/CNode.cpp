@@ -76,11 +76,15 @@ CNode* CNode::Copy()
     {
         return nullptr;
     }
-    CopyBaseInto(copy);
+    if (!CopyBaseInto(copy))
+    {
+        delete copy;
+        return nullptr;
+    }
     return copy;
 }
 
-void CNode::CopyBaseInto(CNode* copy)
+int CNode::CopyBaseInto(CNode* copy)
 {
     copy->m_nID = m_nID;
     copy->m_nFreeNum = m_nFreeNum;
@@ -88,8 +92,13 @@ void CNode::CopyBaseInto(CNode* copy)
     copy->m_nVarNo = m_nVarNo;
     if (m_pRefID != nullptr)
     {
-        copy->m_pRefID = new int(*m_pRefID);
+        copy->m_pRefID = new (std::nothrow) int(*m_pRefID);
+        if (copy->m_pRefID == nullptr)
+        {
+            return 0;
+        }
     }
+    return 1;
 }
 
 int CNode::IsFixed()
@@ -345,7 +354,11 @@ CNode* CVert::Copy()
     {
         return nullptr;
     }
-    CopyBaseInto(copy);
+    if (!CopyBaseInto(copy))
+    {
+        delete copy;
+        return nullptr;
+    }
     copy->m_Pos = m_Pos;
     if (m_pBackupPos != nullptr)
     {
@@ -431,7 +444,11 @@ CNode* CMathline::Copy()
     {
         return nullptr;
     }
-    CopyBaseInto(copy);
+    if (!CopyBaseInto(copy))
+    {
+        delete copy;
+        return nullptr;
+    }
     copy->m_bDirFixed = m_bDirFixed;
     copy->m_Line = m_Line;
     if (m_pBackupLine != nullptr)
@@ -537,7 +554,11 @@ CNode* CMathcir::Copy()
     {
         return nullptr;
     }
-    CopyBaseInto(copy);
+    if (!CopyBaseInto(copy))
+    {
+        delete copy;
+        return nullptr;
+    }
     copy->m_Center = m_Center;
     copy->m_dRadius = m_dRadius;
     if (m_pRadiusVal != nullptr)

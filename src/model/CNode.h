@@ -69,7 +69,8 @@ public:
     int ActiveRel();
 
 protected:
-    void CopyBaseInto(CNode* copy);
+    /// Carries the base fields into a copy; 0 when an allocation for it yields nothing.
+    int CopyBaseInto(CNode* copy);
 };
 
 class QSOLVER_API CVert : public CNode

@@ -51,10 +51,4 @@ inline CCluster* AddCluster(qsolver::host::Sketch& sketch, std::initializer_list
     return cluster;
 }
 
-/// Backs up every value's flag and every node, as a host does before a pass.
-inline void BackupForPass(qsolver::host::Sketch& sketch)
-{
-    sketch.BackupAll();
-}
-
 } // namespace judgetest

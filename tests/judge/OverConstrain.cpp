@@ -423,3 +423,48 @@ TEST(EffectiveRelNum, SharedUnknownValueCountsOneLess)
 }
 
 } // namespace
+
+namespace
+{
+
+TEST(TranslationTest, CountsParallelDistancesBetweenTwoSlidingClusters)
+{
+    // Two clusters that cannot turn, joined by two distances to parallel lines: two known
+    // values fix one slide twice; an unknown value shared by u of them gives u - 1.
+    struct Row
+    {
+        const char* name;
+        bool firstKnown;
+        bool secondKnown;
+        bool shareUnknown;
+        int expected;
+    };
+    static const Row rows[] = {
+        {"two known", true, true, false, 1},
+        {"one known, one unknown", true, false, false, 0},
+        {"two sharing one unknown", false, false, true, 0},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        TwoBodies b;
+        b.sketch.AddValue("u", 1, false);
+        auto valueOf = [&](bool known)
+        {
+            return known              ? ValueSpec::Own(1)
+                   : row.shareUnknown ? ValueSpec::Shared("u")
+                                      : ValueSpec::Own(1, false);
+        };
+        b.sketch.AddPLdis("h1", "X1", "YL1", valueOf(row.firstKnown));
+        b.sketch.AddPLdis("h2", "Y2", "XL1", valueOf(row.secondKnown));
+        b.MakeClusters(2, 2);
+        CRelList pool;
+        pool.AddTail(b.sketch.FindRelation("h1"));
+        pool.AddTail(b.sketch.FindRelation("h2"));
+        sktDistributeRelations(pool, g_sktClusterChain);
+
+        EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), row.expected);
+    }
+}
+
+} // namespace
