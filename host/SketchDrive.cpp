@@ -11,15 +11,17 @@ namespace
 // while the numbers the pass measured stay.
 void ReleasePassState(Sketch& sketch)
 {
+    // The pass reaches values only through relations, so restoring those is enough.
     CRelList& rels = sketch.Relations();
     POSITION pos = rels.GetHeadPosition();
     while (pos != nullptr)
     {
-        rels.GetNext(pos)->SetUnused();
-    }
-    for (CVal* val : sketch.AllValues())
-    {
-        val->RestoreKnownFlag();
+        CRel* rel = rels.GetNext(pos);
+        rel->SetUnused();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->RestoreKnownFlag();
+        }
     }
     g_sktDriveRelChain.RemoveAll();
 }

@@ -265,6 +265,9 @@ int sktBuildClusterChain()
         sktRemoveActiveAndUsedRelFromChain();
         g_sktClusterChain.AddTail(cluster);
     }
+    // A loose node's activations can determine a neighbour through shared values; nothing is
+    // grown from it here, and the pass leaves no node waiting.
+    g_sktDefinedNodeChain.RemoveAll();
 
     DistributeRelations();
     return 1;

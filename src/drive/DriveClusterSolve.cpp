@@ -135,6 +135,7 @@ int GoodClusterRun()
         CEquationGrp* group = new CEquationGrp(cluster);
         const int solved = group->Solve();
         g_sktGoodClusterChain.RemoveAt(at);
+        sktDriveRetiredClusters().Add(cluster);
         if (solved == 0)
         {
             delete group;
@@ -155,6 +156,21 @@ int GoodClusterRun()
     return 1;
 }
 } // namespace
+
+void RetiredClusters::DeleteAll()
+{
+    for (CCluster* cluster : m_List)
+    {
+        delete cluster;
+    }
+    m_List.clear();
+}
+
+RetiredClusters& sktDriveRetiredClusters()
+{
+    static RetiredClusters retired;
+    return retired;
+}
 
 void sktRemoveGoodClusterFromChain()
 {
@@ -185,6 +201,11 @@ int sktSolveGoodClusterChain()
     }
     for (;;)
     {
+        if (g_sktClusterChain.IsEmpty())
+        {
+            // Nothing stays where it is to place the good clusters against.
+            return 0;
+        }
         std::unordered_set<CCluster*> waiting;
         pos = g_sktGoodClusterChain.GetHeadPosition();
         while (pos != nullptr)

@@ -30,3 +30,23 @@ private:
 int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& drive);
 /// Seeds a cluster with two base nodes, asking `drive` which relations are driven.
 int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive);
+
+/// Clusters that the good-cluster run took out of g_sktGoodClusterChain. They are in no chain
+/// any more, so the drive pass keeps them until the next pass opens (or the process ends).
+class RetiredClusters
+{
+public:
+    RetiredClusters() = default;
+    RetiredClusters(const RetiredClusters&) = delete;
+    RetiredClusters& operator=(const RetiredClusters&) = delete;
+    ~RetiredClusters() { DeleteAll(); }
+
+    void Add(CCluster* cluster) { m_List.push_back(cluster); }
+    void DeleteAll();
+
+private:
+    std::vector<CCluster*> m_List;
+};
+
+/// The drive pass's retired clusters.
+RetiredClusters& sktDriveRetiredClusters();

@@ -75,6 +75,7 @@ private:
     void Touch(CNode* node, int walkIndex);
     void RemoveUsedRelations(bool fullWalk);
     void ReleaseValue(CVal* val);
+    void CountValue(CVal* val, int delta);
 
     std::vector<CNode*> m_Nodes; // the undefined chain, head first
     std::vector<POSITION> m_NodePos;
@@ -88,7 +89,8 @@ private:
     std::vector<int> m_Next;
     std::vector<char> m_bInNext;
 
-    // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each value.
+    // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each unknown value (known
+    // flags stand still while stripping, and only unknown values are ever asked about).
     std::unordered_map<CVal*, int> m_ValueRefs;
     // Nodes whose three shared relations were refused only for the count of that value.
     std::unordered_map<CVal*, std::vector<int>> m_WaitOnValue;
@@ -99,6 +101,7 @@ private:
 
 void GoodNodeStripper::Load()
 {
+    m_Index.reserve(static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount()));
     POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
@@ -115,23 +118,22 @@ void GoodNodeStripper::Load()
     m_bInCurrent.assign(n, 0);
     m_bInNext.assign(n, 0);
 
-    pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
+    m_RelPos.reserve(static_cast<std::size_t>(g_sktRelChain.GetCount()));
+    for (CRelList* chain : {&g_sktRelChain, &g_sktSaveRelChain})
     {
-        CRel* rel = g_sktRelChain.GetNext(pos);
-        if (rel->m_pVal != nullptr)
+        pos = chain->GetHeadPosition();
+        while (pos != nullptr)
         {
-            ++m_ValueRefs[rel->m_pVal];
+            CountValue(chain->GetNext(pos)->m_pVal, 1);
         }
     }
-    pos = g_sktSaveRelChain.GetHeadPosition();
-    while (pos != nullptr)
+}
+
+void GoodNodeStripper::CountValue(CVal* val, int delta)
+{
+    if (val != nullptr && val->m_bKnown == 0)
     {
-        CRel* rel = g_sktSaveRelChain.GetNext(pos);
-        if (rel->m_pVal != nullptr)
-        {
-            ++m_ValueRefs[rel->m_pVal];
-        }
+        m_ValueRefs[val] += delta;
     }
 }
 
@@ -238,10 +240,7 @@ int GoodNodeStripper::TestAndStrip(int index)
     {
         rel->SetUsed();
         g_sktSaveRelChain.AddHead(rel);
-        if (rel->m_pVal != nullptr)
-        {
-            ++m_ValueRefs[rel->m_pVal];
-        }
+        CountValue(rel->m_pVal, 1);
         m_SweepStripped.push_back(rel);
     }
     g_sktUndefinedNodeChain.RemoveAt(m_NodePos[index]);
@@ -264,11 +263,11 @@ int GoodNodeStripper::TestAndStrip(int index)
 
 void GoodNodeStripper::ReleaseValue(CVal* val)
 {
-    if (val == nullptr)
+    if (val == nullptr || val->m_bKnown != 0)
     {
         return;
     }
-    --m_ValueRefs[val];
+    CountValue(val, -1);
     auto it = m_WaitOnValue.find(val);
     if (it == m_WaitOnValue.end())
     {
@@ -394,13 +393,18 @@ private:
 
 GoodNodePlacer::GoodNodePlacer()
 {
+    m_A.reserve(static_cast<std::size_t>(g_sktGoodNodeChain.GetCount()));
     POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
         m_A.push_back(g_sktGoodNodeChain.GetNext(pos));
     }
+    const std::size_t count = static_cast<std::size_t>(g_sktSaveRelChain.GetCount());
+    m_B.reserve(count);
+    m_BPos.reserve(count);
+    m_NextSame.reserve(count);
+    m_FirstOf.reserve(count);
     pos = g_sktSaveRelChain.GetHeadPosition();
-    std::unordered_map<CRel*, int> lastOf;
     while (pos != nullptr)
     {
         POSITION at = pos;
@@ -409,15 +413,16 @@ GoodNodePlacer::GoodNodePlacer()
         m_B.push_back(rel);
         m_BPos.push_back(at);
         m_NextSame.push_back(-1);
-        auto ins = lastOf.emplace(rel, idx);
-        if (ins.second)
+        auto ins = m_FirstOf.emplace(rel, idx);
+        if (!ins.second)
         {
-            m_FirstOf.emplace(rel, idx);
-        }
-        else
-        {
-            m_NextSame[ins.first->second] = idx;
-            ins.first->second = idx;
+            // A relation saved twice: chain its entries in chain order.
+            int last = ins.first->second;
+            while (m_NextSame[last] != -1)
+            {
+                last = m_NextSame[last];
+            }
+            m_NextSame[last] = idx;
         }
     }
     m_bTaken.assign(m_B.size(), 0);
@@ -559,6 +564,7 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
     g_sktSaveRelChain.RemoveAll();
     DeleteClusters(g_sktClusterChain);
     DeleteClusters(g_sktGoodClusterChain);
+    sktDriveRetiredClusters().DeleteAll();
 
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)
