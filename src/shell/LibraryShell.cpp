@@ -4,6 +4,8 @@
 
 #include "model/PtrList.h"
 
+#include <initializer_list>
+
 int g_nNodeNum = 0;
 int g_nRelNum = 0;
 int g_nValNum = 0;
@@ -18,3 +20,28 @@ CRelList g_sktDriveRelChain(10);
 CRelList g_sktSaveRelChain(10);
 CClusterList g_sktClusterChain(10);
 CClusterList g_sktGoodClusterChain(10);
+
+namespace
+{
+// The solver owns the clusters the last pass left in the two cluster chains (they stay there
+// for the host to read until the next pass starts). Defined after the chains, so it is
+// destroyed first when the library unloads and deletes them while the chains still exist.
+struct ClusterChainsOwner
+{
+    ClusterChainsOwner() = default;
+    ClusterChainsOwner(const ClusterChainsOwner&) = delete;
+    ClusterChainsOwner& operator=(const ClusterChainsOwner&) = delete;
+    ~ClusterChainsOwner()
+    {
+        for (CClusterList* chain : {&g_sktClusterChain, &g_sktGoodClusterChain})
+        {
+            while (!chain->IsEmpty())
+            {
+                delete chain->RemoveHead();
+            }
+        }
+    }
+};
+
+ClusterChainsOwner g_clusterChainsOwner;
+} // namespace
