@@ -3,6 +3,7 @@
 #include "drive/Drive.h"
 
 #include "drive/DriveInternal.h"
+#include "drive/FlatPtrMap.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
@@ -80,7 +81,7 @@ private:
     std::vector<CNode*> m_Nodes; // the undefined chain, head first
     std::vector<POSITION> m_NodePos;
     std::vector<char> m_bStripped;
-    std::unordered_map<CNode*, int> m_Index;
+    FlatPtrMap<int> m_Index;
 
     // Re-test queues: the running sweep visits indices from high to low (tail to head); a node
     // touched behind the walk waits for the next sweep.
@@ -91,10 +92,10 @@ private:
 
     // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each unknown value (known
     // flags stand still while stripping, and only unknown values are ever asked about).
-    std::unordered_map<CVal*, int> m_ValueRefs;
+    FlatPtrMap<int> m_ValueRefs;
     // Nodes whose three shared relations were refused only for the count of that value.
     std::unordered_map<CVal*, std::vector<int>> m_WaitOnValue;
-    std::unordered_map<CRel*, POSITION> m_RelPos;
+    FlatPtrMap<POSITION> m_RelPos;
     std::vector<CRel*> m_SweepStripped;
     std::vector<CRel*> m_Scratch;
 };
@@ -139,12 +140,12 @@ void GoodNodeStripper::CountValue(CVal* val, int delta)
 
 void GoodNodeStripper::Touch(CNode* node, int walkIndex)
 {
-    auto it = m_Index.find(node);
-    if (it == m_Index.end())
+    const int* found = m_Index.find(node);
+    if (found == nullptr)
     {
         return;
     }
-    const int j = it->second;
+    const int j = *found;
     if (m_bStripped[j])
     {
         return;
@@ -310,11 +311,11 @@ void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
     {
         for (CRel* rel : m_SweepStripped)
         {
-            auto it = m_RelPos.find(rel);
-            if (it != m_RelPos.end())
+            POSITION* at = m_RelPos.find(rel);
+            if (at != nullptr)
             {
-                g_sktRelChain.RemoveAt(it->second);
-                m_RelPos.erase(it);
+                g_sktRelChain.RemoveAt(*at);
+                m_RelPos.erase(rel);
                 ReleaseValue(rel->m_pVal);
             }
         }
@@ -385,7 +386,7 @@ private:
     std::vector<POSITION> m_BPos;
     std::vector<char> m_bTaken;
     // First entry of m_B for each relation, then the next entry holding the same relation.
-    std::unordered_map<CRel*, int> m_FirstOf;
+    FlatPtrMap<int> m_FirstOf;
     std::vector<int> m_NextSame;
     std::size_t m_nHandled = 0;
     CRelList m_Scratch;
@@ -417,7 +418,7 @@ GoodNodePlacer::GoodNodePlacer()
         if (!ins.second)
         {
             // A relation saved twice: chain its entries in chain order.
-            int last = ins.first->second;
+            int last = *ins.first;
             while (m_NextSame[last] != -1)
             {
                 last = m_NextSame[last];
@@ -430,12 +431,12 @@ GoodNodePlacer::GoodNodePlacer()
 
 void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
 {
-    auto it = m_FirstOf.find(rel);
-    if (it == m_FirstOf.end())
+    int* first = m_FirstOf.find(rel);
+    if (first == nullptr)
     {
         return;
     }
-    int idx = it->second;
+    int idx = *first;
     while (idx != -1 && m_bTaken[idx])
     {
         idx = m_NextSame[idx];
@@ -446,7 +447,7 @@ void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
     }
     g_sktSaveRelChain.RemoveAt(m_BPos[idx]);
     m_bTaken[idx] = 1;
-    it->second = idx;
+    *first = idx;
 }
 
 int GoodNodePlacer::ConstructionRun()

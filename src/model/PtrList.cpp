@@ -9,6 +9,43 @@ namespace
 {
 // Every list in the solver allocates its entries this many at a time.
 constexpr int kDefaultBlockSize = 10;
+
+// Blocks of the default size are recycled through one free list: the passes create and drop
+// short scratch lists for every node they visit, and going to the allocator each time cost more
+// than the walks themselves. Not synchronised, like every other piece of the library's state.
+struct BlockPool
+{
+    void* head = nullptr;
+};
+
+BlockPool& Pool()
+{
+    // Never destroyed: lists that outlive static destruction may still hand blocks back.
+    static BlockPool* pool = new BlockPool();
+    return *pool;
+}
+
+void* TakeBlock(size_t bytes, bool pooled)
+{
+    if (pooled && Pool().head != nullptr)
+    {
+        void* block = Pool().head;
+        Pool().head = *static_cast<void**>(block);
+        return block;
+    }
+    return ::operator new(bytes);
+}
+
+void GiveBlock(void* block, bool pooled)
+{
+    if (pooled)
+    {
+        *static_cast<void**>(block) = Pool().head;
+        Pool().head = block;
+        return;
+    }
+    ::operator delete(block);
+}
 } // namespace
 
 CPtrList::CPtrList(int nBlockSize) : m_nBlockSize(nBlockSize > 0 ? nBlockSize : kDefaultBlockSize)
@@ -21,7 +58,7 @@ CPtrList::~CPtrList()
     while (m_pBlocks != nullptr)
     {
         Block* next = m_pBlocks->pNext;
-        ::operator delete(m_pBlocks);
+        GiveBlock(m_pBlocks, m_nBlockSize == kDefaultBlockSize);
         m_pBlocks = next;
     }
 }
@@ -32,7 +69,7 @@ CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
     {
         // One allocation holds the block header followed by m_nBlockSize entries.
         size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
-        Block* block = static_cast<Block*>(::operator new(bytes));
+        Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
         block->pNext = m_pBlocks;
         m_pBlocks = block;
         Entry* entries = reinterpret_cast<Entry*>(block) + 1;
