@@ -266,7 +266,7 @@ bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
         const DocRelation& r = doc.relations[i];
         const std::string where = "relations[" + std::to_string(i) + "]";
         const double number = r.type == DocRelType::LLang ? AngleToRadians(doc, r.value) : r.value;
-        const ValueSpec spec =
+        const ValueSpec valueSpec =
             r.shared.empty() ? ValueSpec::Own(number, r.known) : ValueSpec::Shared(r.shared);
         CRel* rel = nullptr;
         switch (r.type)
@@ -275,17 +275,17 @@ bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
                 rel = sketch.AddFix(r.id, r.nodes[0]);
                 break;
             case DocRelType::PPdis:
-                rel = sketch.AddPPdis(r.id, r.nodes[0], r.nodes[1], spec);
+                rel = sketch.AddPPdis(r.id, r.nodes[0], r.nodes[1], valueSpec);
                 break;
             case DocRelType::PLdis:
-                rel = sketch.AddPLdis(r.id, r.nodes[0], r.nodes[1], spec);
+                rel = sketch.AddPLdis(r.id, r.nodes[0], r.nodes[1], valueSpec);
                 break;
             case DocRelType::LLdis:
-                rel = sketch.AddLLdis(r.id, r.nodes[0], r.nodes[1], spec);
+                rel = sketch.AddLLdis(r.id, r.nodes[0], r.nodes[1], valueSpec);
                 break;
             case DocRelType::LLang:
-                rel =
-                    sketch.AddLLang(r.id, r.nodes[0], r.nodes[1], spec, r.reverse[0], r.reverse[1]);
+                rel = sketch.AddLLang(r.id, r.nodes[0], r.nodes[1], valueSpec, r.reverse[0],
+                                      r.reverse[1]);
                 break;
             case DocRelType::Rad:
                 rel = sketch.AddRad(r.id, r.nodes[0], r.nodes[1]);
