@@ -1,0 +1,274 @@
+// Splitting the core of the sketch into rigid clusters after a dimension change. Clusters that
+// hold a changed dimension are driven: the nodes they determine are recomputed, the others are
+// only checked and keep their geometry.
+#include "drive/Drive.h"
+
+#include "drive/DriveInternal.h"
+#include "judge/Judge.h"
+#include "judge/JudgeInternal.h"
+#include "model/CNode.h"
+#include "model/CRel.h"
+#include "model/Chains.h"
+#include "model/Platform.h"
+
+#include <new>
+
+namespace
+{
+CCluster* NewCluster()
+{
+    CCluster* cluster = new (std::nothrow) CCluster;
+    if (cluster == nullptr)
+    {
+        // The handler must not return into the build; if it does, the build gives up.
+        sktAllocFailed();
+    }
+    return cluster;
+}
+
+int HasActiveDrivenRel(CNode* node, const DriveRelSet& drive)
+{
+    POSITION pos = node->m_RelList.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = node->m_RelList.GetNext(pos);
+        if (rel->IsActive() && drive.Holds(rel))
+        {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int BuildFixedCluster(CCluster* cluster, const DriveRelSet& drive)
+{
+    cluster->m_nFreeNum = 3;
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+        if (!node->IsRefObject() && !node->IsFixed())
+        {
+            continue;
+        }
+        if (node->m_nFreeNum < 2)
+        {
+            return 0;
+        }
+        node->m_nFreeNum = 0;
+        cluster->AddNode(node);
+        if (sktDriveGrowFromNode(node, cluster, drive) == 0)
+        {
+            return 0;
+        }
+    }
+    sktGetClusterRelChain(cluster);
+    sktRemoveKnownNodeFromChain();
+    sktRemoveActiveAndUsedRelFromChain();
+    return 1;
+}
+
+// Pools the relations of every cluster and hands each to the clusters that hold its nodes.
+void DistributeRelations()
+{
+    CRelList pool;
+    POSITION cpos = g_sktClusterChain.GetHeadPosition();
+    while (cpos != nullptr)
+    {
+        CCluster* cluster = g_sktClusterChain.GetNext(cpos);
+        POSITION rpos = cluster->m_RelList.GetHeadPosition();
+        while (rpos != nullptr)
+        {
+            pool.AddTail(cluster->m_RelList.GetNext(rpos));
+        }
+    }
+    sktDistributeRelations(pool, g_sktClusterChain);
+}
+} // namespace
+
+int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& drive)
+{
+    const bool drivenAtStart = cluster->m_wDriven == 1;
+    bool driven = drivenAtStart;
+    if (node->ActiveRel() == 0)
+    {
+        return 0;
+    }
+    if (!driven && HasActiveDrivenRel(node, drive))
+    {
+        driven = true;
+    }
+    CNodeList determined;
+    do
+    {
+        while (!g_sktDefinedNodeChain.IsEmpty())
+        {
+            CNode* next = g_sktDefinedNodeChain.RemoveHead();
+            // Only nodes determined once the cluster is driven are recomputed; the others keep
+            // their geometry and are only checked.
+            const int ok = driven ? next->Regenerate() : next->IsLegal();
+            if (ok == 0)
+            {
+                return 0;
+            }
+            determined.AddTail(next);
+        }
+        while (!determined.IsEmpty())
+        {
+            CNode* next = determined.RemoveHead();
+            if (next->ActiveRel() == 0)
+            {
+                return 0;
+            }
+            if (!driven && HasActiveDrivenRel(next, drive))
+            {
+                driven = true;
+            }
+            cluster->AddNode(next);
+        }
+    } while (!g_sktDefinedNodeChain.IsEmpty());
+    if (driven && !drivenAtStart)
+    {
+        cluster->m_wDriven = 1;
+    }
+    return 1;
+}
+
+int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
+{
+    const int found = sktFindBaseNodesForCluster(cluster);
+    if (found != 1)
+    {
+        return found;
+    }
+    // The relations still used here are those with known values between the two base nodes.
+    CRelList between;
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktRelChain.GetNext(pos);
+        if (!rel->IsUsed())
+        {
+            continue;
+        }
+        rel->SetActive();
+        between.AddTail(rel);
+        if (cluster->m_wDriven == 0 && drive.Holds(rel))
+        {
+            cluster->m_wDriven = 1;
+        }
+    }
+    if (cluster->m_wDriven == 1)
+    {
+        // Place the second base node from the first by the changed relations.
+        CNode* second = cluster->m_NodeList.GetTail();
+        if (second->Regenerate() == 0)
+        {
+            between.RemoveAll();
+            return -1;
+        }
+    }
+    else
+    {
+        pos = between.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            between.GetNext(pos)->SetUsed();
+        }
+    }
+    between.RemoveAll();
+    return 1;
+}
+
+int sktBuildFromOneNode(CNode* node, CCluster* cluster)
+{
+    DriveRelSet drive;
+    return sktDriveGrowFromNode(node, cluster, drive);
+}
+
+int sktBuildFixedCluster(CCluster* cluster)
+{
+    DriveRelSet drive;
+    return BuildFixedCluster(cluster, drive);
+}
+
+int sktFindTwoNodesForBuildCluster(CCluster* cluster)
+{
+    DriveRelSet drive;
+    return sktDriveSeedCluster(cluster, drive);
+}
+
+int sktBuildClusterChain()
+{
+    DriveRelSet drive;
+    CCluster* fixed = NewCluster();
+    if (fixed == nullptr)
+    {
+        return 0;
+    }
+    if (BuildFixedCluster(fixed, drive) == 0)
+    {
+        delete fixed;
+        return 0;
+    }
+    g_sktClusterChain.AddTail(fixed);
+
+    while (!g_sktUndefinedNodeChain.IsEmpty())
+    {
+        sktInitUndefinedNodeChain();
+        CCluster* cluster = NewCluster();
+        if (cluster == nullptr)
+        {
+            return 0;
+        }
+        const int seeded = sktDriveSeedCluster(cluster, drive);
+        if (seeded == 0)
+        {
+            delete cluster;
+            break;
+        }
+        if (seeded == -1)
+        {
+            delete cluster;
+            return 0;
+        }
+        CNode* first = cluster->m_NodeList.GetHead();
+        POSITION second = cluster->m_NodeList.GetHeadPosition();
+        cluster->m_NodeList.GetNext(second);
+        CNode* secondNode = cluster->m_NodeList.GetAt(second);
+        if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
+            sktDriveGrowFromNode(secondNode, cluster, drive) == 0)
+        {
+            delete cluster;
+            return 0;
+        }
+        sktGetClusterRelChain(cluster);
+        sktRemoveKnownNodeFromChain();
+        sktRemoveActiveAndUsedRelFromChain();
+        g_sktClusterChain.AddTail(cluster);
+    }
+
+    // Nodes that no relation with a known value joins stand alone: each can only move.
+    while (!g_sktUndefinedNodeChain.IsEmpty())
+    {
+        CNode* node = g_sktUndefinedNodeChain.RemoveHead();
+        CCluster* cluster = NewCluster();
+        if (cluster == nullptr)
+        {
+            return 0;
+        }
+        cluster->m_nFreeNum = 2;
+        node->m_nFreeNum = 0;
+        node->ActiveRel();
+        cluster->AddNode(node);
+        sktGetClusterRelChain(cluster);
+        sktRemoveActiveAndUsedRelFromChain();
+        g_sktClusterChain.AddTail(cluster);
+    }
+    // A loose node's activations can determine a neighbour through shared values; nothing is
+    // grown from it here, and the pass leaves no node waiting.
+    g_sktDefinedNodeChain.RemoveAll();
+
+    DistributeRelations();
+    return 1;
+}

@@ -1,0 +1,630 @@
+// Opening the drive pass, stripping the nodes that neighbours place one at a time, placing them
+// again after the core is solved, and the plain numeric alternative to clusters.
+#include "drive/Drive.h"
+
+#include "drive/DriveInternal.h"
+#include "model/CNode.h"
+#include "model/CRel.h"
+#include "model/CVal.h"
+#include "model/Chains.h"
+#include "construct/ConstructInternal.h"
+#include "numeric/NumericInternal.h"
+
+#include <algorithm>
+#include <functional>
+#include <queue>
+#include <unordered_map>
+#include <vector>
+
+DriveRelSet::DriveRelSet()
+{
+    const int count = g_sktDriveRelChain.GetCount();
+    m_bLarge = static_cast<std::size_t>(count) > kScanLimit;
+    POSITION pos = g_sktDriveRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktDriveRelChain.GetNext(pos);
+        if (m_bLarge)
+        {
+            m_Large.insert(rel);
+        }
+        else
+        {
+            m_Small.push_back(rel);
+        }
+    }
+}
+
+int DriveRelSet::Holds(CRel* rel) const
+{
+    if (m_bLarge)
+    {
+        return m_Large.count(rel) != 0 ? 1 : 0;
+    }
+    return std::find(m_Small.begin(), m_Small.end(), rel) != m_Small.end() ? 1 : 0;
+}
+
+namespace
+{
+void DeleteClusters(CClusterList& chain)
+{
+    POSITION pos = chain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CCluster* cluster = chain.GetNext(pos);
+        delete cluster;
+    }
+    chain.RemoveAll();
+}
+
+// The stripping sweeps walk the undefined chain from tail to head until one strips nothing.
+// Whether a node is good depends only on its unused relations (their values and neighbours)
+// and, for three relations sharing a value, on how many chained relations refer to that value.
+// A node that was not good stays not good until one of these changes, so each sweep re-tests
+// only such nodes, in the sweep's walk order: the result is that of full sweeps, without
+// walking the whole chain again for every node stripped.
+class GoodNodeStripper
+{
+public:
+    void Run();
+
+private:
+    void Load();
+    // Tests the node and strips it when good; returns 1 when stripped.
+    int TestAndStrip(int index);
+    void Touch(CNode* node, int walkIndex);
+    void RemoveUsedRelations(bool fullWalk);
+    void ReleaseValue(CVal* val);
+    void CountValue(CVal* val, int delta);
+
+    std::vector<CNode*> m_Nodes; // the undefined chain, head first
+    std::vector<POSITION> m_NodePos;
+    std::vector<char> m_bStripped;
+    std::unordered_map<CNode*, int> m_Index;
+
+    // Re-test queues: the running sweep visits indices from high to low (tail to head); a node
+    // touched behind the walk waits for the next sweep.
+    std::priority_queue<int> m_Current;
+    std::vector<char> m_bInCurrent;
+    std::vector<int> m_Next;
+    std::vector<char> m_bInNext;
+
+    // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each unknown value (known
+    // flags stand still while stripping, and only unknown values are ever asked about).
+    std::unordered_map<CVal*, int> m_ValueRefs;
+    // Nodes whose three shared relations were refused only for the count of that value.
+    std::unordered_map<CVal*, std::vector<int>> m_WaitOnValue;
+    std::unordered_map<CRel*, POSITION> m_RelPos;
+    std::vector<CRel*> m_SweepStripped;
+    std::vector<CRel*> m_Scratch;
+};
+
+void GoodNodeStripper::Load()
+{
+    m_Index.reserve(static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount()));
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        POSITION at = pos;
+        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+        if (m_Index.emplace(node, static_cast<int>(m_Nodes.size())).second)
+        {
+            m_Nodes.push_back(node);
+            m_NodePos.push_back(at);
+        }
+    }
+    const std::size_t n = m_Nodes.size();
+    m_bStripped.assign(n, 0);
+    m_bInCurrent.assign(n, 0);
+    m_bInNext.assign(n, 0);
+
+    m_RelPos.reserve(static_cast<std::size_t>(g_sktRelChain.GetCount()));
+    for (CRelList* chain : {&g_sktRelChain, &g_sktSaveRelChain})
+    {
+        pos = chain->GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CountValue(chain->GetNext(pos)->m_pVal, 1);
+        }
+    }
+}
+
+void GoodNodeStripper::CountValue(CVal* val, int delta)
+{
+    if (val != nullptr && val->m_bKnown == 0)
+    {
+        m_ValueRefs[val] += delta;
+    }
+}
+
+void GoodNodeStripper::Touch(CNode* node, int walkIndex)
+{
+    auto it = m_Index.find(node);
+    if (it == m_Index.end())
+    {
+        return;
+    }
+    const int j = it->second;
+    if (m_bStripped[j])
+    {
+        return;
+    }
+    if (j < walkIndex)
+    {
+        if (!m_bInCurrent[j])
+        {
+            m_bInCurrent[j] = 1;
+            m_Current.push(j);
+        }
+    }
+    else if (!m_bInNext[j])
+    {
+        m_bInNext[j] = 1;
+        m_Next.push_back(j);
+    }
+}
+
+int GoodNodeStripper::TestAndStrip(int index)
+{
+    CNode* node = m_Nodes[index];
+    if (node->IsRefObject() || node->IsFixed())
+    {
+        return 0;
+    }
+    m_Scratch.clear();
+    POSITION pos = node->m_RelList.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = node->m_RelList.GetNext(pos);
+        if (rel->IsUnused())
+        {
+            m_Scratch.push_back(rel);
+        }
+    }
+    const std::size_t k = m_Scratch.size();
+    bool good = false;
+    if (k <= 1)
+    {
+        good = true;
+    }
+    else if (k == 2)
+    {
+        CRel* first = m_Scratch.front();
+        CRel* last = m_Scratch.back();
+        first->SetActive();
+        last->SetActive();
+        if (first->m_pVal != nullptr)
+        {
+            first->m_pVal->SetKnown();
+        }
+        if (last->m_pVal != nullptr)
+        {
+            last->m_pVal->SetKnown();
+        }
+        good = node->IsLegal() != 0;
+        if (first->m_pVal != nullptr)
+        {
+            first->m_pVal->RestoreKnownFlag();
+        }
+        if (last->m_pVal != nullptr)
+        {
+            last->m_pVal->RestoreKnownFlag();
+        }
+        first->SetUnused();
+        last->SetUnused();
+    }
+    else if (k == 3)
+    {
+        // Three relations sharing one unknown value: the point is placed at equal distances,
+        // provided no further relation ties that value to the rest of the sketch.
+        CVal* val = m_Scratch[0]->m_pVal;
+        if (val != nullptr && val->m_bKnown == 0 && m_Scratch[1]->m_pVal == val &&
+            m_Scratch[2]->m_pVal == val)
+        {
+            if (m_ValueRefs[val] <= 3)
+            {
+                good = true;
+            }
+            else
+            {
+                m_WaitOnValue[val].push_back(index);
+            }
+        }
+    }
+    if (!good)
+    {
+        return 0;
+    }
+
+    for (CRel* rel : m_Scratch)
+    {
+        rel->SetUsed();
+        g_sktSaveRelChain.AddHead(rel);
+        CountValue(rel->m_pVal, 1);
+        m_SweepStripped.push_back(rel);
+    }
+    g_sktUndefinedNodeChain.RemoveAt(m_NodePos[index]);
+    m_bStripped[index] = 1;
+    // Lines held by two relations or fewer are placed after every other good node.
+    if (node->GetType() == SKT_NODE_LINE && node->m_RelList.GetCount() <= 2)
+    {
+        g_sktGoodNodeChain.AddTail(node);
+    }
+    else
+    {
+        g_sktGoodNodeChain.AddHead(node);
+    }
+    for (CRel* rel : m_Scratch)
+    {
+        Touch(rel->GetAnotherNode(node), index);
+    }
+    return 1;
+}
+
+void GoodNodeStripper::ReleaseValue(CVal* val)
+{
+    if (val == nullptr || val->m_bKnown != 0)
+    {
+        return;
+    }
+    CountValue(val, -1);
+    auto it = m_WaitOnValue.find(val);
+    if (it == m_WaitOnValue.end())
+    {
+        return;
+    }
+    for (int j : it->second)
+    {
+        if (!m_bStripped[j] && !m_bInNext[j])
+        {
+            m_bInNext[j] = 1;
+            m_Next.push_back(j);
+        }
+    }
+    m_WaitOnValue.erase(it);
+}
+
+void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
+{
+    if (fullWalk)
+    {
+        // The first sweep also drops relations that were used before the call, and records
+        // where the others stand so later sweeps remove theirs without a walk.
+        POSITION pos = g_sktRelChain.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            POSITION at = pos;
+            CRel* rel = g_sktRelChain.GetNext(pos);
+            if (rel->IsUsed())
+            {
+                g_sktRelChain.RemoveAt(at);
+                ReleaseValue(rel->m_pVal);
+            }
+            else
+            {
+                m_RelPos.emplace(rel, at);
+            }
+        }
+    }
+    else
+    {
+        for (CRel* rel : m_SweepStripped)
+        {
+            auto it = m_RelPos.find(rel);
+            if (it != m_RelPos.end())
+            {
+                g_sktRelChain.RemoveAt(it->second);
+                m_RelPos.erase(it);
+                ReleaseValue(rel->m_pVal);
+            }
+        }
+    }
+    m_SweepStripped.clear();
+}
+
+void GoodNodeStripper::Run()
+{
+    Load();
+    for (int i = static_cast<int>(m_Nodes.size()) - 1; i >= 0; --i)
+    {
+        m_bInCurrent[i] = 1;
+        m_Current.push(i);
+    }
+    bool firstSweep = true;
+    for (;;)
+    {
+        bool changed = false;
+        while (!m_Current.empty())
+        {
+            const int i = m_Current.top();
+            m_Current.pop();
+            m_bInCurrent[i] = 0;
+            if (m_bStripped[i])
+            {
+                continue;
+            }
+            if (TestAndStrip(i))
+            {
+                changed = true;
+            }
+        }
+        RemoveUsedRelations(firstSweep);
+        firstSweep = false;
+        if (!changed)
+        {
+            break;
+        }
+        for (int j : m_Next)
+        {
+            m_bInNext[j] = 0;
+            if (!m_bStripped[j] && !m_bInCurrent[j])
+            {
+                m_bInCurrent[j] = 1;
+                m_Current.push(j);
+            }
+        }
+        m_Next.clear();
+    }
+}
+
+// The construction run and its numeric fallback share the good nodes and consumed relations
+// as they stood when placing began.
+class GoodNodePlacer
+{
+public:
+    GoodNodePlacer();
+    int Place();
+
+private:
+    int ConstructionRun();
+    int SolveHandledSoFar();
+    void TakeFromSaveChain(CRel* rel);
+
+    std::vector<CNode*> m_A;
+    std::vector<CRel*> m_B;
+    std::vector<POSITION> m_BPos;
+    std::vector<char> m_bTaken;
+    // First entry of m_B for each relation, then the next entry holding the same relation.
+    std::unordered_map<CRel*, int> m_FirstOf;
+    std::vector<int> m_NextSame;
+    std::size_t m_nHandled = 0;
+    CRelList m_Scratch;
+};
+
+GoodNodePlacer::GoodNodePlacer()
+{
+    m_A.reserve(static_cast<std::size_t>(g_sktGoodNodeChain.GetCount()));
+    POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        m_A.push_back(g_sktGoodNodeChain.GetNext(pos));
+    }
+    const std::size_t count = static_cast<std::size_t>(g_sktSaveRelChain.GetCount());
+    m_B.reserve(count);
+    m_BPos.reserve(count);
+    m_NextSame.reserve(count);
+    m_FirstOf.reserve(count);
+    pos = g_sktSaveRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        POSITION at = pos;
+        CRel* rel = g_sktSaveRelChain.GetNext(pos);
+        const int idx = static_cast<int>(m_B.size());
+        m_B.push_back(rel);
+        m_BPos.push_back(at);
+        m_NextSame.push_back(-1);
+        auto ins = m_FirstOf.emplace(rel, idx);
+        if (!ins.second)
+        {
+            // A relation saved twice: chain its entries in chain order.
+            int last = ins.first->second;
+            while (m_NextSame[last] != -1)
+            {
+                last = m_NextSame[last];
+            }
+            m_NextSame[last] = idx;
+        }
+    }
+    m_bTaken.assign(m_B.size(), 0);
+}
+
+void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
+{
+    auto it = m_FirstOf.find(rel);
+    if (it == m_FirstOf.end())
+    {
+        return;
+    }
+    int idx = it->second;
+    while (idx != -1 && m_bTaken[idx])
+    {
+        idx = m_NextSame[idx];
+    }
+    if (idx == -1)
+    {
+        return;
+    }
+    g_sktSaveRelChain.RemoveAt(m_BPos[idx]);
+    m_bTaken[idx] = 1;
+    it->second = idx;
+}
+
+int GoodNodePlacer::ConstructionRun()
+{
+    POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        g_sktGoodNodeChain.GetNext(pos)->m_nFreeNum = 2;
+    }
+    while (!g_sktGoodNodeChain.IsEmpty())
+    {
+        CNode* node = g_sktGoodNodeChain.GetHead();
+        POSITION rpos = node->m_RelList.GetHeadPosition();
+        while (rpos != nullptr)
+        {
+            CRel* rel = node->m_RelList.GetNext(rpos);
+            const bool known1 = rel->m_pNode1 != nullptr && rel->m_pNode1->IsKnown();
+            const bool known2 = rel->m_pNode2 != nullptr && rel->m_pNode2->IsKnown();
+            if (rel->GetType() == SKT_REL_RAD || known1 || known2)
+            {
+                rel->SetActive();
+                m_Scratch.AddTail(rel);
+                TakeFromSaveChain(rel);
+            }
+        }
+        const int placed = sktRegenerateNode(node, m_Scratch);
+        node->m_nFreeNum = 0;
+        while (!m_Scratch.IsEmpty())
+        {
+            CRel* rel = m_Scratch.RemoveHead();
+            if (rel->m_pVal != nullptr)
+            {
+                rel->m_pVal->SetKnown();
+            }
+        }
+        // The node at the head is its own first occurrence.
+        g_sktGoodNodeChain.RemoveHead();
+        g_sktKnownNodeChain.AddTail(node);
+        ++m_nHandled;
+        if (placed == 0)
+        {
+            return 0;
+        }
+    }
+    return 1;
+}
+
+int GoodNodePlacer::SolveHandledSoFar()
+{
+    // The run always takes the head, so the nodes handled so far are A's first ones.
+    CNodeList nodes;
+    for (std::size_t i = 0; i < m_nHandled && i < m_A.size(); ++i)
+    {
+        nodes.AddTail(m_A[i]);
+        m_A[i]->m_nFreeNum = 2;
+    }
+    CRelList rels;
+    for (std::size_t i = 0; i < m_B.size(); ++i)
+    {
+        if (m_bTaken[i])
+        {
+            rels.AddTail(m_B[i]);
+            if (m_B[i]->m_pVal != nullptr)
+            {
+                m_B[i]->m_pVal->RestoreKnownFlag();
+            }
+        }
+    }
+    CEquationGrp* group = new CEquationGrp(&nodes, &rels);
+    if (group->Solve() == 0)
+    {
+        delete group;
+        return 0;
+    }
+    group->WriteBack(&nodes, &rels);
+    POSITION pos = nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        nodes.GetNext(pos)->m_nFreeNum = 0;
+    }
+    pos = rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = rels.GetNext(pos);
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetKnown();
+        }
+    }
+    delete group;
+    return 1;
+}
+
+int GoodNodePlacer::Place()
+{
+    // Every run removes at least one node from the good-node chain, so this ends.
+    while (ConstructionRun() == 0)
+    {
+        if (SolveHandledSoFar() == 0)
+        {
+            return 0;
+        }
+    }
+    return 1;
+}
+} // namespace
+
+void sktInitDrive(CNodeList& nodes, CRelList& rels)
+{
+    g_sktGoodNodeChain.RemoveAll();
+    g_sktKnownNodeChain.RemoveAll();
+    g_sktUndefinedNodeChain.RemoveAll();
+    g_sktDefinedNodeChain.RemoveAll();
+    g_sktRelChain.RemoveAll();
+    g_sktSaveRelChain.RemoveAll();
+    DeleteClusters(g_sktClusterChain);
+    DeleteClusters(g_sktGoodClusterChain);
+    sktDriveRetiredClusters().DeleteAll();
+
+    POSITION pos = nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = nodes.GetNext(pos);
+        const int type = node->GetType();
+        if (type == SKT_NODE_POINT)
+        {
+            static_cast<CVert*>(node)->m_Pos.z = 0.0;
+        }
+        else if (type == SKT_NODE_LINE)
+        {
+            CMathline* line = static_cast<CMathline*>(node);
+            XYZ through = line->m_Line.GetThroughPoint();
+            VECTOR dir = line->m_Line.GetDirection();
+            through.z = 0.0;
+            dir.z = 0.0;
+            line->m_Line.Set(through, dir);
+        }
+        node->m_nFreeNum = 2;
+        g_sktUndefinedNodeChain.AddTail(node);
+    }
+
+    pos = rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = rels.GetNext(pos);
+        rel->SetUnused();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->RestoreKnownFlag();
+        }
+        if (rel->GetType() != SKT_REL_FIX)
+        {
+            g_sktRelChain.AddTail(rel);
+        }
+    }
+}
+
+void sktRemoveGoodNodeFromChain()
+{
+    GoodNodeStripper stripper;
+    stripper.Run();
+}
+
+int sktSolveGoodNodeChain()
+{
+    GoodNodePlacer placer;
+    return placer.Place();
+}
+
+int sktSolveNodeChain()
+{
+    CEquationGrp* group = new CEquationGrp(&g_sktUndefinedNodeChain, &g_sktRelChain);
+    if (group->Solve() == 0)
+    {
+        delete group;
+        return 0;
+    }
+    group->WriteBack(&g_sktUndefinedNodeChain, &g_sktRelChain);
+    delete group;
+    return 1;
+}

@@ -1,0 +1,447 @@
+// The stripping of good nodes and good clusters keeps the order of a plain sweep walk: random
+// sketches are stripped both ways and every chain, state and count must agree.
+#include "QsolverInternal.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace
+{
+// A sketch of random points and lines with random relations, some sharing unknown values.
+class RandomSketch
+{
+public:
+    explicit RandomSketch(unsigned seed)
+    {
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<double> coord(-10.0, 10.0);
+        const int nodeCount = 6 + static_cast<int>(rng() % 20);
+        for (int i = 0; i < nodeCount; ++i)
+        {
+            if (rng() % 4 == 0)
+            {
+                CVert* a = new CVert(coord(rng), coord(rng), 0.0);
+                VECTOR dir(coord(rng), coord(rng), 0.0);
+                if (dir.Length() < 1e-3)
+                {
+                    dir = VECTOR(1, 0, 0);
+                }
+                nodes.push_back(std::make_unique<CMathline>(a, dir));
+                delete a;
+            }
+            else
+            {
+                nodes.push_back(std::make_unique<CVert>(coord(rng), coord(rng), 0.0));
+            }
+        }
+        std::vector<CVal*> shared;
+        const int relCount = nodeCount + static_cast<int>(rng() % (2 * nodeCount));
+        for (int i = 0; i < relCount; ++i)
+        {
+            CNode* a = nodes[rng() % nodes.size()].get();
+            CNode* b = nodes[rng() % nodes.size()].get();
+            if (a == b)
+            {
+                continue;
+            }
+            const bool share = rng() % 5 == 0;
+            AddRelation(a, b, 1.0 + (rng() % 7), share, shared, rng);
+        }
+        // Points held at equal distances: three relations sharing one unknown value, and
+        // sometimes a fourth one elsewhere.
+        for (int i = 0; i < nodeCount / 3; ++i)
+        {
+            CNode* p = nodes[rng() % nodes.size()].get();
+            std::vector<CVal*> one;
+            const int uses = 3 + static_cast<int>(rng() % 2);
+            for (int k = 0; k < uses; ++k)
+            {
+                CNode* o = nodes[rng() % nodes.size()].get();
+                CNode* from = k < 3 ? p : nodes[rng() % nodes.size()].get();
+                if (o != from)
+                {
+                    AddRelation(from, o, 2.0, true, one, rng, true);
+                }
+            }
+        }
+        for (int i = 0; i < nodeCount / 6; ++i)
+        {
+            CNode* n = nodes[rng() % nodes.size()].get();
+            rels.push_back(std::make_unique<CFix>(n));
+            n->AddRel(rels.back().get());
+        }
+        for (auto& n : nodes)
+        {
+            nodeList.AddTail(n.get());
+            n->BackupNode();
+        }
+        for (auto& r : rels)
+        {
+            relList.AddTail(r.get());
+            if (r->m_pVal != nullptr)
+            {
+                r->m_pVal->BackupKnownFlag();
+            }
+        }
+    }
+
+    ~RandomSketch()
+    {
+        for (auto& r : rels)
+        {
+            r->CutRelWithNode();
+        }
+        rels.clear();
+    }
+
+    std::vector<std::unique_ptr<CNode>> nodes;
+    std::vector<std::unique_ptr<CRel>> rels;
+    CNodeList nodeList;
+    CRelList relList;
+
+private:
+    void AddRelation(CNode* a, CNode* b, double value, bool share, std::vector<CVal*>& shared,
+                     std::mt19937& rng, bool always = false)
+    {
+        const bool pa = a->GetType() == SKT_NODE_POINT;
+        const bool pb = b->GetType() == SKT_NODE_POINT;
+        CVal* val = nullptr;
+        if (share && !shared.empty() && (always || rng() % 2 == 0))
+        {
+            val = shared[rng() % shared.size()];
+        }
+        CRel* rel = nullptr;
+        if (pa && pb)
+        {
+            rel = val ? new CPPdis(static_cast<CVert*>(a), static_cast<CVert*>(b), val)
+                      : new CPPdis(static_cast<CVert*>(a), static_cast<CVert*>(b), value,
+                                   share ? 0 : 1);
+        }
+        else if (pa || pb)
+        {
+            CVert* p = static_cast<CVert*>(pa ? a : b);
+            CMathline* l = static_cast<CMathline*>(pa ? b : a);
+            rel = val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, share ? 0 : 1);
+        }
+        else if (rng() % 2 == 0)
+        {
+            rel = new CLLang(static_cast<CMathline*>(a), static_cast<CMathline*>(b), 0.5, 1);
+        }
+        else
+        {
+            CMathline* la = static_cast<CMathline*>(a);
+            CMathline* lb = static_cast<CMathline*>(b);
+            rel = val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, share ? 0 : 1);
+        }
+        if (share && val == nullptr)
+        {
+            shared.push_back(rel->m_pVal);
+        }
+        rels.push_back(std::unique_ptr<CRel>(rel));
+        a->AddRel(rel);
+        b->AddRel(rel);
+    }
+};
+
+int CountRefs(CVal* val)
+{
+    int count = 0;
+    for (CPtrList* chain :
+         {static_cast<CPtrList*>(&g_sktRelChain), static_cast<CPtrList*>(&g_sktSaveRelChain)})
+    {
+        POSITION pos = chain->GetHeadPosition();
+        while (pos != nullptr)
+        {
+            if (static_cast<CRel*>(chain->GetNext(pos))->m_pVal == val)
+            {
+                ++count;
+            }
+        }
+    }
+    return count;
+}
+
+// The sweeps written as plainly as they read: tail to head, again until nothing is stripped.
+void PlainStrip()
+{
+    bool changed = true;
+    while (changed)
+    {
+        changed = false;
+        POSITION pos = g_sktUndefinedNodeChain.GetTailPosition();
+        while (pos != nullptr)
+        {
+            POSITION at = pos;
+            CNode* node = g_sktUndefinedNodeChain.GetPrev(pos);
+            if (node->IsRefObject() || node->IsFixed())
+            {
+                continue;
+            }
+            std::vector<CRel*> scratch;
+            POSITION r = node->m_RelList.GetHeadPosition();
+            while (r != nullptr)
+            {
+                CRel* rel = node->m_RelList.GetNext(r);
+                if (rel->IsUnused())
+                {
+                    scratch.push_back(rel);
+                }
+            }
+            bool good = scratch.size() <= 1;
+            if (scratch.size() == 2)
+            {
+                CRel* a = scratch.front();
+                CRel* b = scratch.back();
+                a->SetActive();
+                b->SetActive();
+                a->m_pVal->SetKnown();
+                b->m_pVal->SetKnown();
+                good = node->IsLegal() != 0;
+                a->m_pVal->RestoreKnownFlag();
+                b->m_pVal->RestoreKnownFlag();
+                a->SetUnused();
+                b->SetUnused();
+            }
+            else if (scratch.size() == 3)
+            {
+                CVal* v = scratch[0]->m_pVal;
+                good = v->m_bKnown == 0 && scratch[1]->m_pVal == v && scratch[2]->m_pVal == v &&
+                       CountRefs(v) <= 3;
+            }
+            if (!good)
+            {
+                continue;
+            }
+            changed = true;
+            for (CRel* rel : scratch)
+            {
+                rel->SetUsed();
+                g_sktSaveRelChain.AddHead(rel);
+            }
+            g_sktUndefinedNodeChain.RemoveAt(at);
+            if (node->GetType() == SKT_NODE_LINE && node->m_RelList.GetCount() <= 2)
+            {
+                g_sktGoodNodeChain.AddTail(node);
+            }
+            else
+            {
+                g_sktGoodNodeChain.AddHead(node);
+            }
+        }
+        pos = g_sktRelChain.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            POSITION at = pos;
+            if (g_sktRelChain.GetNext(pos)->IsUsed())
+            {
+                g_sktRelChain.RemoveAt(at);
+            }
+        }
+    }
+}
+
+template <class List> std::vector<void*> Items(List& list)
+{
+    std::vector<void*> out;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        out.push_back(list.GetNext(pos));
+    }
+    return out;
+}
+
+struct StripOutcome
+{
+    std::vector<void*> good, save, rel, undefined;
+    std::vector<int> freeNums, states;
+};
+
+StripOutcome Outcome(RandomSketch& s)
+{
+    StripOutcome o;
+    o.good = Items(g_sktGoodNodeChain);
+    o.save = Items(g_sktSaveRelChain);
+    o.rel = Items(g_sktRelChain);
+    o.undefined = Items(g_sktUndefinedNodeChain);
+    for (auto& n : s.nodes)
+    {
+        o.freeNums.push_back(n->m_nFreeNum);
+    }
+    for (auto& r : s.rels)
+    {
+        o.states.push_back(r->m_byState);
+    }
+    return o;
+}
+} // namespace
+
+TEST(GoodNodeStripping, MatchesPlainSweepsOnRandomSketches)
+{
+    for (unsigned seed = 1; seed <= 1000; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        RandomSketch s(seed);
+
+        sktInitDrive(s.nodeList, s.relList);
+        PlainStrip();
+        const StripOutcome plain = Outcome(s);
+        sktInitDrive(s.nodeList, s.relList);
+        sktRemoveGoodNodeFromChain();
+        const StripOutcome fast = Outcome(s);
+
+        EXPECT_EQ(fast.good, plain.good);
+        EXPECT_EQ(fast.save, plain.save);
+        EXPECT_EQ(fast.rel, plain.rel);
+        EXPECT_EQ(fast.undefined, plain.undefined);
+        EXPECT_EQ(fast.freeNums, plain.freeNums);
+        EXPECT_EQ(fast.states, plain.states);
+    }
+    CNodeList none;
+    CRelList noRels;
+    sktInitDrive(none, noRels);
+}
+
+namespace
+{
+// Good clusters as the plain walk strips them: restart at the head after each one.
+void PlainStripClusters()
+{
+    bool found = true;
+    while (found)
+    {
+        found = false;
+        POSITION pos = g_sktClusterChain.GetHeadPosition();
+        g_sktClusterChain.GetNext(pos);
+        while (pos != nullptr)
+        {
+            POSITION at = pos;
+            CCluster* c = g_sktClusterChain.GetNext(pos);
+            if (c->GetRelNum() > c->GetFreeNum())
+            {
+                continue;
+            }
+            g_sktClusterChain.RemoveAt(at);
+            g_sktGoodClusterChain.AddHead(c);
+            POSITION r = c->m_RelList.GetHeadPosition();
+            while (r != nullptr)
+            {
+                CRel* rel = c->m_RelList.GetNext(r);
+                POSITION k = g_sktClusterChain.GetHeadPosition();
+                while (k != nullptr)
+                {
+                    CCluster* holder = g_sktClusterChain.GetNext(k);
+                    POSITION in = holder->m_RelList.Find(rel);
+                    if (in != nullptr)
+                    {
+                        holder->m_RelList.RemoveAt(in);
+                        break;
+                    }
+                }
+            }
+            found = true;
+            break;
+        }
+    }
+}
+
+// Random clusters joined by random relations between them (no nodes are needed to count).
+struct RandomClusters
+{
+    explicit RandomClusters(unsigned seed)
+    {
+        std::mt19937 rng(seed);
+        const int count = 2 + static_cast<int>(rng() % 12);
+        for (int i = 0; i < count; ++i)
+        {
+            clusters.push_back(std::make_unique<CCluster>());
+            clusters.back()->m_nFreeNum = static_cast<signed char>(rng() % 3 == 0 ? 2 : 3);
+        }
+        const int relCount = static_cast<int>(rng() % (3 * count));
+        for (int i = 0; i < relCount; ++i)
+        {
+            rels.push_back(std::make_unique<CRel>());
+            const std::size_t a = rng() % clusters.size();
+            const std::size_t b = rng() % clusters.size();
+            clusters[a]->AddRel(rels.back().get());
+            if (b != a)
+            {
+                clusters[b]->AddRel(rels.back().get());
+            }
+        }
+    }
+    void Load()
+    {
+        g_sktClusterChain.RemoveAll();
+        g_sktGoodClusterChain.RemoveAll();
+        for (auto& c : clusters)
+        {
+            c->RemoveAllRel();
+        }
+        for (std::size_t i = 0; i < placement.size(); ++i)
+        {
+            clusters[placement[i].first]->AddRel(rels[placement[i].second].get());
+        }
+        for (auto& c : clusters)
+        {
+            g_sktClusterChain.AddTail(c.get());
+        }
+    }
+    void Remember()
+    {
+        for (std::size_t c = 0; c < clusters.size(); ++c)
+        {
+            POSITION pos = clusters[c]->m_RelList.GetHeadPosition();
+            while (pos != nullptr)
+            {
+                CRel* rel = clusters[c]->m_RelList.GetNext(pos);
+                for (std::size_t r = 0; r < rels.size(); ++r)
+                {
+                    if (rels[r].get() == rel)
+                    {
+                        placement.emplace_back(c, r);
+                    }
+                }
+            }
+        }
+    }
+    std::vector<std::vector<void*>> Lists()
+    {
+        std::vector<std::vector<void*>> out;
+        out.push_back(Items(g_sktClusterChain));
+        out.push_back(Items(g_sktGoodClusterChain));
+        for (auto& c : clusters)
+        {
+            out.push_back(Items(c->m_RelList));
+        }
+        return out;
+    }
+    std::vector<std::unique_ptr<CCluster>> clusters;
+    std::vector<std::unique_ptr<CRel>> rels;
+    std::vector<std::pair<std::size_t, std::size_t>> placement;
+};
+} // namespace
+
+TEST(GoodClusterStripping, MatchesPlainWalksOnRandomChains)
+{
+    for (unsigned seed = 1; seed <= 1000; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        RandomClusters rc(seed);
+        rc.Remember();
+
+        rc.Load();
+        PlainStripClusters();
+        const auto plain = rc.Lists();
+        rc.Load();
+        sktRemoveGoodClusterFromChain();
+        const auto fast = rc.Lists();
+
+        EXPECT_EQ(fast, plain);
+    }
+    g_sktClusterChain.RemoveAll();
+    g_sktGoodClusterChain.RemoveAll();
+}
