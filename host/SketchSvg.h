@@ -1,0 +1,17 @@
+// SVG drawings of sketches for people: points with their ids, lines clipped to the drawing,
+// circles, dimension labels and fixed geometry; a drive is drawn over the sketch it started from.
+#pragma once
+
+#include "SketchFile.h"
+
+#include <string>
+
+namespace qsolver::host
+{
+
+/// The drawing of `doc`. When `before` is given it is drawn first, in grey, and the view
+/// covers both. `title` heads the drawing (the sketch's description when empty).
+std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before = nullptr,
+                          const std::string& title = "");
+
+} // namespace qsolver::host

@@ -1,0 +1,40 @@
+// The commands of qsketch, separated from argument parsing so each reads as the host sequence
+// it demonstrates.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qsketch
+{
+
+/// Exit codes: what a script calling qsketch can rely on.
+enum ExitCode
+{
+    kDone = 0,
+    kSolverFailed = 1, ///< failure, contradiction or over-constraint reported by the solver
+    kBadInput = 2,
+};
+
+struct Options
+{
+    std::string command;
+    std::string file;
+    std::vector<std::string> sets;
+    std::string out;
+    std::string svg;
+    bool json = false;
+};
+
+int RunAnalyse(const Options& options);
+int RunDrive(const Options& options);
+int RunRender(const Options& options);
+int RunDemo(const Options& options);
+
+/// Prints a usage error (plain or as JSON) and returns kBadInput.
+int UsageError(const Options& options, const std::string& problem);
+
+/// The built-in sketch of the demo, as file text.
+const char* DemoSketchText();
+
+} // namespace qsketch
