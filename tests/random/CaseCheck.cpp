@@ -5,6 +5,7 @@
 #include "Sketch.h"
 #include "SketchDrive.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -289,6 +290,13 @@ Outcome RunCase(const Case& c)
             return out;
         }
     }
+    double scale = 0.0;
+    for (const uint64_t word : NodesOf(sketch))
+    {
+        double v = 0.0;
+        std::memcpy(&v, &word, sizeof(v));
+        scale = std::max(scale, std::fabs(v));
+    }
     std::set<std::string> changed;
     std::set<CVal*> changedValues;
     for (const auto& change : c.changes)
@@ -306,7 +314,9 @@ Outcome RunCase(const Case& c)
         {
             break;
         }
-        const double r = Residual(rel);
+        // Below its absolute tolerance, a relation between nodes 1e12 away from the origin
+        // would ask for more digits than a double has.
+        const double r = Residual(rel) / std::max(1.0, scale * 1e-6);
         const int type = rel->GetType();
         const bool distance =
             type == SKT_REL_PPDIS || type == SKT_REL_PLDIS || type == SKT_REL_LLDIS;
@@ -352,6 +362,13 @@ Outcome RunCase(const Case& c)
             out.fault = "relation " + id + " is off by " + std::to_string(r) +
                         " after the drive (analysis verdict: " + VerdictText(analysis.verdict) +
                         ")";
+        }
+    }
+    for (const auto& change : c.changes)
+    {
+        if (!out.fault.empty() && !(std::fabs(change.second) <= 1e150))
+        {
+            out.known = kOutOfRangeValueTaken;
         }
     }
     if (!out.fault.empty() && *out.known == '\0' && NodesOf(sketch) == nodesBefore)

@@ -34,15 +34,15 @@ struct Outcome
     double worst = 0.0;
 };
 
-/// Known faults of the library, each reproduced by a disabled regression test: a drive reports
-/// success while a distance that was zero before it is still zero (coincident points, a point on
-/// its line), while a relation that joins a node to itself cannot hold, and while a distance is
-/// negative, while a point that centres a circle (a rad relation) stays put, and in general
-/// while a line held at a distance from another line does not follow it (or its partner then
-/// misses a relation), while lines placed by a chain of angles keep their old directions, and in
-/// general, while a relation sharing the changed value in a rigid part keeps the old value,
-/// while nothing moved at all (lines placed by angles in a chain, a line between a point and a
-/// parallel line, ...).
+/// Known faults, each reproduced by a disabled regression test: a drive reports success while
+/// - a distance that was zero stays zero (coincident points, a point on its line);
+/// - a relation joins a node to itself, or a distance is negative (the host takes both);
+/// - a point that centres a circle stays put;
+/// - a line held at a distance from another line does not follow it;
+/// - lines placed by a chain of angles keep their directions;
+/// - a relation sharing the changed value in a rigid part keeps the old value;
+/// - the new value is not finite, or too large to square;
+/// - and, whatever the cause, nothing moved at all.
 constexpr const char* kZeroDistanceNeverOpens = "a zero distance stays zero after a drive";
 constexpr const char* kSelfRelationReportedSolved = "a relation of a node with itself 'holds'";
 constexpr const char* kNegativeDistanceReportedSolved = "a negative distance 'holds'";
@@ -52,6 +52,7 @@ constexpr const char* kParallelLineLeftBehind =
 constexpr const char* kAngleChainIgnored = "lines in a chain of angles keep their directions";
 constexpr const char* kSharedValueNotFollowed =
     "a relation sharing the changed value keeps the old";
+constexpr const char* kOutOfRangeValueTaken = "a non-finite or overflowing value is taken";
 constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves nothing";
 
 /// Tolerance for relations after a successful drive.

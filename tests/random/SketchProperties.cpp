@@ -99,7 +99,8 @@ struct Tally
     int analysed = 0;
     int driven = 0;
     int failed = 0;
-    int overConstrained = 0;
+    /// Verdicts by their enum's number: ok, over-constrained, two contradictions.
+    int verdicts[4] = {0, 0, 0, 0};
     int knownFaults = 0;
 };
 
@@ -166,14 +167,20 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
                 ++tally.failed;
                 break;
         }
-        tally.overConstrained += first.verdict != 0 ? 1 : 0;
+        if (first.stage != Stage::Refused && first.verdict >= 0 && first.verdict < 4)
+        {
+            ++tally.verdicts[first.verdict];
+        }
         tally.knownFaults += *first.known != '\0' ? 1 : 0;
     }
-    std::printf("%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
-                "failed and restored; %d with a verdict other than ok; %d met a known fault\n",
-                static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
-                static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed,
-                tally.driven, tally.failed, tally.overConstrained, tally.knownFaults);
+    std::printf(
+        "%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
+        "failed and restored; verdicts %d ok, %d over-constrained, %d fixed contradiction, %d seed "
+        "contradiction; %d met a known fault\n",
+        static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
+        static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed, tally.driven,
+        tally.failed, tally.verdicts[0], tally.verdicts[1], tally.verdicts[2], tally.verdicts[3],
+        tally.knownFaults);
 }
 
 uint64_t CaseCount(uint64_t normal)
