@@ -1,6 +1,8 @@
 // Fuzz target: bytes decode into a sketch and a dimension change (the property tests'
 // generator, driven by the input instead of a seed), which then run through the analysis and
-// the drive. Any broken property aborts with the case printed as a sketch file.
+// the drive. Any broken property aborts with the case printed as a sketch file; with
+// QSOLVER_FUZZ_CRASH_ONLY set (the bounded run of the test script) wrong answers are printed
+// and only crashes, sanitizer reports, leaks and hangs fail.
 #include "random/CaseCheck.h"
 
 #include <cmath>
@@ -25,16 +27,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         c.changes.front().second = raw;
     }
     const Outcome first = RunCase(c);
-    if (!first.fault.empty())
-    {
-        std::fprintf(stderr, "%s\n%s", first.fault.c_str(), Describe(c).c_str());
-        std::abort();
-    }
     const Outcome second = RunCase(c);
-    if (second.stage != first.stage || second.bits != first.bits)
+    const char* fault = !first.fault.empty() ? first.fault.c_str()
+                        : second.stage != first.stage || second.bits != first.bits
+                            ? "two runs of the same case differ"
+                            : nullptr;
+    if (fault != nullptr)
     {
-        std::fprintf(stderr, "two runs of the same case differ\n%s", Describe(c).c_str());
-        std::abort();
+        static const bool crashOnly = std::getenv("QSOLVER_FUZZ_CRASH_ONLY") != nullptr;
+        static int reported = 0;
+        if (!crashOnly || reported < 20)
+        {
+            ++reported;
+            std::fprintf(stderr, "wrong answer: %s\n%s", fault, Describe(c).c_str());
+        }
+        if (!crashOnly)
+        {
+            std::abort();
+        }
     }
     return 0;
 }

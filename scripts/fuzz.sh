@@ -3,14 +3,18 @@
 # UndefinedBehaviorSanitizer on) in build/fuzz and runs each on its seed corpus.
 #   scripts/fuzz.sh          runs each target for QSOLVER_FUZZ_SECONDS (default 1800 s)
 #   scripts/fuzz.sh --ci     runs each target for about 60 s, both at once, for the test run
-# Any crash, leak, sanitizer report or input slower than 10 s fails the script; the input is
-# kept under build/fuzz/artifacts/ and replays with `build/fuzz/fuzz/TARGET FILE`.
+# Any crash, leak, sanitizer report, input slower than 10 s or (without --ci) wrong answer fails
+# the script; the input is kept under build/fuzz/artifacts/ and replays with
+# `build/fuzz/fuzz/fuzz_TARGET FILE`.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${QSOLVER_FUZZ_SECONDS:-1800}
 if [ "${1:-}" = "--ci" ]; then
     seconds=60
+    # A wrong answer the time-bounded run happens on is printed, not fatal: the property tests
+    # pin those down reproducibly. Crashes, sanitizer reports, leaks and hangs still fail.
+    export QSOLVER_FUZZ_CRASH_ONLY=1
 fi
 
 bash scripts/install-deps.sh clang libclang-rt-14-dev
@@ -18,7 +22,7 @@ bash scripts/install-deps.sh clang libclang-rt-14-dev
 build=build/fuzz
 cmake -S . -B "$build" -G "Unix Makefiles" \
     -DCMAKE_CXX_COMPILER=clang++ \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g" \
     -DCMAKE_CXX_FLAGS="-fsanitize=fuzzer-no-link" \
     -DQSOLVER_SANITIZERS="address;undefined" \
     -DQSOLVER_BUILD_FUZZERS=ON \
@@ -47,6 +51,8 @@ for i in 0 1; do
     target=$([ $i -eq 0 ] && echo sketch_file || echo sketch_pass)
     if wait "${pids[$i]}"; then
         grep -E '^stat::number_of_executed_units|^Done' "$build/$target.log" | sed "s/^/fuzz_$target: /" || true
+        wrong=$(grep -c '^wrong answer' "$build/$target.log" || true)
+        [ "$wrong" = 0 ] || echo "fuzz_$target: $wrong wrong answers printed in $build/$target.log"
     else
         status=1
         echo "fuzz_$target found a fault:"

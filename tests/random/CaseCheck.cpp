@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <set>
 
 namespace randomsketch
@@ -148,7 +149,7 @@ void ResetToggles()
 }
 } // namespace
 
-Outcome RunCase(const Case& c)
+Outcome RunCase(const Case& c, const Case* between)
 {
     Outcome out;
     using namespace qsolver::host;
@@ -252,6 +253,20 @@ Outcome RunCase(const Case& c)
         return out;
     }
 
+    // A host keeps many sketches and runs their passes in any order.
+    std::unique_ptr<Sketch> other;
+    if (between != nullptr)
+    {
+        other = std::make_unique<Sketch>();
+        SketchSnapshot otherBuilt;
+        if (BuildSketch(between->doc, "between.json", *other, otherBuilt, error))
+        {
+            other->Analyse();
+            other->Drive(between->changes);
+            ReleaseClusters();
+        }
+    }
+    ResetToggles();
     const DriveResult drive = sketch.Drive(c.changes);
     ReleaseClusters();
     out.bits = StateOf(sketch);

@@ -58,7 +58,9 @@ constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves 
 /// Tolerance for relations after a successful drive.
 constexpr double kHoldTolerance = 1e-6;
 
-/// Builds the case's sketch from its file text and runs the analysis and the drive.
-Outcome RunCase(const Case& c);
+/// Builds the case's sketch from its file text and runs the analysis and the drive; with
+/// `between`, another sketch is built, analysed and driven between the two passes and lives on
+/// until the case is done.
+Outcome RunCase(const Case& c, const Case* between = nullptr);
 
 } // namespace randomsketch

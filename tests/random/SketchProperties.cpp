@@ -198,3 +198,27 @@ TEST(RandomCases, ArbitrarySketchesFailCleanlyOrHold)
 {
     RunCases(false, EnvNumber("QSOLVER_RANDOM_SEED", 1), CaseCount(20000));
 }
+
+TEST(RandomCases, PassesOfAnotherSketchInBetweenChangeNothing)
+{
+    const uint64_t first = EnvNumber("QSOLVER_RANDOM_SEED", 1);
+    const uint64_t count = CaseCount(4000);
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t seed = first + i;
+        SeededBits bits(seed * 2 + 1);
+        const Case c = Generate(bits, (seed & 1) != 0);
+        SeededBits otherBits(seed * 2 + 2);
+        const Case other = Generate(otherBits, (seed & 2) != 0);
+        const Outcome alone = RunCase(c);
+        const Outcome interleaved = RunCase(c, &other);
+        if (alone.stage != interleaved.stage || alone.bits != interleaved.bits)
+        {
+            ADD_FAILURE() << "another sketch's passes changed the outcome"
+                          << Difference(alone, interleaved) << "\nseed " << seed << "\n"
+                          << Describe(c) << "between:\n"
+                          << Describe(other);
+            return;
+        }
+    }
+}
