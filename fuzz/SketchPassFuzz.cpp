@@ -28,7 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     const Outcome first = RunCase(c);
     const Outcome second = RunCase(c);
-    const char* fault = !first.fault.empty() ? first.fault.c_str()
+    const Outcome edited = RunEdits(c);
+    const char* fault = !first.fault.empty()    ? first.fault.c_str()
+                        : !edited.fault.empty() ? edited.fault.c_str()
                         : second.stage != first.stage || second.bits != first.bits
                             ? "two runs of the same case differ"
                             : nullptr;

@@ -420,4 +420,58 @@ Outcome RunCase(const Case& c, const Case* between)
     return out;
 }
 
+Outcome RunEdits(const Case& c)
+{
+    using namespace qsolver::host;
+    Outcome out;
+    if (c.removals.empty())
+    {
+        return out;
+    }
+    Sketch sketch;
+    SketchSnapshot built;
+    InputError error;
+    if (!BuildSketch(c.doc, "case.json", sketch, built, error))
+    {
+        return out;
+    }
+    ResetToggles();
+    sketch.Analyse();
+    sketch.Drive(c.changes);
+    ReleaseClusters();
+    for (const std::string& id : c.removals)
+    {
+        if (!sketch.RemoveRelation(id))
+        {
+            sketch.RemoveNode(id);
+        }
+    }
+    const std::vector<uint64_t> before = StateOf(sketch);
+    const AnalysisResult analysis = sketch.Analyse();
+    out.stage = Stage::Analysed;
+    out.verdict = static_cast<int>(analysis.verdict);
+    if (StateOf(sketch) != before)
+    {
+        out.fault = "the analysis after a removal changed the sketch";
+        return out;
+    }
+    const DriveResult drive = sketch.Drive(c.changes);
+    ReleaseClusters();
+    out.bits = StateOf(sketch);
+    out.bits.push_back(static_cast<uint64_t>(drive.failed));
+    if (drive.IsOk())
+    {
+        out.stage = Stage::Driven;
+    }
+    else if (drive.failed != DriveStep::BadRequest)
+    {
+        out.stage = Stage::Failed;
+        if (!drive.restored || StateOf(sketch) != before)
+        {
+            out.fault = "the sketch was not restored after a drive that followed a removal";
+        }
+    }
+    return out;
+}
+
 } // namespace randomsketch

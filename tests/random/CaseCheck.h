@@ -58,6 +58,11 @@ constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves 
 /// Tolerance for relations after a successful drive.
 constexpr double kHoldTolerance = 1e-6;
 
+/// Builds the sketch, analyses and drives it, removes the case's relations and nodes, and runs
+/// both passes again. Checks that a failed second drive restores the sketch; `bits` holds the
+/// end state.
+Outcome RunEdits(const Case& c);
+
 /// Builds the case's sketch from its file text and runs the analysis and the drive; with
 /// `between`, another sketch is built, analysed and driven between the two passes and lives on
 /// until the case is done.

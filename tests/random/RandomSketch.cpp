@@ -426,6 +426,15 @@ Case Generate(Bits& bits, bool consistent)
     {
         b.out.changes.emplace_back("nothing", 1.0);
     }
+    const uint32_t removals = bits.Chance(40) ? 1 + bits.Below(2) : 0;
+    for (uint32_t i = 0; i < removals; ++i)
+    {
+        const SketchDoc& doc = b.out.doc;
+        const bool node = doc.relations.empty() || bits.Chance(40);
+        b.out.removals.push_back(
+            node ? doc.nodes[bits.Below(static_cast<uint32_t>(doc.nodes.size()))].id
+                 : doc.relations[bits.Below(static_cast<uint32_t>(doc.relations.size()))].id);
+    }
     return b.out;
 }
 
@@ -454,6 +463,14 @@ std::string Describe(const Case& c)
     for (const auto& change : c.changes)
     {
         text += " " + change.first + "=" + qsolver::host::FormatNumber(change.second);
+    }
+    if (!c.removals.empty())
+    {
+        text += "\nthen removed:";
+        for (const std::string& id : c.removals)
+        {
+            text += " " + id;
+        }
     }
     return text + "\n";
 }

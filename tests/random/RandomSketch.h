@@ -99,6 +99,8 @@ struct Case
     SketchDoc doc;
     /// Relation ids and their new values (radians for angles).
     std::vector<std::pair<std::string, double>> changes;
+    /// Relations and nodes the host removes after the first drive, before passes run again.
+    std::vector<std::string> removals;
     /// Whether every value was measured from one configuration.
     bool consistent = false;
 };

@@ -222,3 +222,24 @@ TEST(RandomCases, PassesOfAnotherSketchInBetweenChangeNothing)
         }
     }
 }
+
+TEST(RandomCases, PassesAfterRemovingRelationsAndNodesReturnOrRestore)
+{
+    const uint64_t first = EnvNumber("QSOLVER_RANDOM_SEED", 1);
+    const uint64_t count = CaseCount(8000);
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t seed = first + i;
+        SeededBits bits(seed * 2 + (seed & 1));
+        const Case c = Generate(bits, (seed & 1) != 0);
+        const Outcome once = RunEdits(c);
+        const Outcome again = RunEdits(c);
+        if (!once.fault.empty() || once.stage != again.stage || once.bits != again.bits)
+        {
+            ADD_FAILURE() << (once.fault.empty() ? "two runs of the same case differ" : once.fault)
+                          << "\nseed " << seed << "\n"
+                          << Describe(c);
+            return;
+        }
+    }
+}
