@@ -189,17 +189,17 @@ uint64_t CaseCount(uint64_t normal)
 }
 } // namespace
 
-TEST(RandomCases, ConsistentSketchesHoldAfterADrive)
+TEST(RandomCases, ConsistentCasesHoldAfterADrive)
 {
     RunCases(true, EnvNumber("QSOLVER_RANDOM_SEED", 1), CaseCount(20000));
 }
 
-TEST(RandomCases, ArbitrarySketchesFailCleanlyOrHold)
+TEST(RandomCases, ArbitraryCasesFailCleanlyOrHold)
 {
     RunCases(false, EnvNumber("QSOLVER_RANDOM_SEED", 1), CaseCount(20000));
 }
 
-TEST(RandomCases, PassesOfAnotherSketchInBetweenChangeNothing)
+TEST(RandomCases, PassesOfAnotherCaseInBetweenChangeNothing)
 {
     const uint64_t first = EnvNumber("QSOLVER_RANDOM_SEED", 1);
     const uint64_t count = CaseCount(4000);
