@@ -13,9 +13,7 @@
 
 #include <new>
 
-namespace
-{
-CCluster* NewCluster()
+CCluster* sktDriveNewCluster()
 {
     CCluster* cluster = new (std::nothrow) CCluster;
     if (cluster == nullptr)
@@ -26,6 +24,8 @@ CCluster* NewCluster()
     return cluster;
 }
 
+namespace
+{
 int HasActiveDrivenRel(CNode* node, const DriveRelSet& drive)
 {
     POSITION pos = node->m_RelList.GetHeadPosition();
@@ -198,10 +198,12 @@ int sktFindTwoNodesForBuildCluster(CCluster* cluster)
     return sktDriveSeedCluster(cluster, drive);
 }
 
-int sktBuildClusterChain()
+namespace
+{
+int BuildClusterChain(bool plain)
 {
     DriveRelSet drive;
-    CCluster* fixed = NewCluster();
+    CCluster* fixed = sktDriveNewCluster();
     if (fixed == nullptr)
     {
         return 0;
@@ -213,46 +215,56 @@ int sktBuildClusterChain()
     }
     g_sktClusterChain.AddTail(fixed);
 
-    while (!g_sktUndefinedNodeChain.IsEmpty())
+    if (!plain)
     {
-        sktInitUndefinedNodeChain();
-        CCluster* cluster = NewCluster();
-        if (cluster == nullptr)
+        if (sktDriveSeedClusters(drive) == 0)
         {
             return 0;
         }
-        const int seeded = sktDriveSeedCluster(cluster, drive);
-        if (seeded == 0)
+    }
+    else
+    {
+        while (!g_sktUndefinedNodeChain.IsEmpty())
         {
-            delete cluster;
-            break;
+            sktInitUndefinedNodeChain();
+            CCluster* cluster = sktDriveNewCluster();
+            if (cluster == nullptr)
+            {
+                return 0;
+            }
+            const int seeded = sktDriveSeedCluster(cluster, drive);
+            if (seeded == 0)
+            {
+                delete cluster;
+                break;
+            }
+            if (seeded == -1)
+            {
+                delete cluster;
+                return 0;
+            }
+            CNode* first = cluster->m_NodeList.GetHead();
+            POSITION second = cluster->m_NodeList.GetHeadPosition();
+            cluster->m_NodeList.GetNext(second);
+            CNode* secondNode = cluster->m_NodeList.GetAt(second);
+            if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
+                sktDriveGrowFromNode(secondNode, cluster, drive) == 0)
+            {
+                delete cluster;
+                return 0;
+            }
+            sktGetClusterRelChain(cluster);
+            sktRemoveKnownNodeFromChain();
+            sktRemoveActiveAndUsedRelFromChain();
+            g_sktClusterChain.AddTail(cluster);
         }
-        if (seeded == -1)
-        {
-            delete cluster;
-            return 0;
-        }
-        CNode* first = cluster->m_NodeList.GetHead();
-        POSITION second = cluster->m_NodeList.GetHeadPosition();
-        cluster->m_NodeList.GetNext(second);
-        CNode* secondNode = cluster->m_NodeList.GetAt(second);
-        if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
-            sktDriveGrowFromNode(secondNode, cluster, drive) == 0)
-        {
-            delete cluster;
-            return 0;
-        }
-        sktGetClusterRelChain(cluster);
-        sktRemoveKnownNodeFromChain();
-        sktRemoveActiveAndUsedRelFromChain();
-        g_sktClusterChain.AddTail(cluster);
     }
 
     // Nodes that no relation with a known value joins stand alone: each can only move.
     while (!g_sktUndefinedNodeChain.IsEmpty())
     {
         CNode* node = g_sktUndefinedNodeChain.RemoveHead();
-        CCluster* cluster = NewCluster();
+        CCluster* cluster = sktDriveNewCluster();
         if (cluster == nullptr)
         {
             return 0;
@@ -271,4 +283,15 @@ int sktBuildClusterChain()
 
     DistributeRelations();
     return 1;
+}
+} // namespace
+
+int sktBuildClusterChain()
+{
+    return BuildClusterChain(false);
+}
+
+int sktDriveBuildClusterChainPlain()
+{
+    return BuildClusterChain(true);
 }

@@ -26,6 +26,13 @@ private:
     bool m_bLarge = false;
 };
 
+/// A new cluster, or null after the allocation-failure handler returned.
+CCluster* sktDriveNewCluster();
+/// The seeding loop of cluster building: 1 done (or nothing left to seed), 0 contradiction.
+int sktDriveSeedClusters(const DriveRelSet& drive);
+/// sktBuildClusterChain with every step walking the whole chains, as a reference.
+int sktDriveBuildClusterChainPlain();
+
 /// Grows the cluster from a node taken as known, asking `drive` which relations are driven.
 int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& drive);
 /// Seeds a cluster with two base nodes, asking `drive` which relations are driven.

@@ -1,6 +1,8 @@
 // The stripping of good nodes and good clusters keeps the order of a plain sweep walk: random
 // sketches are stripped both ways and every chain, state and count must agree.
 #include "QsolverInternal.h"
+#include "drive/DriveCheck.h"
+#include "drive/DriveInternal.h"
 
 #include <gtest/gtest.h>
 
@@ -73,6 +75,11 @@ public:
             rels.push_back(std::make_unique<CFix>(n));
             n->AddRel(rels.back().get());
         }
+        Finish();
+    }
+
+    void Finish()
+    {
         for (auto& n : nodes)
         {
             nodeList.AddTail(n.get());
@@ -83,6 +90,81 @@ public:
             relList.AddTail(r.get());
             if (r->m_pVal != nullptr)
             {
+                r->m_pVal->BackupKnownFlag();
+            }
+        }
+    }
+
+    /// Rigid triangles joined by bars to earlier ones, some with a line through two corners,
+    /// some bars of equal unknown length: a core that only clusters can take apart.
+    RandomSketch(unsigned seed, int)
+    {
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<double> jitter(-0.4, 0.4);
+        const int bodies = 2 + static_cast<int>(rng() % 9);
+        std::vector<CVert*> corners;
+        std::vector<CVal*> shared;
+        for (int k = 0; k < bodies; ++k)
+        {
+            const double cx = 3.0 * k + jitter(rng);
+            const double cy = 2.0 * (rng() % 3) + jitter(rng);
+            const double at[3][2] = {{0, 0}, {1, 0.2}, {0.4, 1}};
+            CVert* p[3];
+            for (int i = 0; i < 3; ++i)
+            {
+                nodes.push_back(std::make_unique<CVert>(cx + at[i][0] + jitter(rng) * 0.3,
+                                                        cy + at[i][1] + jitter(rng) * 0.3, 0.0));
+                p[i] = static_cast<CVert*>(nodes.back().get());
+                corners.push_back(p[i]);
+            }
+            for (int i = 0; i < 3; ++i)
+            {
+                AddRelation(p[i], p[(i + 1) % 3], 1.0, false, shared, rng);
+            }
+            if (rng() % 4 == 0)
+            {
+                VECTOR d(p[0]->m_Pos, p[1]->m_Pos);
+                nodes.push_back(std::make_unique<CMathline>(p[0], d));
+                CNode* line = nodes.back().get();
+                AddRelation(p[0], line, 0.0, false, shared, rng);
+                AddRelation(p[1], line, 0.0, false, shared, rng);
+            }
+            if (k == 0)
+            {
+                if (rng() % 4 != 0)
+                {
+                    for (CVert* c : p)
+                    {
+                        rels.push_back(std::make_unique<CFix>(c));
+                        c->AddRel(rels.back().get());
+                    }
+                }
+                continue;
+            }
+            const int bars = 2 + static_cast<int>(rng() % 3);
+            std::vector<CVal*> equal;
+            for (int b = 0; b < bars; ++b)
+            {
+                CVert* from = corners[rng() % (corners.size() - 3)];
+                const bool eq = rng() % 6 == 0;
+                AddRelation(from, p[b % 3], 1.0, eq, equal, rng, eq);
+            }
+        }
+        Finish();
+    }
+
+    /// Gives every relation the measure the drawing has, so that most sketches can be built.
+    void MeasureValues()
+    {
+        for (auto& r : rels)
+        {
+            if (r->m_pVal != nullptr && r->GetType() != SKT_REL_LLANG)
+            {
+                r->m_pVal->m_dValue = r->GetActualVal();
+            }
+            if (r->m_pVal != nullptr)
+            {
+                r->m_pVal->BackupValue();
                 r->m_pVal->BackupKnownFlag();
             }
         }
@@ -444,4 +526,100 @@ TEST(GoodClusterStripping, MatchesPlainWalksOnRandomChains)
     }
     g_sktClusterChain.RemoveAll();
     g_sktGoodClusterChain.RemoveAll();
+}
+
+namespace
+{
+struct BuildOutcome
+{
+    int result = 0;
+    std::vector<std::vector<void*>> clusterNodes, clusterRels;
+    std::vector<int> clusterFree, clusterDriven;
+    std::vector<void*> undefined, rel, defined;
+    std::vector<int> freeNums, states, known;
+    std::vector<double> numbers, coords;
+
+    bool operator==(const BuildOutcome& o) const
+    {
+        return result == o.result && clusterNodes == o.clusterNodes &&
+               clusterRels == o.clusterRels && clusterFree == o.clusterFree &&
+               clusterDriven == o.clusterDriven && undefined == o.undefined && rel == o.rel &&
+               defined == o.defined && freeNums == o.freeNums && states == o.states &&
+               known == o.known && numbers == o.numbers && coords == o.coords;
+    }
+};
+
+BuildOutcome BuildOnce(RandomSketch& s, CRel* driven, bool plain)
+{
+    for (auto& n : s.nodes)
+    {
+        n->RestoreNode();
+    }
+    for (auto& r : s.rels)
+    {
+        if (r->m_pVal != nullptr)
+        {
+            r->m_pVal->RestoreValue();
+            r->m_pVal->RestoreKnownFlag();
+        }
+    }
+    g_sktDriveRelChain.RemoveAll();
+    g_sktDriveRelChain.AddTail(driven);
+    sktInitDrive(s.nodeList, s.relList);
+    sktRemoveGoodNodeFromChain();
+
+    BuildOutcome o;
+    o.result = plain ? sktDriveBuildClusterChainPlain() : sktBuildClusterChain();
+    POSITION pos = g_sktClusterChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CCluster* c = g_sktClusterChain.GetNext(pos);
+        o.clusterNodes.push_back(Items(c->m_NodeList));
+        o.clusterRels.push_back(Items(c->m_RelList));
+        o.clusterFree.push_back(c->m_nFreeNum);
+        o.clusterDriven.push_back(c->m_wDriven);
+    }
+    o.undefined = Items(g_sktUndefinedNodeChain);
+    o.rel = Items(g_sktRelChain);
+    o.defined = Items(g_sktDefinedNodeChain);
+    for (auto& n : s.nodes)
+    {
+        o.freeNums.push_back(n->m_nFreeNum);
+        const drivecheck::Geom g = drivecheck::GeomOf(n.get());
+        o.coords.insert(o.coords.end(), g.v, g.v + 4);
+    }
+    for (auto& r : s.rels)
+    {
+        o.states.push_back(r->m_byState);
+        o.known.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
+        o.numbers.push_back(r->m_pVal != nullptr ? r->m_pVal->m_dValue : 0.0);
+    }
+    return o;
+}
+} // namespace
+
+TEST(ClusterSeeding, MatchesPlainWalksOnRandomSketches)
+{
+    int built = 0;
+    int withSeeds = 0;
+    for (unsigned seed = 1; seed <= 600; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        RandomSketch s(seed, 0);
+        s.MeasureValues();
+        CRel* driven = s.rels[seed % s.rels.size()].get();
+
+        const BuildOutcome plain = BuildOnce(s, driven, true);
+        const BuildOutcome fast = BuildOnce(s, driven, false);
+
+        EXPECT_TRUE(fast == plain);
+        built += plain.result;
+        withSeeds += plain.clusterNodes.size() > 1 ? 1 : 0;
+    }
+    EXPECT_GT(built, 100);
+    EXPECT_GT(withSeeds, 60);
+    g_sktDriveRelChain.RemoveAll();
+    CNodeList none;
+    CRelList noRels;
+    sktInitDrive(none, noRels);
 }
