@@ -1,23 +1,20 @@
-// Reading, checking and writing sketch files. Every refusal names the file, the JSON path and
-// the problem; writing goes through a temporary file so a failed write leaves nothing behind.
+// Reading and checking sketch files. Every refusal names the file, the JSON path and the
+// problem.
 #include "SketchFile.h"
-
-#include "Sketch.h"
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <sstream>
+#include <string>
 #include <unordered_map>
-
-#include <unistd.h>
+#include <vector>
 
 namespace qsolver::host
 {
@@ -611,6 +608,78 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
     return true;
 }
 
+// JSON allows a key twice in one object and keeps the last: a typed-over "value" would
+// silently win. This follows the parse to name the first repeated key by its path.
+class DuplicateKeyFinder
+{
+public:
+    std::string duplicate;
+
+    bool See(json::parse_event_t event, const json& parsed)
+    {
+        switch (event)
+        {
+            case json::parse_event_t::object_start:
+            case json::parse_event_t::array_start:
+                ElementStarts();
+                m_frames.push_back(Frame{event == json::parse_event_t::array_start, -1, {}, {}});
+                break;
+            case json::parse_event_t::object_end:
+            case json::parse_event_t::array_end:
+                if (!m_frames.empty())
+                {
+                    m_frames.pop_back();
+                }
+                break;
+            case json::parse_event_t::key:
+                if (!m_frames.empty() && parsed.is_string())
+                {
+                    Frame& top = m_frames.back();
+                    top.key = parsed.get<std::string>();
+                    if (!top.keys.insert(top.key).second && duplicate.empty())
+                    {
+                        duplicate = Path();
+                    }
+                }
+                break;
+            case json::parse_event_t::value:
+                ElementStarts();
+                break;
+        }
+        return true;
+    }
+
+private:
+    struct Frame
+    {
+        bool array;
+        int index;
+        std::string key;
+        std::set<std::string> keys;
+    };
+
+    void ElementStarts()
+    {
+        if (!m_frames.empty() && m_frames.back().array)
+        {
+            ++m_frames.back().index;
+        }
+    }
+
+    std::string Path() const
+    {
+        std::string path;
+        for (const Frame& f : m_frames)
+        {
+            path +=
+                f.array ? "[" + std::to_string(f.index) + "]" : (path.empty() ? "" : ".") + f.key;
+        }
+        return path;
+    }
+
+    std::vector<Frame> m_frames;
+};
+
 // "line 3, column 7" of a byte offset, for messages about JSON syntax.
 std::string LineColumn(const std::string& text, size_t byte)
 {
@@ -629,92 +698,6 @@ std::string LineColumn(const std::string& text, size_t byte)
         }
     }
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
-}
-
-void AppendPair(std::string& out, double x, double y)
-{
-    out += "[" + FormatNumber(x) + ", " + FormatNumber(y) + "]";
-}
-
-std::string FormatNode(const DocNode& n)
-{
-    std::string out =
-        "{\"id\": " + Quoted(n.id) + ", \"type\": \"" + DocNodeTypeName(n.type) + "\", ";
-    switch (n.type)
-    {
-        case DocNodeType::Point:
-            out += "\"at\": ";
-            AppendPair(out, n.x, n.y);
-            break;
-        case DocNodeType::Line:
-            out += "\"through\": ";
-            AppendPair(out, n.x, n.y);
-            out += ", \"direction\": ";
-            AppendPair(out, n.dx, n.dy);
-            if (n.hasDirFixed)
-            {
-                out += std::string(", \"dirFixed\": ") + (n.dirFixed ? "true" : "false");
-            }
-            break;
-        case DocNodeType::Circle:
-            out += "\"center\": ";
-            AppendPair(out, n.x, n.y);
-            out += ", \"radius\": " + FormatNumber(n.radius);
-            break;
-    }
-    if (n.hasReference)
-    {
-        out += ", \"reference\": " + std::to_string(n.reference);
-    }
-    return out + "}";
-}
-
-std::string FormatRelation(const DocRelation& r)
-{
-    std::string out =
-        "{\"id\": " + Quoted(r.id) + ", \"type\": \"" + DocRelTypeName(r.type) + "\", \"nodes\": [";
-    for (size_t i = 0; i < r.nodes.size(); ++i)
-    {
-        out += (i ? ", " : "") + Quoted(r.nodes[i]);
-    }
-    out += "]";
-    if (r.hasValue)
-    {
-        out += ", \"value\": " + FormatNumber(r.value);
-    }
-    if (r.hasKnown)
-    {
-        out += std::string(", \"known\": ") + (r.known ? "true" : "false");
-    }
-    if (!r.shared.empty())
-    {
-        out += ", \"shared\": " + Quoted(r.shared);
-    }
-    if (!r.valueNode.empty())
-    {
-        out += ", \"valueNode\": " + Quoted(r.valueNode);
-    }
-    if (r.hasReverse)
-    {
-        out += std::string(", \"reverse\": [") + (r.reverse[0] ? "true" : "false") + ", " +
-               (r.reverse[1] ? "true" : "false") + "]";
-    }
-    return out + "}";
-}
-
-template <typename T, typename F>
-void AppendArray(std::string& out, const char* key, const std::vector<T>& items, F format,
-                 bool last)
-{
-    out += "  \"";
-    out += key;
-    out += "\": [";
-    for (size_t i = 0; i < items.size(); ++i)
-    {
-        out += (i ? ",\n    " : "\n    ") + format(items[i]);
-    }
-    out += items.empty() ? "]" : "\n  ]";
-    out += last ? "\n" : ",\n";
 }
 
 } // namespace
@@ -798,7 +781,15 @@ bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& do
     json root;
     try
     {
-        root = json::parse(text);
+        DuplicateKeyFinder finder;
+        root = json::parse(text, [&finder](int, json::parse_event_t event, json& parsed)
+                           { return finder.See(event, parsed); });
+        if (!finder.duplicate.empty())
+        {
+            error = InputError{file, finder.duplicate,
+                               "the field appears twice (a reader would keep only the last)"};
+            return false;
+        }
     }
     catch (const json::parse_error& e)
     {
@@ -859,95 +850,6 @@ bool ReadSketchFile(const std::string& path, SketchDoc& doc, InputError& error)
     return ParseSketch(text.str(), path, doc, error);
 }
 
-std::string FormatNumber(double value)
-{
-    if (value == 0.0)
-    {
-        return "0"; // -0 reads back as 0 in every JSON reader we care about
-    }
-    char buffer[64];
-    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    std::string text(buffer, result.ptr);
-    // "1e-05" and "1e+21" are valid JSON, but "1e-5" and "1e21" are what a person writes.
-    const size_t e = text.find('e');
-    if (e != std::string::npos)
-    {
-        std::string mantissa = text.substr(0, e + 1);
-        size_t i = e + 1;
-        if (text[i] == '+')
-        {
-            ++i;
-        }
-        else if (text[i] == '-')
-        {
-            mantissa += '-';
-            ++i;
-        }
-        while (i + 1 < text.size() && text[i] == '0')
-        {
-            ++i;
-        }
-        text = mantissa + text.substr(i);
-    }
-    return text;
-}
-
-std::string FormatSketch(const SketchDoc& doc)
-{
-    std::string out = "{\n";
-    if (doc.hasDescription)
-    {
-        out += "  \"description\": " + Quoted(doc.description) + ",\n";
-    }
-    if (doc.hasUnit)
-    {
-        out += std::string("  \"unit\": \"") + (doc.radians ? "rad" : "deg") + "\",\n";
-    }
-    const bool valuesLast = !doc.hasRelations;
-    AppendArray(out, "nodes", doc.nodes, FormatNode, !doc.hasValues && valuesLast);
-    if (doc.hasValues)
-    {
-        AppendArray(
-            out, "values", doc.values,
-            [](const DocValue& v)
-            {
-                std::string s =
-                    "{\"id\": " + Quoted(v.id) + ", \"value\": " + FormatNumber(v.value);
-                if (v.hasKnown)
-                {
-                    s += std::string(", \"known\": ") + (v.known ? "true" : "false");
-                }
-                return s + "}";
-            },
-            valuesLast);
-    }
-    if (doc.hasRelations)
-    {
-        AppendArray(out, "relations", doc.relations, FormatRelation, true);
-    }
-    return out + "}\n";
-}
-
-bool WriteFileAtomically(const std::string& path, const std::string& text, InputError& error)
-{
-    const std::string temp = path + ".tmp" + std::to_string(getpid());
-    FILE* f = std::fopen(temp.c_str(), "wb");
-    if (f == nullptr)
-    {
-        error = InputError{path, "", "cannot create the file for writing"};
-        return false;
-    }
-    const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    const bool closed = std::fclose(f) == 0;
-    if (!written || !closed || std::rename(temp.c_str(), path.c_str()) != 0)
-    {
-        std::remove(temp.c_str());
-        error = InputError{path, "", "cannot write the file"};
-        return false;
-    }
-    return true;
-}
-
 double AngleToRadians(const SketchDoc& doc, double value)
 {
     return doc.radians ? value : value * (2.0 * std::acos(0.0)) / 180.0;
@@ -956,364 +858,6 @@ double AngleToRadians(const SketchDoc& doc, double value)
 double AngleFromRadians(const SketchDoc& doc, double radians)
 {
     return doc.radians ? radians : radians * 180.0 / (2.0 * std::acos(0.0));
-}
-
-namespace
-{
-
-// Relations hold when they are off by less than this share of the sketch's size (lengths)
-// or by less than this many radians (angles): far below drawing precision, far above the
-// rounding of a solved sketch.
-constexpr double kHoldShare = 1e-6;
-constexpr double kHoldAngle = 1e-6;
-
-double Extent(const SketchDoc& doc)
-{
-    double extent = 1.0;
-    for (const DocNode& n : doc.nodes)
-    {
-        extent = std::max({extent, std::fabs(n.x), std::fabs(n.y), n.radius});
-    }
-    return extent;
-}
-
-struct Direction
-{
-    double x;
-    double y;
-};
-
-Direction UnitDirection(const DocNode& n, bool reverse)
-{
-    const double len = std::hypot(n.dx, n.dy);
-    const double s = reverse ? -1.0 : 1.0;
-    return {s * n.dx / len, s * n.dy / len};
-}
-
-double PointLineDistance(double px, double py, const DocNode& line)
-{
-    const Direction d = UnitDirection(line, false);
-    return std::fabs(d.x * (py - line.y) - d.y * (px - line.x));
-}
-
-} // namespace
-
-std::vector<RelationCheck> CheckRelations(const SketchDoc& doc)
-{
-    std::unordered_map<std::string, const DocNode*> nodes;
-    for (const DocNode& n : doc.nodes)
-    {
-        nodes[n.id] = &n;
-    }
-    const double pi = 2.0 * std::acos(0.0);
-    const double lengthTol = kHoldShare * Extent(doc);
-    const double angleTol = AngleFromRadians(doc, kHoldAngle);
-    const double fullTurn = AngleFromRadians(doc, 2.0 * pi);
-    // The first measure of each unknown shared value: the others must equal it.
-    std::unordered_map<std::string, double> groupMeasure;
-    std::unordered_map<std::string, int> groupSize;
-    for (const DocRelation& r : doc.relations)
-    {
-        groupSize[r.shared] += r.shared.empty() ? 0 : 1;
-    }
-
-    std::vector<RelationCheck> checks;
-    for (size_t i = 0; i < doc.relations.size(); ++i)
-    {
-        const DocRelation& r = doc.relations[i];
-        RelationCheck check;
-        check.index = static_cast<int>(i);
-        if (r.type == DocRelType::Fix)
-        {
-            check.constrains = false;
-            checks.push_back(check);
-            continue;
-        }
-        const DocNode& a = *nodes.at(r.nodes[0]);
-        const DocNode& b = *nodes.at(r.nodes[1]);
-        double skew = 0.0; // how far two lines that must be parallel are from it (a length)
-        switch (r.type)
-        {
-            case DocRelType::PPdis:
-                check.measured = std::hypot(a.x - b.x, a.y - b.y);
-                break;
-            case DocRelType::PLdis:
-                check.measured = PointLineDistance(a.x, a.y, b);
-                break;
-            case DocRelType::LLdis:
-            {
-                check.measured = PointLineDistance(b.x, b.y, a);
-                const Direction da = UnitDirection(a, false);
-                const Direction db = UnitDirection(b, false);
-                skew = std::fabs(da.x * db.y - da.y * db.x) * Extent(doc);
-                break;
-            }
-            case DocRelType::LLang:
-            {
-                const Direction da = UnitDirection(a, r.reverse[0]);
-                const Direction db = UnitDirection(b, r.reverse[1]);
-                double angle = std::atan2(da.x * db.y - da.y * db.x, da.x * db.x + da.y * db.y);
-                check.measured = AngleFromRadians(doc, angle < 0.0 ? angle + 2.0 * pi : angle);
-                break;
-            }
-            case DocRelType::Rad:
-                check.measured = std::hypot(a.x - b.x, a.y - b.y);
-                break;
-            case DocRelType::Fix:
-                break;
-        }
-
-        bool known = r.known;
-        double wanted = r.value;
-        if (r.type == DocRelType::Rad)
-        {
-            wanted = 0.0; // the centre point sits on the circle's centre
-        }
-        else if (!r.shared.empty())
-        {
-            const DocValue& v = doc.values[doc.FindValue(r.shared)];
-            known = v.known;
-            wanted = v.value;
-            if (!known)
-            {
-                // Unknown and shared: every member measures what the first one does.
-                auto [it, first] = groupMeasure.emplace(r.shared, check.measured);
-                wanted = it->second;
-                check.constrains = !first || groupSize[r.shared] > 1;
-                known = true;
-            }
-        }
-        if (!known)
-        {
-            check.constrains = false;
-            check.wanted = check.measured;
-            checks.push_back(check);
-            continue;
-        }
-        check.wanted = wanted;
-        double error = check.measured - wanted;
-        if (r.type == DocRelType::LLang)
-        {
-            error = std::fmod(error, fullTurn);
-            error = error > fullTurn / 2.0    ? error - fullTurn
-                    : error < -fullTurn / 2.0 ? error + fullTurn
-                                              : error;
-        }
-        check.error = std::max(std::fabs(error), skew);
-        check.holds =
-            r.type == DocRelType::LLang ? check.error <= angleTol : check.error <= lengthTol;
-        checks.push_back(check);
-    }
-    return checks;
-}
-
-namespace
-{
-
-void SnapshotNode(Sketch& sketch, const DocNode& n, std::vector<double>& out)
-{
-    if (CVert* p = sketch.FindPoint(n.id))
-    {
-        out.insert(out.end(), {p->m_Pos.x, p->m_Pos.y, 0.0, 0.0});
-    }
-    else if (CMathline* l = sketch.FindLine(n.id))
-    {
-        const MATHLINE& m = l->m_Line;
-        out.insert(out.end(),
-                   {m.m_ThroughPoint.x, m.m_ThroughPoint.y, m.m_Direction.x, m.m_Direction.y});
-    }
-    else if (CMathcir* c = sketch.FindCircle(n.id))
-    {
-        const double radius = c->m_pRadiusVal != nullptr ? c->m_pRadiusVal->m_dValue : c->m_dRadius;
-        out.insert(out.end(), {c->m_Center.x, c->m_Center.y, c->m_dRadius, radius});
-    }
-    else
-    {
-        out.insert(out.end(), {0.0, 0.0, 0.0, 0.0});
-    }
-}
-
-void SnapshotAll(Sketch& sketch, const SketchDoc& doc, std::vector<double>& out)
-{
-    out.clear();
-    for (const DocNode& n : doc.nodes)
-    {
-        SnapshotNode(sketch, n, out);
-    }
-    for (const DocValue& v : doc.values)
-    {
-        CVal* val = sketch.FindValue(v.id);
-        out.push_back(val != nullptr ? val->m_dValue : 0.0);
-    }
-    for (const DocRelation& r : doc.relations)
-    {
-        CRel* rel = sketch.FindRelation(r.id);
-        out.push_back(rel != nullptr && rel->m_pVal != nullptr ? rel->m_pVal->m_dValue : 0.0);
-    }
-}
-
-} // namespace
-
-bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
-                 SketchSnapshot& built, InputError& error)
-{
-    auto refuse = [&](const std::string& where)
-    {
-        error = InputError{file, where, sketch.LastError()};
-        return false;
-    };
-    for (size_t i = 0; i < doc.nodes.size(); ++i)
-    {
-        const DocNode& n = doc.nodes[i];
-        const std::string where = "nodes[" + std::to_string(i) + "]";
-        CNode* node = nullptr;
-        switch (n.type)
-        {
-            case DocNodeType::Point:
-                node = sketch.AddPoint(n.id, n.x, n.y);
-                break;
-            case DocNodeType::Line:
-                node = sketch.AddLine(n.id, n.x, n.y, n.dx, n.dy, n.dirFixed);
-                break;
-            case DocNodeType::Circle:
-                node = sketch.AddCircle(n.id, n.x, n.y, n.radius);
-                break;
-        }
-        if (node == nullptr)
-        {
-            return refuse(where);
-        }
-        if (n.hasReference && !sketch.SetReference(n.id, static_cast<int>(n.reference)))
-        {
-            return refuse(where + ".reference");
-        }
-    }
-    // Named values take their unit from the relations that share them.
-    std::unordered_map<std::string, bool> angleValue;
-    for (const DocRelation& r : doc.relations)
-    {
-        if (!r.shared.empty())
-        {
-            angleValue[r.shared] = r.type == DocRelType::LLang;
-        }
-    }
-    for (size_t i = 0; i < doc.values.size(); ++i)
-    {
-        const DocValue& v = doc.values[i];
-        const double number = angleValue[v.id] ? AngleToRadians(doc, v.value) : v.value;
-        if (sketch.AddValue(v.id, number, v.known) == nullptr)
-        {
-            return refuse("values[" + std::to_string(i) + "]");
-        }
-    }
-    for (size_t i = 0; i < doc.relations.size(); ++i)
-    {
-        const DocRelation& r = doc.relations[i];
-        const std::string where = "relations[" + std::to_string(i) + "]";
-        const double number = r.type == DocRelType::LLang ? AngleToRadians(doc, r.value) : r.value;
-        const ValueSpec spec =
-            r.shared.empty() ? ValueSpec::Own(number, r.known) : ValueSpec::Shared(r.shared);
-        CRel* rel = nullptr;
-        switch (r.type)
-        {
-            case DocRelType::Fix:
-                rel = sketch.AddFix(r.id, r.nodes[0]);
-                break;
-            case DocRelType::PPdis:
-                rel = sketch.AddPPdis(r.id, r.nodes[0], r.nodes[1], spec);
-                break;
-            case DocRelType::PLdis:
-                rel = sketch.AddPLdis(r.id, r.nodes[0], r.nodes[1], spec);
-                break;
-            case DocRelType::LLdis:
-                rel = sketch.AddLLdis(r.id, r.nodes[0], r.nodes[1], spec);
-                break;
-            case DocRelType::LLang:
-                rel =
-                    sketch.AddLLang(r.id, r.nodes[0], r.nodes[1], spec, r.reverse[0], r.reverse[1]);
-                break;
-            case DocRelType::Rad:
-                rel = sketch.AddRad(r.id, r.nodes[0], r.nodes[1]);
-                break;
-        }
-        if (rel == nullptr)
-        {
-            return refuse(where);
-        }
-        if (!r.valueNode.empty() && !sketch.SetValueNode(r.id, r.valueNode))
-        {
-            return refuse(where + ".valueNode");
-        }
-    }
-    SnapshotAll(sketch, doc, built.numbers);
-    return true;
-}
-
-void UpdateDocFromSketch(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc)
-{
-    std::vector<double> now;
-    SnapshotAll(sketch, doc, now);
-    if (now.size() != built.numbers.size())
-    {
-        return;
-    }
-    // Exact comparison on purpose: only what the solver really moved gets new text.
-    size_t k = 0;
-    for (DocNode& n : doc.nodes)
-    {
-        const double* was = &built.numbers[k];
-        const double* is = &now[k];
-        k += 4;
-        if (std::equal(was, was + 4, is))
-        {
-            continue;
-        }
-        n.x = is[0];
-        n.y = is[1];
-        if (n.type == DocNodeType::Line)
-        {
-            n.dx = is[2];
-            n.dy = is[3];
-        }
-        else if (n.type == DocNodeType::Circle)
-        {
-            n.radius = is[3] != was[3] ? is[3] : is[2];
-        }
-    }
-    for (DocValue& v : doc.values)
-    {
-        if (now[k] != built.numbers[k])
-        {
-            bool angle = false;
-            for (const DocRelation& r : doc.relations)
-            {
-                angle = angle || (r.shared == v.id && r.type == DocRelType::LLang);
-            }
-            v.value = angle ? AngleFromRadians(doc, now[k]) : now[k];
-        }
-        ++k;
-    }
-    for (DocRelation& r : doc.relations)
-    {
-        if (r.hasValue && now[k] != built.numbers[k])
-        {
-            r.value = r.type == DocRelType::LLang ? AngleFromRadians(doc, now[k]) : now[k];
-        }
-        ++k;
-    }
-    // Circles are not moved by the solver; this host keeps each on its centre point.
-    for (const DocRelation& r : doc.relations)
-    {
-        if (r.type != DocRelType::Rad)
-        {
-            continue;
-        }
-        const int p = doc.FindNode(r.nodes[0]);
-        const int c = doc.FindNode(r.nodes[1]);
-        doc.nodes[c].x = doc.nodes[p].x;
-        doc.nodes[c].y = doc.nodes[p].y;
-    }
-    built.numbers.swap(now);
 }
 
 } // namespace qsolver::host

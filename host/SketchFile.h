@@ -1,6 +1,6 @@
 // Sketch files: the JSON text a person writes and qsketch reads and writes back. The file is
 // parsed into a plain document that remembers every id, order, number and optional field, so
-// writing it again gives the same text; nothing here knows the solver.
+// writing it again gives the same text. BuildSketch and UpdateDocFromSketch join it to Sketch.
 #pragma once
 
 #include <string>

@@ -158,8 +158,17 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
     into["unseeded"] = result.unseeded;
     into["verdict"] = VerdictKey(result.verdict);
     into["verdictText"] = qsolver::host::VerdictText(result.verdict);
+    // The stripped nodes include the undetermined ones; the text names each node once.
+    std::vector<std::string> placed;
+    for (const std::string& id : result.stripped)
+    {
+        if (std::find(result.unseeded.begin(), result.unseeded.end(), id) == result.unseeded.end())
+        {
+            placed.push_back(id);
+        }
+    }
     report.Line("placed one at a time by their neighbours: " +
-                (result.stripped.empty() ? std::string("none") : JoinIds(result.stripped)));
+                (placed.empty() ? std::string("none") : JoinIds(placed)));
     if (!result.unseeded.empty())
     {
         report.Line("left undetermined: " + JoinIds(result.unseeded));
