@@ -98,6 +98,25 @@ double Residual(CRel* rel)
     return 0.0;
 }
 
+// Whether two node states differ only in the last bits of their numbers (a direction normalised
+// once more).
+bool LastBitsOnly(const std::vector<uint64_t>& a, const std::vector<uint64_t>& b)
+{
+    if (a.size() != b.size())
+    {
+        return false;
+    }
+    for (size_t i = 0; i < a.size(); ++i)
+    {
+        const uint64_t d = a[i] > b[i] ? a[i] - b[i] : b[i] - a[i];
+        if (d > 8)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Parallel(CRel* rel)
 {
     const VECTOR& d1 = static_cast<CMathline*>(rel->m_pNode1)->m_Line.m_Direction;
@@ -412,7 +431,13 @@ Outcome RunCase(const Case& c, const Case* between)
     }
     for (const std::string& id : fixed)
     {
-        if (NodeBits(before, sketch, id) != NodeBits(after, sketch, id) && out.fault.empty())
+        const std::vector<uint64_t> was = NodeBits(before, sketch, id);
+        const std::vector<uint64_t> is = NodeBits(after, sketch, id);
+        if (was != is && out.fault.empty() && *out.known == '\0' && LastBitsOnly(was, is))
+        {
+            out.known = kFixedLineRenormalised;
+        }
+        else if (was != is && out.fault.empty())
         {
             out.fault = "fixed node " + id + " moved";
         }

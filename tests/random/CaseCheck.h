@@ -42,7 +42,8 @@ struct Outcome
 /// - lines placed by a chain of angles keep their directions;
 /// - a relation sharing the changed value in a rigid part keeps the old value;
 /// - the new value is not finite, or too large to square;
-/// - and, whatever the cause, nothing moved at all.
+/// - and, whatever the cause, nothing moved at all;
+/// and a fixed line's direction is normalised again, changing its last bits.
 constexpr const char* kZeroDistanceNeverOpens = "a zero distance stays zero after a drive";
 constexpr const char* kSelfRelationReportedSolved = "a relation of a node with itself 'holds'";
 constexpr const char* kNegativeDistanceReportedSolved = "a negative distance 'holds'";
@@ -54,6 +55,7 @@ constexpr const char* kSharedValueNotFollowed =
     "a relation sharing the changed value keeps the old";
 constexpr const char* kOutOfRangeValueTaken = "a non-finite or overflowing value is taken";
 constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves nothing";
+constexpr const char* kFixedLineRenormalised = "a fixed line's direction is normalised again";
 
 /// Tolerance for relations after a successful drive.
 constexpr double kHoldTolerance = 1e-6;

@@ -182,6 +182,24 @@ TEST(DriveRegression, DISABLED_RelationSharingTheChangedValueInARigidPartKeepsTh
     EXPECT_TRUE(HoldsOrRestored(s, before, r));
 }
 
+TEST(DriveRegression, DISABLED_FixedLineDirectionChangesInItsLastBitsInADrive)
+{
+    // (1, 1) normalised once gives 0.70710678118654746 per component; normalising that again
+    // gives 0.70710678118654757.
+    Sketch s;
+    s.AddLine("base", 0, 0, 1, 1);
+    s.AddPoint("B", 3, 3);
+    s.AddFix("fixBase", "base");
+    s.AddPLdis("bOnBase", "B", "base", ValueSpec::Own(0));
+    ASSERT_TRUE(s.Analyse().IsOk());
+    const Snapshot before = Snap(s);
+
+    const DriveResult r = s.Drive({{"bOnBase", 0.01}});
+
+    ASSERT_TRUE(r.IsOk());
+    EXPECT_TRUE(SameBits(before, Snap(s), "base"));
+}
+
 // The file reader refuses these; a host that calls the layer directly gets no such check.
 TEST(DriveRegression, DISABLED_HostTakesARelationOfAPointWithItself)
 {
