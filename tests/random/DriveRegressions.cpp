@@ -200,6 +200,27 @@ TEST(DriveRegression, DISABLED_FixedLineDirectionChangesInItsLastBitsInADrive)
     EXPECT_TRUE(SameBits(before, Snap(s), "base"));
 }
 
+TEST(DriveRegression, DISABLED_NearlyFlatTriangleMissesADistanceByMicrons)
+{
+    // P1, P3, P2 lie almost on one line: P3 sits where two nearly tangent circles meet.
+    Sketch s;
+    s.AddPoint("P0", -4, -5.587358694916491);
+    s.AddPoint("P1", -4.033127423528609, -6.4794709665790675);
+    s.AddPoint("P2", -4, 1.3947270066427713);
+    s.AddPoint("P3", -4, 1.0060417688540042);
+    s.AddPPdis("r0", "P3", "P2", ValueSpec::Own(0.38868523778876707));
+    s.AddPPdis("r1", "P1", "P2", ValueSpec::Own(7.874267657863845));
+    s.AddPPdis("r2", "P1", "P0", ValueSpec::Own(0.892727131569668));
+    s.AddPPdis("r3", "P3", "P1", ValueSpec::Own(7.485586038415453));
+    ASSERT_TRUE(AllHold(s, 1e-9));
+    ASSERT_TRUE(s.Analyse().IsOk());
+    const Snapshot before = Snap(s);
+
+    const DriveResult r = s.Drive({{"r2", 0.797034382867309}});
+
+    EXPECT_TRUE(HoldsOrRestored(s, before, r));
+}
+
 // The file reader refuses these; a host that calls the layer directly gets no such check.
 TEST(DriveRegression, DISABLED_HostTakesARelationOfAPointWithItself)
 {
