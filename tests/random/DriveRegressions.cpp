@@ -221,6 +221,26 @@ TEST(DriveRegression, DISABLED_NearlyFlatTriangleMissesADistanceByMicrons)
     EXPECT_TRUE(HoldsOrRestored(s, before, r));
 }
 
+TEST(DriveRegression, DISABLED_SecondUnknownAngleBetweenTheSameLinesLosesADistance)
+{
+    // Without the unknown angle r3 the same drive holds every relation.
+    Sketch s;
+    s.AddPoint("P0", 2.4936458935424266, 2.3056070299771907);
+    s.AddLine("L0", 3, 1, -0.7071067811865477, -0.7071067811865475);
+    s.AddLine("L1", 4.449768799141475, -2.749038987652847, 0.8533680975315464, -0.5213088241296027);
+    s.AddFix("r0", "P0");
+    s.AddLLang("r1", "L0", "L1", ValueSpec::Own(1.8078105409158634), false, true);
+    s.AddPLdis("r2", "P0", "L1", ValueSpec::Own(3.2937295239895317));
+    s.AddLLang("r3", "L1", "L0", ValueSpec::Own(4.475374766263723, false));
+    s.AddPLdis("r4", "P0", "L0", ValueSpec::Own(1.281250006819505));
+    ASSERT_TRUE(s.Analyse().IsOk());
+    const Snapshot before = Snap(s);
+
+    const DriveResult r = s.Drive({{"r1", 1.5906966297632852}});
+
+    EXPECT_TRUE(HoldsOrRestored(s, before, r));
+}
+
 // The file reader refuses these; a host that calls the layer directly gets no such check.
 TEST(DriveRegression, DISABLED_HostTakesARelationOfAPointWithItself)
 {
