@@ -57,6 +57,19 @@ constexpr const char* kOutOfRangeValueTaken = "a non-finite or overflowing value
 constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves nothing";
 constexpr const char* kFixedLineRenormalised = "a fixed line's direction is normalised again";
 
+/// Whether AddressSanitizer instruments this build: the tests then run fewer cases.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitizedBuild = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitizedBuild = true;
+#else
+constexpr bool kSanitizedBuild = false;
+#endif
+#else
+constexpr bool kSanitizedBuild = false;
+#endif
+
 /// Tolerance for relations after a successful drive.
 constexpr double kHoldTolerance = 1e-6;
 
