@@ -32,6 +32,11 @@ CNode* ChooseFirstBaseNode()
         CNode* ends[2] = {rel->m_pNode1, rel->m_pNode2};
         for (CNode* end : ends)
         {
+            // A node cannot count more relations than it has: skip the walk when it cannot win.
+            if (end->m_RelList.GetCount() <= bestCount)
+            {
+                continue;
+            }
             const int count = end->GetUnusedKnownRelNum();
             if (count > bestCount)
             {
@@ -58,6 +63,10 @@ CNode* ChooseSecondBaseNode(CNode* first)
             continue;
         }
         CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
+        if (candidate->m_RelList.GetCount() <= bestCount)
+        {
+            continue;
+        }
         const int count = candidate->GetUnusedKnownRelNum();
         if (count > bestCount)
         {
