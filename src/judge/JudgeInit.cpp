@@ -82,7 +82,7 @@ void RemoveUsedRelations(CRelList& chain)
     }
 }
 
-// Whether the node has at most two unused relations that place it; fills nothing lasting.
+// Whether the node goes: fewer than two unused relations, or two that place it legally.
 bool IsStrippable(CNode* node, CRelList& scratch)
 {
     const int unused = node->GetUnusedRelSel(scratch);
