@@ -181,6 +181,10 @@ CMathcir* Sketch::AddCircle(const std::string& id, double cx, double cy, double 
         return nullptr;
     }
     CMathcir* circle = new CMathcir(XYZ(cx, cy, 0.0), radius);
+    if (circle->m_pRadiusVal != nullptr)
+    {
+        m_radiusValues.push_back(circle->m_pRadiusVal);
+    }
     m_nodes.AddTail(circle);
     m_nodeIds.push_back(id);
     m_nodeById[id] = circle;
@@ -255,8 +259,13 @@ CVal* Sketch::ResolveValue(const std::string& relId, const ValueSpec& value)
     return val;
 }
 
-CRel* Sketch::Register(const std::string& id, CRel* rel)
+CRel* Sketch::Register(const std::string& id, CRel* rel, bool ownValue)
 {
+    // A value a relation made for itself is held by no other object of ours.
+    if (ownValue && rel->m_pVal != nullptr)
+    {
+        m_ownValues.push_back(rel->m_pVal);
+    }
     rel->m_pNode1->AddRel(rel);
     if (rel->m_pNode2 != nullptr)
     {
@@ -304,7 +313,7 @@ CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const s
     }
     if (value.shared.empty())
     {
-        return Register(id, new CPPdis(a, b, value.value, value.known ? 1 : 0));
+        return Register(id, new CPPdis(a, b, value.value, value.known ? 1 : 0), true);
     }
     CVal* val = ResolveValue(id, value);
     return val != nullptr ? Register(id, new CPPdis(a, b, val)) : nullptr;
@@ -331,7 +340,7 @@ CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const st
     }
     if (value.shared.empty())
     {
-        return Register(id, new CPLdis(p, l, value.value, value.known ? 1 : 0));
+        return Register(id, new CPLdis(p, l, value.value, value.known ? 1 : 0), true);
     }
     CVal* val = ResolveValue(id, value);
     return val != nullptr ? Register(id, new CPLdis(p, l, val)) : nullptr;
@@ -358,7 +367,7 @@ CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const st
     }
     if (value.shared.empty())
     {
-        return Register(id, new CLLdis(a, b, value.value, value.known ? 1 : 0));
+        return Register(id, new CLLdis(a, b, value.value, value.known ? 1 : 0), true);
     }
     CVal* val = ResolveValue(id, value);
     return val != nullptr ? Register(id, new CLLdis(a, b, val)) : nullptr;
@@ -405,7 +414,7 @@ CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const st
     }
     rel->m_bReverse1 = reverse1 ? 1 : 0;
     rel->m_bReverse2 = reverse2 ? 1 : 0;
-    return Register(id, rel);
+    return Register(id, rel, value.shared.empty());
 }
 
 CRel* Sketch::AddRad(const std::string& id, const std::string& node, const std::string& circle)
@@ -462,6 +471,15 @@ void Sketch::ReleaseRelation(CRel* rel)
         }
     }
     RemoveFromList(rel, g_sktDriveRelChain);
+    if (rel->m_pVal != nullptr)
+    {
+        // Its own value goes with it.
+        auto own = std::find(m_ownValues.begin(), m_ownValues.end(), rel->m_pVal);
+        if (own != m_ownValues.end())
+        {
+            m_ownValues.erase(own);
+        }
+    }
     delete rel;
 }
 
@@ -505,6 +523,15 @@ bool Sketch::RemoveNode(const std::string& id)
     EraseId(m_nodeIds, id);
     m_nodeById.erase(id);
     m_idOf.erase(node);
+    if (node->GetType() == SKT_NODE_CIRCLE)
+    {
+        auto radius = std::find(m_radiusValues.begin(), m_radiusValues.end(),
+                                static_cast<CMathcir*>(node)->m_pRadiusVal);
+        if (radius != m_radiusValues.end())
+        {
+            m_radiusValues.erase(radius);
+        }
+    }
     delete node;
     return true;
 }
@@ -554,7 +581,33 @@ const std::string& Sketch::IdOf(const void* object) const
     return it != m_idOf.end() ? it->second : kNoId;
 }
 
+// Named values, circle radii, then the relations' own values: each group in creation order,
+// and no value in two groups, so the list has each value once.
+template <class F> void Sketch::ForEachValue(F&& f) const
+{
+    for (CVal* val : m_values)
+    {
+        f(val);
+    }
+    for (CVal* val : m_radiusValues)
+    {
+        f(val);
+    }
+    for (CVal* val : m_ownValues)
+    {
+        f(val);
+    }
+}
+
 std::vector<CVal*> Sketch::AllValues() const
+{
+    std::vector<CVal*> all;
+    all.reserve(m_values.size() + m_radiusValues.size() + m_ownValues.size());
+    ForEachValue([&](CVal* val) { all.push_back(val); });
+    return all;
+}
+
+std::vector<CVal*> Sketch::AllValuesByWalk() const
 {
     std::vector<CVal*> all;
     std::unordered_set<CVal*> seen;
@@ -593,11 +646,12 @@ void Sketch::BackupAll()
     {
         m_nodes.GetNext(pos)->BackupNode();
     }
-    for (CVal* val : AllValues())
-    {
-        val->BackupValue();
-        val->BackupKnownFlag();
-    }
+    ForEachValue(
+        [](CVal* val)
+        {
+            val->BackupValue();
+            val->BackupKnownFlag();
+        });
 }
 
 void Sketch::RestoreAll()
@@ -607,11 +661,12 @@ void Sketch::RestoreAll()
     {
         m_nodes.GetNext(pos)->RestoreNode();
     }
-    for (CVal* val : AllValues())
-    {
-        val->RestoreValue();
-        val->RestoreKnownFlag();
-    }
+    ForEachValue(
+        [](CVal* val)
+        {
+            val->RestoreValue();
+            val->RestoreKnownFlag();
+        });
 }
 
 } // namespace qsolver::host

@@ -143,6 +143,8 @@ public:
     /// Every value object the sketch reaches, once each: named values, circle radii, then the
     /// relations' own values, each group in creation order.
     std::vector<CVal*> AllValues() const;
+    /// The same list as AllValues, found by walking the nodes and relations; for tests.
+    std::vector<CVal*> AllValuesByWalk() const;
 
     // ---- Backups (what the host restores after a pass)
     /// Backs up every node's geometry and every value's number and known flag.
@@ -172,13 +174,19 @@ private:
     CNode* NodeOfType(const std::string& relId, const std::string& nodeId, int type,
                       const char* what);
     CVal* ResolveValue(const std::string& relId, const ValueSpec& value);
-    CRel* Register(const std::string& id, CRel* rel);
+    CRel* Register(const std::string& id, CRel* rel, bool ownValue = false);
     void ReleaseRelation(CRel* rel);
+    template <class F> void ForEachValue(F&& f) const;
     bool Fail(const std::string& message);
 
     CNodeList m_nodes;
     CRelList m_rels;
     std::vector<CVal*> m_values;
+    // Kept as the objects are made, so that backups and AllValues need no search: the radius
+    // values of the circles in creation order, and the values that relations made for
+    // themselves (neither named nor a radius) in creation order.
+    std::vector<CVal*> m_radiusValues;
+    std::vector<CVal*> m_ownValues;
     std::vector<std::string> m_nodeIds;
     std::vector<std::string> m_relIds;
     std::vector<std::string> m_valueIds;

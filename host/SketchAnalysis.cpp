@@ -2,7 +2,9 @@
 // reads off the chains before the over-constraint test consumes the clusters.
 #include "Sketch.h"
 
-#include <unordered_set>
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace qsolver::host
 {
@@ -85,7 +87,8 @@ AnalysisResult Sketch::Analyse()
     g_sktClusterChain.AddTail(main);
     result.verdict = fixedOk != 0 ? SeedClusters() : Verdict::FixedContradiction;
 
-    std::unordered_set<CNode*> clustered;
+    // Sorted pointers answer "in a cluster?" and "left unseeded?" without a hash per node.
+    std::vector<CNode*> clustered;
     pos = g_sktClusterChain.GetHeadPosition();
     while (pos != nullptr)
     {
@@ -94,25 +97,32 @@ AnalysisResult Sketch::Analyse()
         POSITION nodePos = cluster->m_NodeList.GetHeadPosition();
         while (nodePos != nullptr)
         {
-            clustered.insert(cluster->m_NodeList.GetNext(nodePos));
+            clustered.push_back(cluster->m_NodeList.GetNext(nodePos));
         }
     }
-    std::unordered_set<CNode*> unseeded;
+    std::vector<CNode*> unseeded;
     pos = g_sktUndefinedNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
-        unseeded.insert(g_sktUndefinedNodeChain.GetNext(pos));
+        unseeded.push_back(g_sktUndefinedNodeChain.GetNext(pos));
     }
+    std::sort(clustered.begin(), clustered.end());
+    std::sort(unseeded.begin(), unseeded.end());
+    // The ids stand in the order of the node list.
+    const std::vector<std::string>& ids = NodeIds();
+    size_t index = 0;
     pos = m_nodes.GetHeadPosition();
     while (pos != nullptr)
     {
         CNode* node = m_nodes.GetNext(pos);
-        if (clustered.count(node) == 0)
+        const std::string& id = ids[index++];
+        if (!std::binary_search(clustered.begin(), clustered.end(), node))
         {
-            result.stripped.push_back(IdOf(node));
-            if (result.verdict == Verdict::Ok && unseeded.count(node) != 0)
+            result.stripped.push_back(id);
+            if (result.verdict == Verdict::Ok &&
+                std::binary_search(unseeded.begin(), unseeded.end(), node))
             {
-                result.unseeded.push_back(IdOf(node));
+                result.unseeded.push_back(id);
             }
         }
     }

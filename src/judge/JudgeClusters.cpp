@@ -7,6 +7,10 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 namespace
 {
 
@@ -15,10 +19,40 @@ int HasKnownValue(CRel* rel)
     return rel->m_pVal != nullptr && rel->m_pVal->IsKnown() ? 1 : 0;
 }
 
+// Counts of unused known relations met during one read-only walk of the relation chain. A node
+// ends several relations that usually stand close together in the chain, so a small table
+// keyed by the node's address saves most of the repeated counting.
+class UnusedKnownCounts
+{
+public:
+    UnusedKnownCounts() : m_Slots(kSlots) {}
+
+    int Of(CNode* node)
+    {
+        Slot& slot = m_Slots[(reinterpret_cast<std::uintptr_t>(node) >> 4) % kSlots];
+        if (slot.node != node)
+        {
+            slot.node = node;
+            slot.count = node->GetUnusedKnownRelNum();
+        }
+        return slot.count;
+    }
+
+private:
+    static constexpr std::size_t kSlots = 509;
+    struct Slot
+    {
+        CNode* node = nullptr;
+        int count = 0;
+    };
+    std::vector<Slot> m_Slots;
+};
+
 // The first base node: an end of a known-valued relation with the most unused known relations.
 // Strictly greater replaces, so the earliest relation and, within it, the first node win ties.
 CNode* ChooseFirstBaseNode()
 {
+    UnusedKnownCounts counts;
     CNode* best = nullptr;
     int bestCount = -1;
     POSITION pos = g_sktRelChain.GetHeadPosition();
@@ -32,7 +66,12 @@ CNode* ChooseFirstBaseNode()
         CNode* ends[2] = {rel->m_pNode1, rel->m_pNode2};
         for (CNode* end : ends)
         {
-            const int count = end->GetUnusedKnownRelNum();
+            // A node cannot count more relations than it has: skip the walk when it cannot win.
+            if (end->m_RelList.GetCount() <= bestCount)
+            {
+                continue;
+            }
+            const int count = counts.Of(end);
             if (count > bestCount)
             {
                 bestCount = count;
@@ -58,6 +97,10 @@ CNode* ChooseSecondBaseNode(CNode* first)
             continue;
         }
         CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
+        if (candidate->m_RelList.GetCount() <= bestCount)
+        {
+            continue;
+        }
         const int count = candidate->GetUnusedKnownRelNum();
         if (count > bestCount)
         {

@@ -2,10 +2,17 @@
 // nodes that at most two relations place, and handing the sketch back unchanged at the end.
 #include "judge/Judge.h"
 
+#include "judge/JudgeInternal.h"
+
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+
+#include <algorithm>
+#include <functional>
+#include <unordered_map>
+#include <vector>
 
 namespace
 {
@@ -75,6 +82,23 @@ void RemoveUsedRelations(CRelList& chain)
     }
 }
 
+// Whether the node goes: fewer than two unused relations, or two that place it legally.
+bool IsStrippable(CNode* node, CRelList& scratch)
+{
+    const int unused = node->GetUnusedRelSel(scratch);
+    bool strip = false;
+    if (unused < 2)
+    {
+        strip = true;
+    }
+    else if (unused == 2)
+    {
+        strip = IsPlacedByTwoRelations(node, scratch.GetHead(), scratch.GetTail()) != 0;
+    }
+    scratch.RemoveAll();
+    return strip;
+}
+
 // One walk over the undefined chain; returns whether any node was stripped.
 bool StripSweep(CRelList& scratch)
 {
@@ -89,20 +113,7 @@ bool StripSweep(CRelList& scratch)
         {
             continue;
         }
-
-        const int unused = node->GetUnusedRelSel(scratch);
-        bool strip = false;
-        if (unused < 2)
-        {
-            strip = true;
-        }
-        else if (unused == 2)
-        {
-            strip = IsPlacedByTwoRelations(node, scratch.GetHead(), scratch.GetTail()) != 0;
-        }
-        scratch.RemoveAll();
-
-        if (strip)
+        if (IsStrippable(node, scratch))
         {
             changed = true;
             MarkAllRelationsUsed(node);
@@ -112,9 +123,184 @@ bool StripSweep(CRelList& scratch)
     return changed;
 }
 
-} // namespace
+void StripBySweeps()
+{
+    // Each sweep that goes on has stripped at least one node, so the loop ends.
+    CRelList scratch(10);
+    while (!g_sktUndefinedNodeChain.IsEmpty())
+    {
+        if (!StripSweep(scratch))
+        {
+            break;
+        }
+        RemoveUsedRelations(g_sktRelChain);
+    }
+}
 
-void sktInitJudge(CNodeList& nodes, CRelList& rels)
+// The sweeps above, visiting only what can have changed. Whether a node is stripped depends
+// only on its unused relations (with both tried as known, the geometry decides the rest), and
+// they change only when a neighbour is stripped. So a node is looked at again only after a
+// neighbour went: later in the same walk when it stands behind that neighbour in the chain,
+// in the next walk when it stands before. Nodes are taken in chain order within each walk, so
+// the strips and legality tests happen in the order of the plain sweeps.
+class StripWorklist
+{
+public:
+    // False when the sweeps cannot be followed this way (a node listed twice, or a relation in
+    // the list of a node that is not one of its ends); nothing is changed then.
+    bool Load()
+    {
+        const size_t n = static_cast<size_t>(g_sktUndefinedNodeChain.GetCount());
+        m_Nodes.reserve(n);
+        m_Positions.reserve(n);
+        m_IndexOf.reserve(n);
+        POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            const POSITION at = pos;
+            CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+            if (!m_IndexOf.emplace(node, static_cast<int>(m_Nodes.size())).second)
+            {
+                return false;
+            }
+            m_Nodes.push_back(node);
+            m_Positions.push_back(at);
+        }
+        m_State.assign(n, kAlive);
+        for (size_t i = 0; i < n; ++i)
+        {
+            CNode* node = m_Nodes[i];
+            // Fixed and reference nodes stay whatever their neighbours do.
+            bool keep = node->IsRefObject() != 0;
+            POSITION relPos = node->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
+            {
+                CRel* rel = node->m_RelList.GetNext(relPos);
+                if (rel->m_pNode1 != node && rel->m_pNode2 != node)
+                {
+                    return false;
+                }
+                keep = keep || rel->GetType() == SKT_REL_FIX;
+            }
+            if (keep)
+            {
+                m_State[i] = kKept;
+            }
+            else
+            {
+                m_State[i] |= kInCurrent;
+                m_Current.push_back(static_cast<int>(i));
+            }
+        }
+        return true;
+    }
+
+    void Run()
+    {
+        CRelList scratch(10);
+        bool stripped = false;
+        // m_Current starts in chain order, which is already a min-heap.
+        while (!m_Current.empty())
+        {
+            while (!m_Current.empty())
+            {
+                std::pop_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
+                const int i = m_Current.back();
+                m_Current.pop_back();
+                m_State[static_cast<size_t>(i)] &= static_cast<unsigned char>(~kInCurrent);
+                if ((m_State[static_cast<size_t>(i)] & kAlive) != 0 &&
+                    IsStrippable(m_Nodes[static_cast<size_t>(i)], scratch))
+                {
+                    Strip(i);
+                    stripped = true;
+                }
+            }
+            for (int j : m_Next)
+            {
+                m_State[static_cast<size_t>(j)] &= static_cast<unsigned char>(~kInNext);
+                m_State[static_cast<size_t>(j)] |= kInCurrent;
+            }
+            m_Current.swap(m_Next);
+            m_Next.clear();
+            std::make_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
+        }
+        if (stripped)
+        {
+            RemoveUsedRelations(g_sktRelChain);
+        }
+    }
+
+private:
+    enum : unsigned char
+    {
+        kAlive = 1,
+        kKept = 2,
+        kInCurrent = 4,
+        kInNext = 8,
+    };
+
+    void Strip(int i)
+    {
+        CNode* node = m_Nodes[static_cast<size_t>(i)];
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = node->m_RelList.GetNext(pos);
+            const bool changed = !rel->IsUsed();
+            rel->SetUsed();
+            if (changed)
+            {
+                Touch(rel->m_pNode1, i);
+                Touch(rel->m_pNode2, i);
+            }
+        }
+        g_sktUndefinedNodeChain.RemoveAt(m_Positions[static_cast<size_t>(i)]);
+        m_State[static_cast<size_t>(i)] = 0;
+    }
+
+    // A neighbour of node `from` lost an unused relation: queue it for this walk or the next.
+    void Touch(CNode* node, int from)
+    {
+        if (node == nullptr)
+        {
+            return;
+        }
+        auto it = m_IndexOf.find(node);
+        if (it == m_IndexOf.end())
+        {
+            return;
+        }
+        const int j = it->second;
+        unsigned char& state = m_State[static_cast<size_t>(j)];
+        if ((state & kAlive) == 0 || (state & kKept) != 0 || j == from)
+        {
+            return;
+        }
+        if (j > from)
+        {
+            if ((state & kInCurrent) == 0)
+            {
+                state |= kInCurrent;
+                m_Current.push_back(j);
+                std::push_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
+            }
+        }
+        else if ((state & kInNext) == 0)
+        {
+            state |= kInNext;
+            m_Next.push_back(j);
+        }
+    }
+
+    std::vector<CNode*> m_Nodes;
+    std::vector<POSITION> m_Positions;
+    std::unordered_map<CNode*, int> m_IndexOf;
+    std::vector<unsigned char> m_State;
+    std::vector<int> m_Current;
+    std::vector<int> m_Next;
+};
+
+void LoadChains(CNodeList& nodes, CRelList& rels)
 {
     g_sktGoodNodeChain.RemoveAll();
     g_sktKnownNodeChain.RemoveAll();
@@ -142,17 +328,28 @@ void sktInitJudge(CNodeList& nodes, CRelList& rels)
             g_sktRelChain.AddTail(rel);
         }
     }
+}
 
-    // Each sweep that goes on has stripped at least one node, so the loop ends.
-    CRelList scratch(10);
-    while (!g_sktUndefinedNodeChain.IsEmpty())
+} // namespace
+
+void sktInitJudge(CNodeList& nodes, CRelList& rels)
+{
+    LoadChains(nodes, rels);
+    StripWorklist worklist;
+    if (worklist.Load())
     {
-        if (!StripSweep(scratch))
-        {
-            break;
-        }
-        RemoveUsedRelations(g_sktRelChain);
+        worklist.Run();
     }
+    else
+    {
+        StripBySweeps();
+    }
+}
+
+void sktInitJudgePlain(CNodeList& nodes, CRelList& rels)
+{
+    LoadChains(nodes, rels);
+    StripBySweeps();
 }
 
 void sktFinishJudge(CRelList& rels)

@@ -20,3 +20,6 @@ int sktGetAngleSurplus(CCluster* cluster);
 /// 1 when point-line distances between clusters whose relative rotation is settled fix a
 /// translation twice (a third direction, or a cycle of distances along one direction).
 int sktIsTranslationOverConstrained(CClusterList& clusters);
+
+/// sktInitJudge with the stripping done as plain sweeps over the whole chain, as a reference.
+void sktInitJudgePlain(CNodeList& nodes, CRelList& rels);

@@ -63,37 +63,36 @@ bool SettlesRotation(double angle)
            std::fabs(angle - 3.0 * halfPi) <= kSettledAngleTol;
 }
 
-bool Holds(const Clusters& c, CRel* rel, int cluster)
+// Marks every cluster that shares a settling angle with p: one walk over p's relations instead
+// of one per cluster asked about. Returns the marked clusters so the marks can be cleared.
+std::vector<int> MarkSettlingAngleSharers(const Clusters& c, int p, std::vector<char>& marks)
 {
-    auto it = c.holders.find(rel);
-    if (it == c.holders.end())
-    {
-        return false;
-    }
-    for (int index : it->second)
-    {
-        if (index == cluster)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool SharesSettlingAngle(const Clusters& c, int p, int d)
-{
+    std::vector<int> marked;
     CRelList& rels = c.all[static_cast<size_t>(p)]->m_RelList;
     POSITION pos = rels.GetHeadPosition();
     while (pos != nullptr)
     {
         CRel* rel = rels.GetNext(pos);
-        if (rel->GetType() == SKT_REL_LLANG && rel->m_pVal != nullptr &&
-            SettlesRotation(rel->m_pVal->m_dValue) && Holds(c, rel, d))
+        if (rel->GetType() != SKT_REL_LLANG || rel->m_pVal == nullptr ||
+            !SettlesRotation(rel->m_pVal->m_dValue))
         {
-            return true;
+            continue;
+        }
+        auto it = c.holders.find(rel);
+        if (it == c.holders.end())
+        {
+            continue;
+        }
+        for (int d : it->second)
+        {
+            if (marks[static_cast<size_t>(d)] == 0)
+            {
+                marks[static_cast<size_t>(d)] = 1;
+                marked.push_back(d);
+            }
         }
     }
-    return false;
+    return marked;
 }
 
 // The line of a point-line distance as the host last saw it; the live line stands in when the
@@ -286,13 +285,20 @@ int sktIsTranslationOverConstrained(CClusterList& list)
         w.push_back(static_cast<int>(i));
     }
     std::vector<int> slotOf(c.all.size(), -1);
+    std::vector<char> sharesAngle(c.all.size(), 0);
+    std::vector<char> dirFixed(c.all.size(), 0);
+    for (size_t i = 0; i < c.all.size(); ++i)
+    {
+        dirFixed[i] = HoldsDirFixedLine(c.all[i]) ? 1 : 0;
+    }
 
     size_t at = 0;
     while (at < w.size())
     {
         const int p = w[at];
-        CCluster* cp = c.all[static_cast<size_t>(p)];
-        const bool pHoldsDirFixed = HoldsDirFixedLine(cp);
+        const bool pHoldsDirFixed = dirFixed[static_cast<size_t>(p)] != 0;
+        const std::vector<int> sharers =
+            pHoldsDirFixed ? std::vector<int>() : MarkSettlingAngleSharers(c, p, sharesAngle);
 
         // The rotation group of P: clusters that cannot turn against it.
         std::vector<int> group;
@@ -306,12 +312,17 @@ int sktIsTranslationOverConstrained(CClusterList& list)
             }
             else if (cd->GetFreeNum() == 3)
             {
-                take = pHoldsDirFixed ? HoldsDirFixedLine(cd) : SharesSettlingAngle(c, p, d);
+                take = pHoldsDirFixed ? dirFixed[static_cast<size_t>(d)] != 0
+                                      : sharesAngle[static_cast<size_t>(d)] != 0;
             }
             if (take)
             {
                 group.push_back(d);
             }
+        }
+        for (int d : sharers)
+        {
+            sharesAngle[static_cast<size_t>(d)] = 0;
         }
 
         // Clusters that can turn leave W once they have a group; those that cannot stay,

@@ -185,4 +185,44 @@ TEST(HostSketch, BackupAllAndRestoreAllRoundTrip)
     EXPECT_FALSE(sketch.FindRelation("d")->m_pVal->IsKnown());
 }
 
+// The values kept as they are made must be the ones a walk over nodes and relations finds, in
+// the same order, however the sketch was edited.
+TEST(HostSketch, AllValuesMatchesTheWalkAfterEdits)
+{
+    Sketch sketch;
+    sketch.AddPoint("A", 0, 0);
+    sketch.AddPoint("B", 1, 0);
+    sketch.AddPoint("P", 2, 2);
+    sketch.AddLine("L1", 0, 1, 1, 0);
+    sketch.AddLine("L2", 0, 3, 1, 0);
+    sketch.AddCircle("C", 0, 0, 3);
+    sketch.AddValue("v", 2, false);
+    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(1));
+    sketch.AddCircle("D", 4, 0, 1);
+    sketch.AddRad("r", "B", "C");
+    sketch.AddPLdis("pl", "P", "L1", ValueSpec::Shared("v"));
+    sketch.AddLLang("an", "L1", "L2", ValueSpec::Own(0));
+    sketch.AddLLang("as", "L2", "L1", ValueSpec::Shared("v"));
+    sketch.AddLLdis("ll", "L1", "L2", ValueSpec::Own(2));
+    sketch.AddFix("f", "A");
+    sketch.AddValue("w", 1, true);
+    const auto check = [&](const char* step)
+    {
+        SCOPED_TRACE(step);
+        EXPECT_EQ(sketch.AllValues(), sketch.AllValuesByWalk());
+    };
+
+    check("built");
+    ASSERT_TRUE(sketch.RemoveRelation("an"));
+    check("own value removed");
+    ASSERT_TRUE(sketch.RemoveRelation("r"));
+    check("radius relation removed");
+    ASSERT_TRUE(sketch.RemoveNode("C"));
+    check("circle removed");
+    ASSERT_TRUE(sketch.RemoveNode("L2"));
+    check("line with own and shared values removed");
+    sketch.AddPPdis("pb", "P", "B", ValueSpec::Own(3));
+    check("added after removals");
+}
+
 } // namespace

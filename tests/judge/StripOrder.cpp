@@ -1,0 +1,292 @@
+// The stripping of sktInitJudge keeps the order and result of plain sweeps over the whole chain:
+// random sketches are opened both ways and every chain, state, free number and flag must agree.
+#include "QsolverInternal.h"
+#include "judge/JudgeInternal.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace
+{
+
+// Random points and lines, some coincident or parallel so that legality tests fail, joined by
+// random relations (some sharing unknown values), with a few fixed and reference nodes, and a
+// zigzag strip that the sweeps take apart one node per walk from its far end.
+class RandomSketch
+{
+public:
+    explicit RandomSketch(unsigned seed)
+    {
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<double> coord(-10.0, 10.0);
+        const int count = 4 + static_cast<int>(rng() % 30);
+        for (int i = 0; i < count; ++i)
+        {
+            const unsigned kind = rng() % 8;
+            if (kind < 2 && !nodes.empty())
+            {
+                // A copy of an earlier node's geometry: coincident points, parallel lines.
+                CNode* like = nodes[rng() % nodes.size()].get();
+                if (like->GetType() == SKT_NODE_POINT)
+                {
+                    const XYZ& p = static_cast<CVert*>(like)->m_Pos;
+                    nodes.push_back(std::make_unique<CVert>(p.x, p.y, 0.0));
+                }
+                else
+                {
+                    auto line = std::make_unique<CMathline>();
+                    const MATHLINE& l = static_cast<CMathline*>(like)->m_Line;
+                    line->m_Line.Set(XYZ(coord(rng), coord(rng), 0.0), l.GetDirection());
+                    nodes.push_back(std::move(line));
+                }
+            }
+            else if (kind < 4)
+            {
+                auto line = std::make_unique<CMathline>();
+                line->m_Line.Set(XYZ(coord(rng), coord(rng), 0.0),
+                                 VECTOR(1.0 + coord(rng), coord(rng), 0.0));
+                line->m_bDirFixed = rng() % 5 == 0 ? 1 : 0;
+                nodes.push_back(std::move(line));
+            }
+            else
+            {
+                nodes.push_back(std::make_unique<CVert>(coord(rng), coord(rng), 0.0));
+            }
+        }
+        std::vector<CVal*> shared;
+        const int relCount = static_cast<int>(rng() % (2 * count + 1));
+        for (int i = 0; i < relCount; ++i)
+        {
+            CNode* a = nodes[rng() % nodes.size()].get();
+            CNode* b = nodes[rng() % nodes.size()].get();
+            if (a != b)
+            {
+                Relate(a, b, rng, shared);
+            }
+        }
+        // A strip: each new point at distances from the two before it.
+        const size_t stripStart = nodes.size();
+        const int strip = static_cast<int>(rng() % 12);
+        for (int i = 0; i < strip; ++i)
+        {
+            nodes.push_back(std::make_unique<CVert>(i, (i % 2) * 1.5, 0.0));
+            const size_t at = nodes.size() - 1;
+            for (size_t back = 1; back <= 2 && at >= stripStart + back; ++back)
+            {
+                Relate(nodes[at].get(), nodes[at - back].get(), rng, shared);
+            }
+        }
+        for (auto& n : nodes)
+        {
+            const unsigned mark = rng() % 12;
+            if (mark == 0)
+            {
+                rels.push_back(std::make_unique<CFix>(n.get()));
+                n->AddRel(rels.back().get());
+            }
+            else if (mark == 1)
+            {
+                refs.push_back(std::make_unique<int>(7));
+                n->m_pRefID = refs.back().get();
+            }
+        }
+        // The chain order is the host's order, not the order of creation.
+        std::vector<CNode*> order;
+        for (auto& n : nodes)
+        {
+            order.push_back(n.get());
+        }
+        std::shuffle(order.begin(), order.end(), rng);
+        for (CNode* n : order)
+        {
+            nodeList.AddTail(n);
+            n->BackupNode();
+        }
+        for (auto& r : rels)
+        {
+            relList.AddTail(r.get());
+            if (r->m_pVal != nullptr)
+            {
+                r->m_pVal->BackupKnownFlag();
+            }
+        }
+    }
+
+    ~RandomSketch()
+    {
+        for (auto& r : rels)
+        {
+            r->CutRelWithNode();
+        }
+        rels.clear();
+        for (auto& n : nodes)
+        {
+            n->m_pRefID = nullptr;
+        }
+    }
+
+    std::vector<std::unique_ptr<CNode>> nodes;
+    std::vector<std::unique_ptr<CRel>> rels;
+    std::vector<std::unique_ptr<int>> refs;
+    CNodeList nodeList;
+    CRelList relList;
+
+private:
+    void Relate(CNode* a, CNode* b, std::mt19937& rng, std::vector<CVal*>& shared)
+    {
+        const bool pa = a->GetType() == SKT_NODE_POINT;
+        const bool pb = b->GetType() == SKT_NODE_POINT;
+        const double value = static_cast<double>(rng() % 4);
+        const bool share = rng() % 5 == 0;
+        CVal* val = share && !shared.empty() ? shared[rng() % shared.size()] : nullptr;
+        const unsigned char known = rng() % 6 == 0 ? 0 : 1;
+        CRel* rel = nullptr;
+        if (pa && pb)
+        {
+            auto* va = static_cast<CVert*>(a);
+            auto* vb = static_cast<CVert*>(b);
+            rel = val ? new CPPdis(va, vb, val) : new CPPdis(va, vb, value, known);
+        }
+        else if (pa || pb)
+        {
+            auto* p = static_cast<CVert*>(pa ? a : b);
+            auto* l = static_cast<CMathline*>(pa ? b : a);
+            rel = val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, known);
+        }
+        else
+        {
+            auto* la = static_cast<CMathline*>(a);
+            auto* lb = static_cast<CMathline*>(b);
+            if (rng() % 2 == 0)
+            {
+                // Angles of 0 and of a right angle both occur.
+                rel = new CLLang(la, lb, (rng() % 2) * std::acos(0.0), known);
+            }
+            else
+            {
+                rel = val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, known);
+            }
+        }
+        if (share && val == nullptr && rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetUnknown();
+            shared.push_back(rel->m_pVal);
+        }
+        rels.push_back(std::unique_ptr<CRel>(rel));
+        a->AddRel(rel);
+        b->AddRel(rel);
+    }
+};
+
+struct Outcome
+{
+    std::vector<CNode*> undefined;
+    std::vector<CRel*> relChain;
+    std::vector<int> freeNums;
+    std::vector<int> states;
+    std::vector<int> flags;
+
+    bool operator==(const Outcome& o) const
+    {
+        return undefined == o.undefined && relChain == o.relChain && freeNums == o.freeNums &&
+               states == o.states && flags == o.flags;
+    }
+};
+
+Outcome Capture(RandomSketch& s)
+{
+    Outcome o;
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        o.undefined.push_back(g_sktUndefinedNodeChain.GetNext(pos));
+    }
+    pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        o.relChain.push_back(g_sktRelChain.GetNext(pos));
+    }
+    for (auto& n : s.nodes)
+    {
+        o.freeNums.push_back(n->m_nFreeNum);
+    }
+    for (auto& r : s.rels)
+    {
+        o.states.push_back(r->m_byState);
+        o.flags.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
+    }
+    return o;
+}
+
+// Puts back what an opening changed, so the second opening starts where the first did.
+void Reset(RandomSketch& s)
+{
+    for (auto& n : s.nodes)
+    {
+        n->m_nFreeNum = 2;
+    }
+    for (auto& r : s.rels)
+    {
+        r->SetUnused();
+        if (r->m_pVal != nullptr)
+        {
+            r->m_pVal->RestoreKnownFlag();
+        }
+    }
+}
+
+TEST(JudgeStripping, MatchesPlainSweepsOnRandomSketches)
+{
+    int strippedSome = 0;
+    int keptSome = 0;
+    for (unsigned seed = 1; seed <= 400; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        RandomSketch s(seed);
+
+        sktInitJudge(s.nodeList, s.relList);
+        const Outcome fast = Capture(s);
+        Reset(s);
+        sktInitJudgePlain(s.nodeList, s.relList);
+        const Outcome plain = Capture(s);
+        sktFinishJudge(s.relList);
+
+        EXPECT_TRUE(fast == plain);
+        strippedSome += plain.undefined.size() < s.nodes.size() ? 1 : 0;
+        keptSome += plain.undefined.empty() ? 0 : 1;
+    }
+    // The sketches exercise both outcomes often.
+    EXPECT_GT(strippedSome, 200);
+    EXPECT_GT(keptSome, 100);
+}
+
+// A node listed twice cannot be followed by neighbours alone: the plain sweeps take over and
+// both entries go, the second one in the walk after the first.
+TEST(JudgeStripping, NodeListedTwiceIsStrippedAsThePlainSweepsDo)
+{
+    CVert a(0, 0, 0);
+    CVert b(1, 0, 0);
+    CPPdis d(&a, &b, 1.0, 1);
+    a.AddRel(&d);
+    b.AddRel(&d);
+    CNodeList nodes;
+    nodes.AddTail(&a);
+    nodes.AddTail(&b);
+    nodes.AddTail(&a);
+    CRelList rels;
+    rels.AddTail(&d);
+
+    sktInitJudge(nodes, rels);
+
+    EXPECT_TRUE(g_sktUndefinedNodeChain.IsEmpty());
+    EXPECT_TRUE(g_sktRelChain.IsEmpty());
+    sktFinishJudge(rels);
+    d.CutRelWithNode();
+}
+
+} // namespace
