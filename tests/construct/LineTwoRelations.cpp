@@ -147,20 +147,6 @@ TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
     }
 }
 
-TEST(LineFromTwoPLdis, FirstExampleIsTheOldLineAgain)
-{
-    Sketch s;
-    CVert* p1 = s.Point(0, 0);
-    CVert* p2 = s.Point(10, 0);
-    CMathline* l = s.Line(0, 1, 1, 0);
-    CRel* r1 = s.PL(p1, l, 1.0);
-    CRel* r2 = s.PL(p2, l, 1.0);
-
-    EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
-
-    ExpectLine(l->m_Line, 0, 1, 1, 0);
-}
-
 TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
 {
     // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.

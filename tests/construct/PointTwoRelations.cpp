@@ -190,20 +190,6 @@ TEST(PointFromPPdisPLdis, UndecidedOldPositionAlternatesBetweenCalls)
     EXPECT_EQ(g_cPPdisPLdisToggle, -1);
 }
 
-TEST(PointFromPPdisPLdis, TangentCircleGivesTheTouchingPoint)
-{
-    Sketch s;
-    CVert* c = s.Point(0, 0);
-    CMathline* l = s.Line(0, 0, 1, 0);
-    CVert* p = s.Point(1, 3);
-    CRel* pp = s.PP(p, c, 3.0);
-    CRel* pl = s.PL(p, l, 3.0);
-
-    EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), 1);
-
-    ExpectAt(p->m_Pos, 0, 3, 1e-6);
-}
-
 TEST(PointFromPPdisPLdis, LociApartByKnownFlags)
 {
     // Circle of radius 1 about (0, 0), offset line y = 3 above the x axis: they do not meet.

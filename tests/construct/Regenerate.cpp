@@ -129,55 +129,6 @@ TEST(IsRegenerateNeeded, CircleNeighbourRadiusChangedBeyond1e6)
     EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), 1);
 }
 
-TEST(RegenerateNode, UnchangedInputsKeepThePointBitForBit)
-{
-    Sketch s;
-    CVert* a = s.Point(0, 0);
-    CVert* p = s.Point(1.25, 1.5); // does not satisfy the distance: it is not recomputed
-    CRel* pp = s.PP(p, a, 3.0);
-    Rels rels{pp};
-    XYZ before = p->m_Pos;
-
-    EXPECT_EQ(sktRegenerateNode(p, rels.list), 1);
-
-    EXPECT_EQ(p->m_Pos.x, before.x);
-    EXPECT_EQ(p->m_Pos.y, before.y);
-}
-
-TEST(RegenerateNode, NeighbourMovedAtTheToleranceBoundary)
-{
-    struct Row
-    {
-        const char* name;
-        double shift;
-        bool recomputed;
-    } rows[] = {
-        {"0.5e-6 is still the backup", 0.5e-6, false},
-        {"1e-5 is a move", 1e-5, true},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        CVert* a = s.Point(0, 0);
-        CVert* p = s.Point(1, 1);
-        CRel* pp = s.PP(p, a, 3.0);
-        MoveTo(a, row.shift, 0);
-        Rels rels{pp};
-
-        EXPECT_EQ(sktRegenerateNode(p, rels.list), 1);
-
-        if (row.recomputed)
-        {
-            ExpectAt(p->m_Pos, row.shift + 3.0 / std::sqrt(2.0), 3.0 / std::sqrt(2.0));
-        }
-        else
-        {
-            ExpectAt(p->m_Pos, 1, 1, 0.0);
-        }
-    }
-}
-
 TEST(RegenerateNode, DrivenValueRecomputesUnmovedNeighbours)
 {
     DriveChainScope drive;
