@@ -243,38 +243,29 @@ TEST(LineFromTwoPLdis, TwoZeroDistancesKeepTheOldSenseAlongThePoints)
 TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
 {
     // Old line y = 1 along +x, both points to its right. P2 moves to (0.5, 0): the distances 2
-    // and 1 ask for |e1 - e2| = 1 over 0.5 apart, and no tangent exists.
-    enum Values
-    {
-        BothKnown,
-        Shared,
-        BothUnknown,
-        FirstKnown,
-        SecondKnown,
-        FirstKnownSecondCrosses,
-        PointsCoincide,
-        RatioJustAboveTheLimit,
-    };
+    // and 1 ask for |e1 - e2| = 1 over 0.5 apart, and no tangent exists. The last row starts
+    // from the old line through (5, 0) along (1, 1), P1 left and P2 right of it.
     struct Row
     {
         const char* name;
-        Values values;
+        double v1;
+        int k1;
+        double v2;
+        int k2; // -1: shares the first value
+        double p2x, p2y;
+        int slanted;
         int result;
-        double lineY;
-        double firstValue;
-        double secondValue;
-        bool firstKnown;
-        bool secondKnown;
+        double lineY, value1, value2;
+        int known1, known2;
     } rows[] = {
-        {"both known", BothKnown, 0, 1, 2, 1, true, true},
-        {"one shared value", Shared, 0, 1, 2, 2, false, false},
-        {"two unknown values: the first places", BothUnknown, 1, 2, 2, 2, true, false},
-        {"first known: the first places", FirstKnown, 1, 2, 2, 2, true, false},
-        {"second known: the second places", SecondKnown, 1, 1, 1, 1, false, true},
-        {"placement would move the other point across", FirstKnownSecondCrosses, 0, 1, 2, 5, true,
-         false},
-        {"points coincide", PointsCoincide, 1, 2, 2, 2, true, false},
-        {"ratio 1.00002", RatioJustAboveTheLimit, 0, 1, 5, 5.0002, true, true},
+        {"both known", 2, 1, 1, 1, 0.5, 0, 0, 0, 1, 2, 1, 1, 1},
+        {"one shared value", 2, 0, 0, -1, 0, 0.000005, 0, 0, 1, 2, 2, 0, 0},
+        {"two unknown values: the first places", 2, 0, 1, 0, 0.5, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"first known: the first places", 2, 1, 1, 0, 0.5, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"second known: the second places", 2, 0, 1, 1, 0.5, 0, 0, 1, 1, 1, 1, 0, 1},
+        {"placement would move the other point across", 2, 1, 5, 0, 0.5, 2.5, 0, 0, 1, 2, 5, 1, 0},
+        {"points coincide", 2, 1, 1, 0, 0.000005, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"ratio 1.00002", 5, 1, 5.0002, 1, 10, 0, 1, 0, 1, 5, 5.0002, 1, 1},
     };
     for (const auto& row : rows)
     {
@@ -284,45 +275,14 @@ TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
         CVert* p1 = s.Point(0, 0);
         CVert* p2 = s.Point(10, 0);
         CMathline* l = s.Line(0, 1, 1, 0);
-        CRel* r1 = nullptr;
-        CRel* r2 = nullptr;
-        XYZ p2Now(0.5, 0, 0);
-        switch (row.values)
+        CRel* r1 = s.PL(p1, l, row.v1, row.k1 != 0);
+        CRel* r2 = row.k2 < 0 ? s.PL(p2, l, r1->m_pVal) : s.PL(p2, l, row.v2, row.k2 != 0);
+        if (row.slanted)
         {
-            case BothKnown:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 1.0);
-                break;
-            case Shared:
-                r1 = s.PL(p1, l, 2.0, false);
-                r2 = s.PL(p2, l, r1->m_pVal);
-                p2Now.Set(0, 0.000005, 0);
-                break;
-            case BothUnknown:
-            case FirstKnown:
-            case SecondKnown:
-                r1 = s.PL(p1, l, 2.0, row.values == FirstKnown);
-                r2 = s.PL(p2, l, 1.0, row.values == SecondKnown);
-                break;
-            case FirstKnownSecondCrosses:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 5.0, false);
-                p2Now.Set(0.5, 2.5, 0);
-                break;
-            case PointsCoincide:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 1.0, false);
-                p2Now.Set(0.000005, 0, 0);
-                break;
-            case RatioJustAboveTheLimit:
-                r1 = s.PL(p1, l, 5.0);
-                r2 = s.PL(p2, l, 5.0002);
-                SetLine(l, 5, 0, 1, 1);
-                l->BackupNode(); // P1 left, P2 right of the old line
-                p2Now.Set(10, 0, 0);
-                break;
+            SetLine(l, 5, 0, 1, 1);
+            l->BackupNode();
         }
-        MoveTo(p2, p2Now.x, p2Now.y);
+        MoveTo(p2, row.p2x, row.p2y);
         MATHLINE before = l->m_Line;
 
         EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), row.result);
@@ -336,9 +296,9 @@ TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
         {
             ExpectLine(l->m_Line, 0, row.lineY, 1, 0);
         }
-        EXPECT_NEAR(r1->m_pVal->m_dValue, row.firstValue, 1e-6);
-        EXPECT_NEAR(r2->m_pVal->m_dValue, row.secondValue, 1e-6);
-        EXPECT_EQ(r1->m_pVal->m_bKnown != 0, row.firstKnown);
-        EXPECT_EQ(r2->m_pVal->m_bKnown != 0, row.secondKnown);
+        EXPECT_NEAR(r1->m_pVal->m_dValue, row.value1, 1e-6);
+        EXPECT_NEAR(r2->m_pVal->m_dValue, row.value2, 1e-6);
+        EXPECT_EQ(r1->m_pVal->m_bKnown, row.known1);
+        EXPECT_EQ(r2->m_pVal->m_bKnown, row.known2);
     }
 }
