@@ -82,48 +82,20 @@ TEST(LineFromLLdisLLang, PartnerKeepsItsSideAndFlagsAreLeft)
 
 TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
 {
-    const double diag = 1 / std::sqrt(2.0);
+    const double g = 1 / std::sqrt(2.0);
     struct Row
     {
         const char* name;
-        double d1;
-        double d2;
-        XYZ oldThrough;
-        VECTOR oldDir;
-        XYZ p2Now;
-        double e1;
-        double e2;
-        VECTOR roughDir; // the sense the new line must keep
+        double d1, d2, oldX, oldY, oldDx, oldDy, p2x, p2y;
+        double e1, e2, senseX, senseY; // signed distances, and the sense the new line must keep
     } rows[] = {
-        {"both right of y = 1", 1, 1, {0, 1, 0}, {1, 0, 0}, {10, 0, 0}, -1, -1, {1, 0, 0}},
-        {"both right of a reversed line",
-         1,
-         1,
-         {0, -1, 0},
-         {-1, 0, 0},
-         {10, 0, 0},
-         -1,
-         -1,
-         {-1, 0, 0}},
-        {"crossing between them", 1, 2, {5, 0, 0}, {diag, diag, 0}, {10, 0, 0}, 1, -2, {1, 0, 0}},
-        {"crossing, second point turned a quarter about the first",
-         1,
-         2,
-         {5, 0, 0},
-         {diag, diag, 0},
-         {0, 10, 0},
-         1,
-         -2,
-         {0, 1, 0}},
-        {"ratio 1.000005 counts as a perpendicular tangent",
-         5,
-         5.00005,
-         {5, 0, 0},
-         {diag, diag, 0},
-         {10, 0, 0},
-         5,
-         -5,
-         {0, 1, 0}},
+        {"both right of y = 1", 1, 1, 0, 1, 1, 0, 10, 0, -1, -1, 1, 0},
+        {"both right of a reversed line", 1, 1, 0, -1, -1, 0, 10, 0, -1, -1, -1, 0},
+        {"crossing between them", 1, 2, 5, 0, g, g, 10, 0, 1, -2, 1, 0},
+        {"crossing, second point turned a quarter about the first", 1, 2, 5, 0, g, g, 0, 10, 1, -2,
+         0, 1},
+        {"ratio 1.000005 counts as a perpendicular tangent", 5, 5.00005, 5, 0, g, g, 10, 0, 5, -5,
+         0, 1},
     };
     for (const auto& row : rows)
     {
@@ -132,21 +104,20 @@ TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
         Sketch s;
         CVert* p1 = s.Point(0, 0);
         CVert* p2 = s.Point(10, 0);
-        CMathline* l = s.Line(row.oldThrough.x, row.oldThrough.y, row.oldDir.x, row.oldDir.y);
+        CMathline* l = s.Line(row.oldX, row.oldY, row.oldDx, row.oldDy);
         CRel* r1 = s.PL(p1, l, row.d1);
         CRel* r2 = s.PL(p2, l, row.d2, false);
-        MoveTo(p2, row.p2Now.x, row.p2Now.y);
+        MoveTo(p2, row.p2x, row.p2y);
 
         EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
 
         EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), row.e1, 1e-4);
         EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), row.e2, 1e-4);
-        EXPECT_GT(l->m_Line.GetDirection().Iproduct(row.roughDir), 0.5);
+        EXPECT_GT(l->m_Line.GetDirection().Iproduct(VECTOR(row.senseX, row.senseY, 0)), 0.5);
         EXPECT_EQ(r2->m_pVal->m_bKnown, 1);
         EXPECT_EQ(g_cTwoPLdisToggle, 1);
     }
 }
-
 TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
 {
     // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.
