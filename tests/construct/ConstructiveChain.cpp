@@ -86,12 +86,6 @@ struct Triangle
     }
 };
 
-double SideOf(const MATHLINE& l, const XYZ& p)
-{
-    VECTOR dir = l.GetDirection();
-    VECTOR w(l.GetThroughPoint(), p);
-    return dir.x * w.y - dir.y * w.x;
-}
 } // namespace
 
 TEST(ConstructiveChain, SuccessiveDrivesReplaceEveryNodeWithoutFlips)
@@ -106,10 +100,10 @@ TEST(ConstructiveChain, SuccessiveDrivesReplaceEveryNodeWithoutFlips)
 
         t.ExpectAllRelationsHold();
         EXPECT_GT(t.c->m_Pos.y, 0.0);
-        EXPECT_GT(SideOf(t.m->m_Line, t.c->m_Pos), 0.0); // C stays left of M
-        EXPECT_GT(t.m->m_Line.GetDirection().y, 0.0);    // M keeps pointing up
-        EXPECT_LT(SideOf(t.m->m_Line, t.d->m_Pos), 0.0); // D stays right of M
-        EXPECT_GT(t.d->m_Pos.y, t.c->m_Pos.y);           // and above C
+        EXPECT_GT(SignedDistance(t.m->m_Line, t.c->m_Pos), 0.0); // C stays left of M
+        EXPECT_GT(t.m->m_Line.GetDirection().y, 0.0);            // M keeps pointing up
+        EXPECT_LT(SignedDistance(t.m->m_Line, t.d->m_Pos), 0.0); // D stays right of M
+        EXPECT_GT(t.d->m_Pos.y, t.c->m_Pos.y);                   // and above C
         ExpectAt(t.a->m_Pos, 0, 0, 0.0);
         ExpectAt(t.b->m_Pos, 6, 0, 0.0);
     }

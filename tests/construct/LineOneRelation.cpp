@@ -4,12 +4,6 @@
 
 using namespace constructtest;
 
-namespace
-{
-const double kHalfPi = std::acos(0.0);
-const double kPi = 2 * std::acos(0.0);
-} // namespace
-
 TEST(RegenerateLine, RelationCountsAndPairsWithoutAConstruction)
 {
     Sketch s;
@@ -38,16 +32,11 @@ TEST(RegenerateLine, RelationCountsAndPairsWithoutAConstruction)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
-        CRelList list;
-        for (CRel* r : row.rels)
-        {
-            list.AddTail(r);
-        }
+        Rels rels(row.rels);
 
-        EXPECT_EQ(sktRegenerateLine(l, list), row.result);
+        EXPECT_EQ(sktRegenerateLine(l, rels.list), row.result);
 
         ExpectLine(l->m_Line, 0, 1, 1, 0, 0.0);
-        list.RemoveAll();
     }
 }
 

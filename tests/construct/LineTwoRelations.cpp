@@ -4,19 +4,6 @@
 
 using namespace constructtest;
 
-namespace
-{
-const double kHalfPi = std::acos(0.0);
-
-// Signed distance of p from the directed line, positive to its left.
-double SignedDistance(const MATHLINE& l, const XYZ& p)
-{
-    VECTOR d = l.GetDirection();
-    VECTOR w(l.GetThroughPoint(), p);
-    return d.x * w.y - d.y * w.x;
-}
-} // namespace
-
 TEST(LineFromPLdisLLang, PointKeepsItsSideAtTheDistance)
 {
     struct Row

@@ -32,16 +32,11 @@ TEST(RegeneratePoint, RelationCountsWithoutAConstruction)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
-        CRelList list;
-        for (CRel* r : row.rels)
-        {
-            list.AddTail(r);
-        }
+        Rels rels(row.rels);
 
-        EXPECT_EQ(sktRegeneratePoint(p, list), row.result);
+        EXPECT_EQ(sktRegeneratePoint(p, rels.list), row.result);
 
         ExpectAt(p->m_Pos, 1, 1, 0.0);
-        list.RemoveAll();
     }
 }
 

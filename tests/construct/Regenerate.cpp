@@ -5,260 +5,277 @@
 
 using namespace constructtest;
 
-namespace {
+namespace
+{
 // Empties the driven chain when a test leaves, so no test drives another's
 // relations.
-struct DriveChainScope {
-  DriveChainScope() = default;
-  DriveChainScope(const DriveChainScope &) = delete;
-  DriveChainScope &operator=(const DriveChainScope &) = delete;
-  ~DriveChainScope() { g_sktDriveRelChain.RemoveAll(); }
+struct DriveChainScope
+{
+    DriveChainScope() = default;
+    DriveChainScope(const DriveChainScope&) = delete;
+    DriveChainScope& operator=(const DriveChainScope&) = delete;
+    ~DriveChainScope() { g_sktDriveRelChain.RemoveAll(); }
 };
 
-void MakeKnown(CNode *n) { n->m_nFreeNum = 0; }
+void MakeKnown(CNode* n)
+{
+    n->m_nFreeNum = 0;
+}
 } // namespace
 
-TEST(IsRegenerateNeeded, ComparesNeighboursAndValuesWithTheirBackups) {
-  enum Change {
-    None,
-    PointBy05e6,
-    PointBy1e6,
-    PointBy1e5,
-    LineShifted,
-    LineReversed,
-    ValueRenumbered,
-    ValueBackedUpUnchanged,
-    SharingRelationDriven,
-    ListedRelationDriven,
-  };
-  struct Row {
-    const char *name;
-    Change change;
-    int needed;
-  } rows[] = {
-      {"nothing changed", None, 0},
-      {"neighbour point moved by 0.5e-6", PointBy05e6, 0},
-      {"neighbour point moved by 1e-6", PointBy1e6, 1},
-      {"neighbour point moved by 1e-5", PointBy1e5, 1},
-      {"neighbour line shifted", LineShifted, 1},
-      {"neighbour line reversed: the same line", LineReversed, 0},
-      {"value renumbered since its backup", ValueRenumbered, 1},
-      {"value backed up and unchanged", ValueBackedUpUnchanged, 0},
-      {"another relation sharing the value is driven", SharingRelationDriven,
-       1},
-      {"the listed relation is driven", ListedRelationDriven, 1},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.name);
+TEST(IsRegenerateNeeded, ComparesNeighboursAndValuesWithTheirBackups)
+{
+    enum Change
+    {
+        None,
+        PointBy05e6,
+        PointBy1e6,
+        PointBy1e5,
+        LineShifted,
+        LineReversed,
+        ValueRenumbered,
+        ValueBackedUpUnchanged,
+        SharingRelationDriven,
+        ListedRelationDriven,
+    };
+    struct Row
+    {
+        const char* name;
+        Change change;
+        int needed;
+    } rows[] = {
+        {"nothing changed", None, 0},
+        {"neighbour point moved by 0.5e-6", PointBy05e6, 0},
+        {"neighbour point moved by 1e-6", PointBy1e6, 1},
+        {"neighbour point moved by 1e-5", PointBy1e5, 1},
+        {"neighbour line shifted", LineShifted, 1},
+        {"neighbour line reversed: the same line", LineReversed, 0},
+        {"value renumbered since its backup", ValueRenumbered, 1},
+        {"value backed up and unchanged", ValueBackedUpUnchanged, 0},
+        {"another relation sharing the value is driven", SharingRelationDriven, 1},
+        {"the listed relation is driven", ListedRelationDriven, 1},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        DriveChainScope drive;
+        Sketch s;
+        CVert* a = s.Point(0, 0);
+        CMathline* l = s.Line(0, -3, 1, 0);
+        CVert* p = s.Point(3, 4);
+        CVert* far = s.Point(20, 20);
+        CRel* pp = s.PP(p, a, 5.0);
+        CRel* pl = s.PL(p, l, 7.0);
+        CRel* sharing = s.PP(far, a, pp->m_pVal);
+        switch (row.change)
+        {
+            case None:
+                break;
+            case PointBy05e6:
+                MoveTo(a, 0.5e-6, 0);
+                break;
+            case PointBy1e6:
+                MoveTo(a, 0, 1e-6);
+                break;
+            case PointBy1e5:
+                MoveTo(a, 1e-5, 0);
+                break;
+            case LineShifted:
+                SetLine(l, 0, -3.1, 1, 0);
+                break;
+            case LineReversed:
+                SetLine(l, 5, -3, -1, 0);
+                break;
+            case ValueRenumbered:
+                pl->m_pVal->BackupValue();
+                pl->m_pVal->m_dValue = 7.5;
+                break;
+            case ValueBackedUpUnchanged:
+                pl->m_pVal->BackupValue();
+                break;
+            case SharingRelationDriven:
+                g_sktDriveRelChain.AddTail(sharing);
+                break;
+            case ListedRelationDriven:
+                g_sktDriveRelChain.AddTail(pl);
+                break;
+        }
+        Rels rels{pp, pl};
+
+        EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), row.needed);
+    }
+}
+
+TEST(IsRegenerateNeeded, CircleAlwaysEmptyListNeverRadiusBeyond1e6)
+{
+    Sketch s;
+    CMathcir* c = s.Circle(0, 0, 2);
+    CVert* p = s.Point(1, 1);
+    Rels none{};
+    EXPECT_EQ(sktIsRegenerateNeeded(c, none.list), 1);
+    EXPECT_EQ(sktIsRegenerateNeeded(p, none.list), 0);
+
+    Rels rels{s.Rad(p, c)};
+    c->m_dRadius = 2.0000005;
+    EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), 0);
+    c->m_dRadius = 2.000002;
+    EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), 1);
+}
+
+TEST(RegenerateNode, DrivenValueRecomputesUnmovedNeighbours)
+{
     DriveChainScope drive;
     Sketch s;
-    CVert *a = s.Point(0, 0);
-    CMathline *l = s.Line(0, -3, 1, 0);
-    CVert *p = s.Point(3, 4);
-    CVert *far = s.Point(20, 20);
-    CRel *pp = s.PP(p, a, 5.0);
-    CRel *pl = s.PL(p, l, 7.0);
-    CRel *sharing = s.PP(far, a, pp->m_pVal);
-    switch (row.change) {
-    case None:
-      break;
-    case PointBy05e6:
-      MoveTo(a, 0.5e-6, 0);
-      break;
-    case PointBy1e6:
-      MoveTo(a, 0, 1e-6);
-      break;
-    case PointBy1e5:
-      MoveTo(a, 1e-5, 0);
-      break;
-    case LineShifted:
-      SetLine(l, 0, -3.1, 1, 0);
-      break;
-    case LineReversed:
-      SetLine(l, 5, -3, -1, 0);
-      break;
-    case ValueRenumbered:
-      pl->m_pVal->BackupValue();
-      pl->m_pVal->m_dValue = 7.5;
-      break;
-    case ValueBackedUpUnchanged:
-      pl->m_pVal->BackupValue();
-      break;
-    case SharingRelationDriven:
-      g_sktDriveRelChain.AddTail(sharing);
-      break;
-    case ListedRelationDriven:
-      g_sktDriveRelChain.AddTail(pl);
-      break;
+    CVert* a = s.Point(0, 0);
+    CVert* p = s.Point(1, 1);
+    CRel* pp = s.PP(p, a, 3.0);
+    g_sktDriveRelChain.AddTail(pp);
+    Rels rels{pp};
+
+    EXPECT_EQ(sktRegenerateNode(p, rels.list), 1);
+
+    ExpectAt(p->m_Pos, 3.0 / std::sqrt(2.0), 3.0 / std::sqrt(2.0));
+}
+
+TEST(RegenerateNode, CircleTakesItsRadiusValueAndKeepsItsCentre)
+{
+    Sketch s;
+    CMathcir* c = s.Circle(2, 3, 1);
+    c->m_pRadiusVal->m_dValue = 4.5;
+    c->m_Center.Set(2, 3, 0);
+    Rels none{};
+
+    EXPECT_EQ(sktRegenerateNode(c, none.list), 1);
+
+    EXPECT_EQ(c->m_dRadius, 4.5);
+    ExpectAt(c->m_Center, 2, 3, 0.0);
+}
+
+TEST(Regenerate, ThreeRealRelationsOverDetermineThePoint)
+{
+    Sketch s;
+    CVert* a = s.Point(0, 0);
+    CVert* b = s.Point(6, 0);
+    CVert* c = s.Point(0, 6);
+    CVert* p = s.Point(1, 1);
+    MakeKnown(a);
+    MakeKnown(b);
+    MakeKnown(c);
+    for (CRel* r : {s.PP(p, a, 5.0), s.PP(p, b, 5.0), s.PP(p, c, 5.0)})
+    {
+        r->SetActive();
     }
-    Rels rels{pp, pl};
+    MoveTo(a, 0.5, 0);
 
-    EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), row.needed);
-  }
+    EXPECT_EQ(p->Regenerate(), 0);
+
+    ExpectAt(p->m_Pos, 1, 1, 0.0);
+    EXPECT_NE(p->m_nFreeNum, 0);
 }
 
-TEST(IsRegenerateNeeded, CircleAlwaysEmptyListNeverRadiusBeyond1e6) {
-  Sketch s;
-  CMathcir *c = s.Circle(0, 0, 2);
-  CVert *p = s.Point(1, 1);
-  Rels none{};
-  EXPECT_EQ(sktIsRegenerateNeeded(c, none.list), 1);
-  EXPECT_EQ(sktIsRegenerateNeeded(p, none.list), 0);
+TEST(Regenerate, UnchangedInputsStillMarkTheNodeKnownAndItsRelationsUsed)
+{
+    Sketch s;
+    CVert* a = s.Point(0, 0);
+    CVert* b = s.Point(6, 0);
+    CVert* p = s.Point(2, 2.5); // off both circles: it must not be recomputed
+    MakeKnown(a);
+    MakeKnown(b);
+    CRel* ra = s.PP(p, a, 5.0);
+    CRel* rb = s.PP(p, b, 5.0);
+    ra->SetActive();
+    rb->SetActive();
 
-  Rels rels{s.Rad(p, c)};
-  c->m_dRadius = 2.0000005;
-  EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), 0);
-  c->m_dRadius = 2.000002;
-  EXPECT_EQ(sktIsRegenerateNeeded(p, rels.list), 1);
+    EXPECT_EQ(p->Regenerate(), 1);
+
+    ExpectAt(p->m_Pos, 2, 2.5, 0.0);
+    EXPECT_EQ(p->m_nFreeNum, 0);
+    EXPECT_TRUE(ra->IsUsed());
+    EXPECT_TRUE(rb->IsUsed());
 }
 
-TEST(RegenerateNode, DrivenValueRecomputesUnmovedNeighbours) {
-  DriveChainScope drive;
-  Sketch s;
-  CVert *a = s.Point(0, 0);
-  CVert *p = s.Point(1, 1);
-  CRel *pp = s.PP(p, a, 3.0);
-  g_sktDriveRelChain.AddTail(pp);
-  Rels rels{pp};
+TEST(Regenerate, VirtualPairValueBecomesKnownAndLoneUnknownsToKnownNodesAreMeasured)
+{
+    Sketch s;
+    CVert* a = s.Point(0, 0);
+    CVert* b = s.Point(6, 0);
+    CMathline* ground = s.Line(0, -1, 1, 0);
+    CMathline* loose = s.Line(0, 10, 1, 0);
+    CVert* p = s.Point(3, 4);
+    MakeKnown(a);
+    MakeKnown(b);
+    MakeKnown(ground);
+    CRel* ra = s.PP(p, a, 5.0, false);
+    CRel* rb = s.PP(p, b, ra->m_pVal);
+    CRel* toGround = s.PL(p, ground, 0.0, false);
+    CRel* toLoose = s.PL(p, loose, 0.0, false);
+    CMathline* spare = s.Line(0, 9, 1, 0);
+    MakeKnown(spare);
+    CRel* unusedToKnown = s.PL(p, spare, 0.0, false);
+    ra->SetActive();
+    rb->SetActive();
+    toGround->SetActive();
+    toLoose->SetActive();
+    MoveTo(b, 8, 0);
 
-  EXPECT_EQ(sktRegenerateNode(p, rels.list), 1);
+    EXPECT_EQ(p->Regenerate(), 1);
 
-  ExpectAt(p->m_Pos, 3.0 / std::sqrt(2.0), 3.0 / std::sqrt(2.0));
+    ExpectAt(p->m_Pos, 4, 3);
+    EXPECT_EQ(ra->m_pVal->m_bKnown, 1);
+    EXPECT_NEAR(ra->m_pVal->m_dValue, p->m_Pos.GetDistance(a->m_Pos), kEps);
+    EXPECT_NEAR(ra->m_pVal->m_dValue, p->m_Pos.GetDistance(b->m_Pos), kEps);
+    EXPECT_EQ(toGround->m_pVal->m_bKnown, 1);
+    EXPECT_NEAR(toGround->m_pVal->m_dValue, 4.0, kEps);
+    EXPECT_TRUE(toGround->IsUsed());
+    EXPECT_EQ(toLoose->m_pVal->m_bKnown, 0);
+    EXPECT_TRUE(toLoose->IsActive());
+    EXPECT_EQ(unusedToKnown->m_pVal->m_bKnown,
+              0); // only active relations are measured
+    EXPECT_TRUE(unusedToKnown->IsUnused());
+    EXPECT_EQ(p->m_nFreeNum, 0);
 }
 
-TEST(RegenerateNode, CircleTakesItsRadiusValueAndKeepsItsCentre) {
-  Sketch s;
-  CMathcir *c = s.Circle(2, 3, 1);
-  c->m_pRadiusVal->m_dValue = 4.5;
-  c->m_Center.Set(2, 3, 0);
-  Rels none{};
+TEST(Regenerate, LineMeasuresItsUnknownAngleToAKnownLine)
+{
+    Sketch s;
+    CMathline* k = s.Line(0, 0, 1, 0);
+    CMathline* j = s.Line(0, 0, 0, 1);
+    CMathline* m = s.Line(0, 2, 1, 0);
+    MakeKnown(k);
+    MakeKnown(j);
+    CRel* dist = s.LL(m, k, 2.0);
+    CRel* ang = s.Ang(j, m, 0.0, false);
+    dist->SetActive();
+    ang->SetActive();
+    SetLine(k, 0, 0, 1, 1);
 
-  EXPECT_EQ(sktRegenerateNode(c, none.list), 1);
+    EXPECT_EQ(m->Regenerate(), 1);
 
-  EXPECT_EQ(c->m_dRadius, 4.5);
-  ExpectAt(c->m_Center, 2, 3, 0.0);
+    ExpectLine(m->m_Line, -std::sqrt(2.0), std::sqrt(2.0), 1, 1);
+    EXPECT_EQ(ang->m_pVal->m_bKnown, 1);
+    VECTOR jd = j->m_Line.GetDirection();
+    VECTOR md = m->m_Line.GetDirection();
+    EXPECT_NEAR(ang->m_pVal->m_dValue, sktGetVectorToVectorAngle(jd, md), kEps);
+    EXPECT_NEAR(ang->m_pVal->m_dValue, 7.0 * std::acos(0.0) / 2.0, 1e-9);
 }
 
-TEST(Regenerate, ThreeRealRelationsOverDetermineThePoint) {
-  Sketch s;
-  CVert *a = s.Point(0, 0);
-  CVert *b = s.Point(6, 0);
-  CVert *c = s.Point(0, 6);
-  CVert *p = s.Point(1, 1);
-  MakeKnown(a);
-  MakeKnown(b);
-  MakeKnown(c);
-  for (CRel *r : {s.PP(p, a, 5.0), s.PP(p, b, 5.0), s.PP(p, c, 5.0)}) {
-    r->SetActive();
-  }
-  MoveTo(a, 0.5, 0);
+TEST(Regenerate, FailedConstructionLeavesThePointAndReportsFailure)
+{
+    Sketch s;
+    CVert* a = s.Point(0, 0);
+    CVert* b = s.Point(5, 0);
+    CVert* p = s.Point(2.5, 0.5);
+    MakeKnown(a);
+    MakeKnown(b);
+    CRel* ra = s.PP(p, a, 1.0);
+    CRel* rb = s.PP(p, b, 1.0);
+    ra->SetActive();
+    rb->SetActive();
+    MoveTo(b, 5.5, 0);
 
-  EXPECT_EQ(p->Regenerate(), 0);
+    EXPECT_EQ(p->Regenerate(), 0);
 
-  ExpectAt(p->m_Pos, 1, 1, 0.0);
-  EXPECT_NE(p->m_nFreeNum, 0);
-}
-
-TEST(Regenerate, UnchangedInputsStillMarkTheNodeKnownAndItsRelationsUsed) {
-  Sketch s;
-  CVert *a = s.Point(0, 0);
-  CVert *b = s.Point(6, 0);
-  CVert *p = s.Point(2, 2.5); // off both circles: it must not be recomputed
-  MakeKnown(a);
-  MakeKnown(b);
-  CRel *ra = s.PP(p, a, 5.0);
-  CRel *rb = s.PP(p, b, 5.0);
-  ra->SetActive();
-  rb->SetActive();
-
-  EXPECT_EQ(p->Regenerate(), 1);
-
-  ExpectAt(p->m_Pos, 2, 2.5, 0.0);
-  EXPECT_EQ(p->m_nFreeNum, 0);
-  EXPECT_TRUE(ra->IsUsed());
-  EXPECT_TRUE(rb->IsUsed());
-}
-
-TEST(Regenerate,
-     VirtualPairValueBecomesKnownAndLoneUnknownsToKnownNodesAreMeasured) {
-  Sketch s;
-  CVert *a = s.Point(0, 0);
-  CVert *b = s.Point(6, 0);
-  CMathline *ground = s.Line(0, -1, 1, 0);
-  CMathline *loose = s.Line(0, 10, 1, 0);
-  CVert *p = s.Point(3, 4);
-  MakeKnown(a);
-  MakeKnown(b);
-  MakeKnown(ground);
-  CRel *ra = s.PP(p, a, 5.0, false);
-  CRel *rb = s.PP(p, b, ra->m_pVal);
-  CRel *toGround = s.PL(p, ground, 0.0, false);
-  CRel *toLoose = s.PL(p, loose, 0.0, false);
-  CMathline *spare = s.Line(0, 9, 1, 0);
-  MakeKnown(spare);
-  CRel *unusedToKnown = s.PL(p, spare, 0.0, false);
-  ra->SetActive();
-  rb->SetActive();
-  toGround->SetActive();
-  toLoose->SetActive();
-  MoveTo(b, 8, 0);
-
-  EXPECT_EQ(p->Regenerate(), 1);
-
-  ExpectAt(p->m_Pos, 4, 3);
-  EXPECT_EQ(ra->m_pVal->m_bKnown, 1);
-  EXPECT_NEAR(ra->m_pVal->m_dValue, p->m_Pos.GetDistance(a->m_Pos), kEps);
-  EXPECT_NEAR(ra->m_pVal->m_dValue, p->m_Pos.GetDistance(b->m_Pos), kEps);
-  EXPECT_EQ(toGround->m_pVal->m_bKnown, 1);
-  EXPECT_NEAR(toGround->m_pVal->m_dValue, 4.0, kEps);
-  EXPECT_TRUE(toGround->IsUsed());
-  EXPECT_EQ(toLoose->m_pVal->m_bKnown, 0);
-  EXPECT_TRUE(toLoose->IsActive());
-  EXPECT_EQ(unusedToKnown->m_pVal->m_bKnown,
-            0); // only active relations are measured
-  EXPECT_TRUE(unusedToKnown->IsUnused());
-  EXPECT_EQ(p->m_nFreeNum, 0);
-}
-
-TEST(Regenerate, LineMeasuresItsUnknownAngleToAKnownLine) {
-  Sketch s;
-  CMathline *k = s.Line(0, 0, 1, 0);
-  CMathline *j = s.Line(0, 0, 0, 1);
-  CMathline *m = s.Line(0, 2, 1, 0);
-  MakeKnown(k);
-  MakeKnown(j);
-  CRel *dist = s.LL(m, k, 2.0);
-  CRel *ang = s.Ang(j, m, 0.0, false);
-  dist->SetActive();
-  ang->SetActive();
-  SetLine(k, 0, 0, 1, 1);
-
-  EXPECT_EQ(m->Regenerate(), 1);
-
-  ExpectLine(m->m_Line, -std::sqrt(2.0), std::sqrt(2.0), 1, 1);
-  EXPECT_EQ(ang->m_pVal->m_bKnown, 1);
-  VECTOR jd = j->m_Line.GetDirection();
-  VECTOR md = m->m_Line.GetDirection();
-  EXPECT_NEAR(ang->m_pVal->m_dValue, sktGetVectorToVectorAngle(jd, md), kEps);
-  EXPECT_NEAR(ang->m_pVal->m_dValue, 7.0 * std::acos(0.0) / 2.0, 1e-9);
-}
-
-TEST(Regenerate, FailedConstructionLeavesThePointAndReportsFailure) {
-  Sketch s;
-  CVert *a = s.Point(0, 0);
-  CVert *b = s.Point(5, 0);
-  CVert *p = s.Point(2.5, 0.5);
-  MakeKnown(a);
-  MakeKnown(b);
-  CRel *ra = s.PP(p, a, 1.0);
-  CRel *rb = s.PP(p, b, 1.0);
-  ra->SetActive();
-  rb->SetActive();
-  MoveTo(b, 5.5, 0);
-
-  EXPECT_EQ(p->Regenerate(), 0);
-
-  ExpectAt(p->m_Pos, 2.5, 0.5, 0.0);
-  EXPECT_NE(p->m_nFreeNum, 0);
-  EXPECT_TRUE(ra->IsUsed()); // nothing is rolled back
+    ExpectAt(p->m_Pos, 2.5, 0.5, 0.0);
+    EXPECT_NE(p->m_nFreeNum, 0);
+    EXPECT_TRUE(ra->IsUsed()); // nothing is rolled back
 }
