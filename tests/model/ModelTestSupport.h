@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 // Hooks a relation into the relation lists of its nodes, as the host does after creating it.
 inline void Link(CRel& rel)
@@ -18,6 +21,20 @@ inline void Link(CRel& rel)
     {
         rel.m_pNode2->AddRel(&rel);
     }
+}
+
+// The entries of a list from head to tail.
+template <class List>
+auto Entries(const List& list)
+    -> std::vector<std::decay_t<decltype(list.GetNext(std::declval<POSITION&>()))>>
+{
+    std::vector<std::decay_t<decltype(list.GetNext(std::declval<POSITION&>()))>> out;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        out.push_back(list.GetNext(pos));
+    }
+    return out;
 }
 
 inline void ClearChains()

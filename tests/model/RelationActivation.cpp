@@ -1,5 +1,5 @@
-// Relations: construction and value sharing, state bits, copies, measures, and Active in each of
-// its branches (known value, measuring an unknown value, equal unknown values).
+// Relations: measures, and Active in each of its branches (known value, measuring an unknown value,
+// equal unknown values).
 #include "ModelTestSupport.h"
 
 #include <memory>
@@ -104,26 +104,6 @@ TEST_F(RelationTest, KnownValueRemovesFreedomsFromTheTarget)
             EXPECT_EQ(g_sktDefinedNodeChain.GetTail(), target);
         }
     }
-}
-
-TEST_F(RelationTest, ThreeDistancesOnOnePoint)
-{
-    CVert a(0, 0, 0);
-    CVert b(6, 0, 0);
-    CVert c(0, 6, 0);
-    CVert p(3, 4, 0);
-    CPPdis ra(&a, &p, 5, 1);
-    CPPdis rb(&b, &p, 5, 1);
-    CPPdis rc(&c, &p, 5, 1);
-
-    EXPECT_EQ(ra.Active(&a), 1);
-    EXPECT_EQ(g_sktDefinedNodeChain.GetCount(), 0);
-    EXPECT_EQ(rb.Active(&b), 1);
-    EXPECT_EQ(p.m_nFreeNum, 0);
-    EXPECT_EQ(rc.Active(&c), 0);
-
-    EXPECT_EQ(rc.IsUnused(), 1);
-    EXPECT_EQ(g_sktDefinedNodeChain.GetCount(), 1);
 }
 
 TEST_F(RelationTest, FixBecomesUsedAndChangesNothingElse)
@@ -302,94 +282,6 @@ TEST_F(RelationTest, OnlyDistanceAndAngleRelationsCountAsSharers)
     EXPECT_EQ(u.m_nFreeNum, 2);
 }
 
-TEST_F(RelationTest, ConstructorsShareOrCreateValuesWithoutTouchingNodes)
-{
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CMathline l1(&a, &b);
-    CMathline l2(&b, &a);
-    CVal* v = new CVal();
-    CPPdis pp(&a, &b, v);
-    CPLdis pl(&a, &l1, v);
-    CLLdis ll(&l1, &l2, v);
-    CFix fix(&a);
-    CMathcir circle(XYZ(0, 0, 0), 1);
-    std::unique_ptr<CRad> rad(new CRad(&a, &circle));
-    CPPdis bare;
-
-    EXPECT_EQ(v->GetRelSel()->GetCount(), 3);
-    EXPECT_EQ(v->GetRelSel()->GetTail(), &ll);
-    EXPECT_EQ(pl.m_pVal, v);
-    EXPECT_EQ(fix.m_pVal, nullptr);
-    EXPECT_EQ(fix.m_pNode2, nullptr);
-    EXPECT_EQ(fix.GetType(), SKT_REL_FIX);
-    EXPECT_EQ(rad->m_pVal, circle.m_pRadiusVal);
-    EXPECT_EQ(rad->m_pVal->IsKnown(), 1);
-    EXPECT_EQ(rad->m_pVal->GetRelSel()->GetHead(), rad.get());
-    EXPECT_EQ(bare.m_pVal, nullptr);
-    EXPECT_EQ(bare.m_pNode1, nullptr);
-    EXPECT_EQ(pp.m_pValueNode, nullptr);
-    EXPECT_EQ(pp.m_bReverse1, 0);
-    EXPECT_EQ(pp.m_byState, 0);
-    EXPECT_TRUE(a.GetRelList()->IsEmpty());
-    EXPECT_TRUE(l1.GetRelList()->IsEmpty());
-    pp.SetValue(8);
-    EXPECT_EQ(v->GetValue(), 8);
-}
-
-TEST_F(RelationTest, UseStateAndOriginAreIndependent)
-{
-    CPPdis r;
-
-    r.SetAddRel();
-    r.SetUsed();
-
-    EXPECT_EQ(r.IsAddRel(), 1);
-    EXPECT_EQ(r.IsIniRel(), 0);
-    EXPECT_EQ(r.IsUsed(), 1);
-    r.SetIniRel();
-    EXPECT_EQ(r.IsUsed(), 1);
-    EXPECT_EQ(r.IsIniRel(), 1);
-    EXPECT_EQ(r.IsAddRel(), 0);
-}
-
-TEST_F(RelationTest, CopyCarriesStateNumberAndReverseFlagsOnly)
-{
-    CMathline l1;
-    CMathline l2;
-    CLLang angle(&l1, &l2, 1, 1);
-    angle.SetAddRel();
-    angle.SetActive();
-    angle.m_bReverse2 = 1;
-    int counter = g_nRelNum;
-
-    std::unique_ptr<CRel> copy(angle.Copy());
-
-    EXPECT_EQ(g_nRelNum, counter + 1);
-    EXPECT_EQ(copy->GetType(), SKT_REL_LLANG);
-    EXPECT_EQ(copy->m_nID, angle.m_nID);
-    EXPECT_EQ(copy->IsActive(), 1);
-    EXPECT_EQ(copy->IsAddRel(), 1);
-    EXPECT_EQ(copy->m_bReverse1, 0);
-    EXPECT_EQ(copy->m_bReverse2, 1);
-    EXPECT_EQ(copy->m_pNode1, nullptr);
-    EXPECT_EQ(copy->m_pNode2, nullptr);
-    EXPECT_EQ(copy->m_pVal, nullptr);
-    EXPECT_EQ(CRel().Copy(), nullptr);
-    const int types[] = {SKT_REL_FIX, SKT_REL_RAD, SKT_REL_PPDIS, SKT_REL_PLDIS, SKT_REL_LLDIS};
-    CFix f;
-    CRad r;
-    CPPdis pp;
-    CPLdis pl;
-    CLLdis ll;
-    CRel* sources[] = {&f, &r, &pp, &pl, &ll};
-    for (int i = 0; i < 5; ++i)
-    {
-        std::unique_ptr<CRel> c(sources[i]->Copy());
-        EXPECT_EQ(c->GetType(), types[i]);
-    }
-}
-
 TEST_F(RelationTest, ActualValuesOfEachKind)
 {
     CVert a(0, 0, 0);
@@ -415,23 +307,4 @@ TEST_F(RelationTest, ActualValuesOfEachKind)
     EXPECT_DOUBLE_EQ(angle.GetActualVal(), std::atan2(4.0, 3.0));
     EXPECT_DOUBLE_EQ(back.GetActualVal(), 2 * Pi() - std::atan2(4.0, 3.0));
     EXPECT_EQ(base.GetActualVal(), 0.0);
-}
-
-TEST_F(RelationTest, CutRelWithNodeDetachesFromBothEnds)
-{
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CPPdis keep(&a, &b, 1, 1);
-    CPPdis cut(&a, &b, 1, 1);
-    CFix fix(&a);
-    Link(keep);
-    Link(cut);
-    Link(fix);
-
-    cut.CutRelWithNode();
-    fix.CutRelWithNode();
-
-    EXPECT_EQ(a.GetRelList()->GetCount(), 1);
-    EXPECT_EQ(b.GetRelList()->GetCount(), 1);
-    EXPECT_EQ(a.GetRelList()->GetHead(), &keep);
 }

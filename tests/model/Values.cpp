@@ -1,4 +1,4 @@
-// Values: numbering, backups, copies, who deletes a shared value, and the re-evaluation of the
+// Values: who deletes a shared value, and the re-evaluation of the
 // nodes around a shared value that has just become known.
 #include "ModelTestSupport.h"
 
@@ -7,100 +7,6 @@
 #include <vector>
 
 using ValueTest = ModelTest;
-
-TEST_F(ValueTest, ConstructorsAndFlags)
-{
-    sktInitCountNum();
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CVal plain;
-    CPPdis owner(&a, &b, 2.5, 1);
-    CMathline l1;
-    CMathline l2;
-    CLLang angle(&l1, &l2, 1.0, 0);
-
-    EXPECT_EQ(plain.m_nID, 0);
-    EXPECT_EQ(owner.m_pVal->m_nID, 1);
-    EXPECT_EQ(g_nValNum, 3);
-    EXPECT_EQ(plain.GetValue(), 0.0);
-    EXPECT_EQ(plain.IsUnknown(), 1);
-    EXPECT_EQ(plain.m_bAngle, 0);
-    EXPECT_EQ(plain.m_pBackupValue, nullptr);
-    EXPECT_EQ(owner.m_pVal->GetValue(), 2.5);
-    EXPECT_EQ(owner.m_pVal->IsKnown(), 1);
-    EXPECT_EQ(owner.m_pVal->m_bAngle, 0);
-    EXPECT_EQ(owner.m_pVal->GetRelSel()->GetCount(), 1);
-    EXPECT_EQ(owner.m_pVal->GetRelSel()->GetHead(), &owner);
-    EXPECT_EQ(angle.m_pVal->m_bAngle, 1);
-    EXPECT_EQ(angle.m_pVal->IsKnown(), 0);
-}
-
-TEST_F(ValueTest, BackupsOfNumberAndKnownFlag)
-{
-    CVal v;
-    v.SetValue(3);
-    v.SetKnown();
-
-    v.BackupValue();
-    v.BackupKnownFlag();
-    double* backup = v.m_pBackupValue;
-    v.SetValue(7);
-    v.SetUnknown();
-    v.BackupValue();
-    v.SetValue(9);
-    v.SetKnown();
-    v.RestoreValue();
-    v.RestoreKnownFlag();
-
-    EXPECT_EQ(v.m_pBackupValue, backup);
-    EXPECT_EQ(v.GetValue(), 7);
-    EXPECT_EQ(v.IsKnown(), 1);
-    v.SetUnknown();
-    v.BackupKnownFlag();
-    v.SetKnown();
-    v.RestoreKnownFlag();
-    EXPECT_EQ(v.IsKnown(), 0);
-}
-
-TEST_F(ValueTest, CopyOfASharedValueIsShareless)
-{
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CVal* v = new CVal();
-    CPPdis r1(&a, &b, v);
-    CPPdis r2(&a, &b, v);
-    CPPdis r3(&a, &b, v);
-    v->SetValue(4);
-    v->SetKnown();
-    v->m_bAngle = 1;
-    v->BackupValue();
-    v->BackupKnownFlag();
-    int counter = g_nValNum;
-
-    std::unique_ptr<CVal> copy(v->Copy());
-
-    EXPECT_EQ(g_nValNum, counter + 1);
-    EXPECT_EQ(copy->m_nID, v->m_nID);
-    EXPECT_EQ(copy->GetValue(), 4);
-    EXPECT_EQ(copy->IsKnown(), 1);
-    EXPECT_EQ(copy->m_bAngle, 1);
-    EXPECT_EQ(copy->m_bBackupKnown, 1);
-    ASSERT_NE(copy->m_pBackupValue, nullptr);
-    EXPECT_NE(copy->m_pBackupValue, v->m_pBackupValue);
-    EXPECT_EQ(*copy->m_pBackupValue, 4);
-    EXPECT_TRUE(copy->GetRelSel()->IsEmpty());
-    EXPECT_EQ(v->GetRelSel()->GetCount(), 3);
-}
-
-// ---- Known-making of a shared value ----
-
-TEST_F(ValueTest, ValueWithoutRelationsBecomesKnown)
-{
-    CVal v;
-
-    EXPECT_EQ(v.ChangeRelChainFromUnknownToKnown(), 1);
-    EXPECT_EQ(v.IsKnown(), 1);
-}
 
 TEST_F(ValueTest, SharingRelationBetweenKnownNodesRefusesButValueStaysKnown)
 {
@@ -288,15 +194,6 @@ TEST(ValueOwnership, LastSharingRelationDeletesTheValueInAnyOrder)
         EXPECT_TRUE(a.GetRelList()->IsEmpty());
         EXPECT_TRUE(b.GetRelList()->IsEmpty());
     }
-}
-
-TEST(ValueOwnership, CircleDeletesItsRadiusValueWhenNoRelationHoldsIt)
-{
-    CMathcir* circle = new CMathcir(XYZ(0, 0, 0), 2);
-
-    delete circle;
-
-    SUCCEED(); // the sanitizer reports a leak otherwise
 }
 
 TEST(ValueOwnership, CircleDeletedBeforeItsRadiusRelations)
