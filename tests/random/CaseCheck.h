@@ -1,0 +1,86 @@
+// Runs a random case through the host's passes and checks what a host relies on. Shared by the
+// property tests and the fuzz targets, so both judge a sketch the same way.
+#pragma once
+
+#include "random/RandomSketch.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace randomsketch
+{
+
+enum class Stage
+{
+    Refused,  ///< the host refused to build the sketch
+    Analysed, ///< analysed; the drive request was refused or empty
+    Driven,   ///< the drive re-solved the sketch
+    Failed,   ///< the drive failed and the host restored the sketch
+};
+
+struct Outcome
+{
+    Stage stage = Stage::Refused;
+    /// The analysis verdict (as its enum's number).
+    int verdict = 0;
+    /// Every number and flag of the sketch at the end, bit for bit.
+    std::vector<uint64_t> bits;
+    /// What went wrong; empty when every property held.
+    std::string fault;
+    /// A known fault the case ran into (one of the names below) instead of a new one.
+    const char* known = "";
+    /// Largest residual over all relations after a successful drive.
+    double worst = 0.0;
+};
+
+/// Known faults, each reproduced by a disabled regression test: a drive reports success while
+/// - a distance that was zero stays zero (coincident points, a point on its line);
+/// - a relation joins a node to itself, or a distance is negative (the host takes both);
+/// - a point that centres a circle stays put;
+/// - a line held at a distance from another line does not follow it;
+/// - lines placed by a chain of angles keep their directions;
+/// - a relation sharing the changed value in a rigid part keeps the old value;
+/// - the new value is not finite, or too large to square;
+/// - and, whatever the cause, nothing moved at all;
+/// and a fixed line's direction is normalised again, changing its last bits.
+constexpr const char* kZeroDistanceNeverOpens = "a zero distance stays zero after a drive";
+constexpr const char* kSelfRelationReportedSolved = "a relation of a node with itself 'holds'";
+constexpr const char* kNegativeDistanceReportedSolved = "a negative distance 'holds'";
+constexpr const char* kCentrePointStaysPut = "a circle's centre point stays put";
+constexpr const char* kParallelLineLeftBehind =
+    "a line at a distance from a line does not follow it";
+constexpr const char* kAngleChainIgnored = "lines in a chain of angles keep their directions";
+constexpr const char* kSharedValueNotFollowed =
+    "a relation sharing the changed value keeps the old";
+constexpr const char* kOutOfRangeValueTaken = "a non-finite or overflowing value is taken";
+constexpr const char* kSolvedWithoutMoving = "a drive reports success and moves nothing";
+constexpr const char* kFixedLineRenormalised = "a fixed line's direction is normalised again";
+
+/// Whether AddressSanitizer instruments this build: the tests then run fewer cases.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitizedBuild = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitizedBuild = true;
+#else
+constexpr bool kSanitizedBuild = false;
+#endif
+#else
+constexpr bool kSanitizedBuild = false;
+#endif
+
+/// Tolerance for relations after a successful drive.
+constexpr double kHoldTolerance = 1e-6;
+
+/// Builds the sketch, analyses and drives it, removes the case's relations and nodes, and runs
+/// both passes again. Checks that a failed second drive restores the sketch; `bits` holds the
+/// end state.
+Outcome RunEdits(const Case& c);
+
+/// Builds the case's sketch from its file text and runs the analysis and the drive; with
+/// `between`, another sketch is built, analysed and driven between the two passes and lives on
+/// until the case is done.
+Outcome RunCase(const Case& c, const Case* between = nullptr);
+
+} // namespace randomsketch

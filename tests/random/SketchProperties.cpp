@@ -1,0 +1,235 @@
+// Property tests over generated sketches: whatever the sketch, every pass returns, a success
+// leaves every relation holding and fixed geometry where it was, a failure leaves the sketch
+// exactly as it was, and the same input gives the same bits twice. Each case prints its seed and
+// its file on failure; QSOLVER_RANDOM_SEED=S QSOLVER_RANDOM_SKETCHES=1 replays case S, and a
+// larger QSOLVER_RANDOM_SKETCHES runs that many from the seed on. QSOLVER_RANDOM_KEEP_GOING=1
+// reports every broken case instead of the first, QSOLVER_RANDOM_WHY=1 says why the host refused
+// a sketch.
+#include "random/CaseCheck.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <mutex>
+#include <thread>
+
+using namespace randomsketch;
+
+namespace
+{
+constexpr bool kSanitized = kSanitizedBuild;
+
+uint64_t EnvNumber(const char* name, uint64_t fallback)
+{
+    const char* text = std::getenv(name);
+    return text != nullptr && *text != '\0' ? std::strtoull(text, nullptr, 10) : fallback;
+}
+
+// Aborts the run, naming the case, when one case takes far longer than any sketch should: a
+// hang would otherwise only show as a test timeout with no seed.
+class Watchdog
+{
+public:
+    explicit Watchdog(int seconds) : m_limit(seconds), m_thread([this] { Watch(); }) {}
+    ~Watchdog()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_done = true;
+        }
+        m_wake.notify_all();
+        m_thread.join();
+    }
+    void Start(uint64_t seed)
+    {
+        m_seed = seed;
+        m_tick.fetch_add(1);
+    }
+
+private:
+    void Watch()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        uint64_t seen = m_tick.load();
+        while (!m_done)
+        {
+            if (m_wake.wait_for(lock, std::chrono::seconds(m_limit), [this] { return m_done; }))
+            {
+                return;
+            }
+            const uint64_t now = m_tick.load();
+            if (now == seen)
+            {
+                std::fprintf(stderr, "case with seed %llu did not return within %d s\n",
+                             static_cast<unsigned long long>(m_seed.load()), m_limit);
+                std::abort();
+            }
+            seen = now;
+        }
+    }
+
+    int m_limit;
+    std::atomic<uint64_t> m_seed{0};
+    std::atomic<uint64_t> m_tick{0};
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_done = false;
+    std::thread m_thread;
+};
+
+struct Tally
+{
+    int refused = 0;
+    int analysed = 0;
+    int driven = 0;
+    int failed = 0;
+    /// Verdicts by their enum's number: ok, over-constrained, two contradictions.
+    int verdicts[4] = {0, 0, 0, 0};
+    int knownFaults = 0;
+};
+
+// Where two runs of one case parted.
+std::string Difference(const Outcome& a, const Outcome& b)
+{
+    std::string text = "\nstages " + std::to_string(static_cast<int>(a.stage)) + " and " +
+                       std::to_string(static_cast<int>(b.stage));
+    for (size_t i = 0; i < std::min(a.bits.size(), b.bits.size()); ++i)
+    {
+        if (a.bits[i] != b.bits[i])
+        {
+            double x = 0.0;
+            double y = 0.0;
+            std::memcpy(&x, &a.bits[i], sizeof(x));
+            std::memcpy(&y, &b.bits[i], sizeof(y));
+            text += "; word " + std::to_string(i) + ": " + std::to_string(x) + " and " +
+                    std::to_string(y);
+        }
+    }
+    return text;
+}
+
+// Runs `count` cases from the seed on, each twice, and stops at the first broken property.
+void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
+{
+    Watchdog watchdog(kSanitized ? 120 : 30);
+    // Hunting: report every broken case instead of stopping at the first.
+    const bool keepGoing = EnvNumber("QSOLVER_RANDOM_KEEP_GOING", 0) != 0;
+    Tally tally;
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t seed = firstSeed + i;
+        watchdog.Start(seed);
+        SeededBits bits(seed * 2 + (consistent ? 1 : 0));
+        const Case c = Generate(bits, consistent);
+        const Outcome first = RunCase(c);
+        const Outcome second = RunCase(c);
+        const bool same = first.stage == second.stage && first.bits == second.bits;
+        if (!first.fault.empty() || !same)
+        {
+            ADD_FAILURE() << (first.fault.empty() ? "two runs of the same case differ"
+                                                  : first.fault)
+                          << (same ? "" : Difference(first, second)) << "\nseed " << seed
+                          << " (QSOLVER_RANDOM_SEED=" << seed << " QSOLVER_RANDOM_SKETCHES=1)\n"
+                          << Describe(c);
+            if (!keepGoing)
+            {
+                return;
+            }
+        }
+        switch (first.stage)
+        {
+            case Stage::Refused:
+                ++tally.refused;
+                break;
+            case Stage::Analysed:
+                ++tally.analysed;
+                break;
+            case Stage::Driven:
+                ++tally.driven;
+                break;
+            case Stage::Failed:
+                ++tally.failed;
+                break;
+        }
+        if (first.stage != Stage::Refused && first.verdict >= 0 && first.verdict < 4)
+        {
+            ++tally.verdicts[first.verdict];
+        }
+        tally.knownFaults += *first.known != '\0' ? 1 : 0;
+    }
+    std::printf(
+        "%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
+        "failed and restored; verdicts %d ok, %d over-constrained, %d fixed contradiction, %d seed "
+        "contradiction; %d met a known fault\n",
+        static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
+        static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed, tally.driven,
+        tally.failed, tally.verdicts[0], tally.verdicts[1], tally.verdicts[2], tally.verdicts[3],
+        tally.knownFaults);
+}
+
+uint64_t CaseCount(uint64_t normal)
+{
+    return EnvNumber("QSOLVER_RANDOM_SKETCHES", kSanitized ? normal / 20 : normal);
+}
+} // namespace
+
+TEST(RandomCases, ConsistentCasesHoldAfterADrive)
+{
+    RunCases(true, EnvNumber("QSOLVER_RANDOM_SEED", 1), CaseCount(20000));
+}
+
+TEST(RandomCases, ArbitraryCasesFailCleanlyOrHold)
+{
+    RunCases(false, EnvNumber("QSOLVER_RANDOM_SEED", 1), CaseCount(20000));
+}
+
+TEST(RandomCases, PassesOfAnotherCaseInBetweenChangeNothing)
+{
+    const uint64_t first = EnvNumber("QSOLVER_RANDOM_SEED", 1);
+    const uint64_t count = CaseCount(4000);
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t seed = first + i;
+        SeededBits bits(seed * 2 + 1);
+        const Case c = Generate(bits, (seed & 1) != 0);
+        SeededBits otherBits(seed * 2 + 2);
+        const Case other = Generate(otherBits, (seed & 2) != 0);
+        const Outcome alone = RunCase(c);
+        const Outcome interleaved = RunCase(c, &other);
+        if (alone.stage != interleaved.stage || alone.bits != interleaved.bits)
+        {
+            ADD_FAILURE() << "another sketch's passes changed the outcome"
+                          << Difference(alone, interleaved) << "\nseed " << seed << "\n"
+                          << Describe(c) << "between:\n"
+                          << Describe(other);
+            return;
+        }
+    }
+}
+
+TEST(RandomCases, PassesAfterRemovingRelationsAndNodesReturnOrRestore)
+{
+    const uint64_t first = EnvNumber("QSOLVER_RANDOM_SEED", 1);
+    const uint64_t count = CaseCount(8000);
+    for (uint64_t i = 0; i < count; ++i)
+    {
+        const uint64_t seed = first + i;
+        SeededBits bits(seed * 2 + (seed & 1));
+        const Case c = Generate(bits, (seed & 1) != 0);
+        const Outcome once = RunEdits(c);
+        const Outcome again = RunEdits(c);
+        if (!once.fault.empty() || once.stage != again.stage || once.bits != again.bits)
+        {
+            ADD_FAILURE() << (once.fault.empty() ? "two runs of the same case differ" : once.fault)
+                          << "\nseed " << seed << "\n"
+                          << Describe(c);
+            return;
+        }
+    }
+}
