@@ -313,12 +313,24 @@ Outcome RunCase(const Case& c, const Case* between)
     }
 
     out.stage = Stage::Driven;
+    bool outOfRange = false;
+    for (const auto& change : c.changes)
+    {
+        CRel* rel = sketch.FindRelation(change.first);
+        // Numbers no drawing has: not finite, a square that overflows, an angle of so many
+        // turns that a double keeps no fraction of a turn.
+        const double limit = rel->GetType() == SKT_REL_LLANG ? 1e6 : 1e150;
+        if (!(std::fabs(change.second) <= limit))
+        {
+            outOfRange = true;
+        }
+    }
     for (const auto& change : c.changes)
     {
         CRel* rel = sketch.FindRelation(change.first);
         // An unknown value is measured by the pass whatever it was set to.
         if (rel->m_pVal->m_dValue != change.second && c.changes.size() == 1 &&
-            knownBefore.count(change.first) != 0)
+            knownBefore.count(change.first) != 0 && !outOfRange)
         {
             out.fault = "relation " + change.first + " does not keep the value it was set to";
             return out;
@@ -398,12 +410,9 @@ Outcome RunCase(const Case& c, const Case* between)
                         ")";
         }
     }
-    for (const auto& change : c.changes)
+    if (!out.fault.empty() && outOfRange)
     {
-        if (!out.fault.empty() && !(std::fabs(change.second) <= 1e150))
-        {
-            out.known = kOutOfRangeValueTaken;
-        }
+        out.known = kOutOfRangeValueTaken;
     }
     if (!out.fault.empty() && *out.known == '\0' && NodesOf(sketch) == nodesBefore)
     {

@@ -41,7 +41,7 @@ struct Outcome
 /// - a line held at a distance from another line does not follow it;
 /// - lines placed by a chain of angles keep their directions;
 /// - a relation sharing the changed value in a rigid part keeps the old value;
-/// - the new value is not finite, or too large to square;
+/// - the new value is not finite, too large to square, or an angle of a million radians;
 /// - and, whatever the cause, nothing moved at all;
 /// and a fixed line's direction is normalised again, changing its last bits.
 constexpr const char* kZeroDistanceNeverOpens = "a zero distance stays zero after a drive";

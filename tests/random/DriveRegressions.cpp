@@ -241,6 +241,30 @@ TEST(DriveRegression, DISABLED_SecondUnknownAngleBetweenTheSameLinesLosesADistan
     EXPECT_TRUE(HoldsOrRestored(s, before, r));
 }
 
+TEST(DriveRegression, DISABLED_LineWithAFixedDirectionTurnsInADriveThatChangesNothing)
+{
+    Sketch s;
+    s.AddPoint("P0", 5.25792019264207, -4);
+    s.AddPoint("P2", -5.368646173729481, 6.559538233980298);
+    s.AddPoint("P3", -1, 1);
+    s.AddLine("L0", -5.368646173729481, 6.559538233980298, 0.7071067811865476, 0.7071067811865475,
+              true);
+    s.AddPLdis("r0", "P2", "L0", ValueSpec::Own(0));
+    s.AddPLdis("r1", "P0", "L0", ValueSpec::Own(14.980838229836301));
+    s.AddPPdis("r2", "P2", "P3", ValueSpec::Own(7.0706106360292535));
+    ASSERT_TRUE(AllHold(s, 1e-9));
+    ASSERT_TRUE(s.Analyse().IsOk());
+    const VECTOR before = s.FindLine("L0")->m_Line.m_Direction;
+
+    const DriveResult r = s.Drive({{"r0", 0}});
+
+    ASSERT_TRUE(r.IsOk());
+    const VECTOR after = s.FindLine("L0")->m_Line.m_Direction;
+    EXPECT_NEAR(after.x, before.x, 1e-15);
+    EXPECT_NEAR(after.y, before.y, 1e-15);
+    EXPECT_TRUE(AllHold(s));
+}
+
 // The file reader refuses these; a host that calls the layer directly gets no such check.
 TEST(DriveRegression, DISABLED_HostTakesARelationOfAPointWithItself)
 {

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,7 +84,7 @@ public:
             v = (v << 8) | m_data[m_at++];
         }
         static_assert(sizeof(v) == sizeof(out), "double is 64 bits");
-        __builtin_memcpy(&out, &v, sizeof(out));
+        std::memcpy(&out, &v, sizeof(out));
         return true;
     }
 
