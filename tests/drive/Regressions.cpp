@@ -338,3 +338,23 @@ TEST(DriveRegression, FarOutSketchIsJudgedRelativeToItsSize)
     EXPECT_TRUE(r.IsOk()) << DriveStepText(r.failed) << ": " << r.message;
     EXPECT_TRUE(AllHold(s, 1e-6 * 3e7 / 1e4));
 }
+
+// Re-driving a distance to its own value turned a line whose direction is held, leaving the
+// distance of another point to it off by about 1e-4 while the drive reported success.
+TEST(DriveRegression, LineWithAHeldDirectionFailsOrHoldsInADriveThatChangesNothing)
+{
+    const Case row = {"held direction",
+                      [](Sketch& s)
+                      {
+                          s.AddPoint("P0", 5.25792019264207, -4);
+                          s.AddPoint("P2", -5.368646173729481, 6.559538233980298);
+                          s.AddPoint("P3", -1, 1);
+                          s.AddLine("L0", -5.368646173729481, 6.559538233980298, 0.7071067811865476,
+                                    0.7071067811865475, true);
+                          s.AddPLdis("r0", "P2", "L0", ValueSpec::Own(0));
+                          s.AddPLdis("r1", "P0", "L0", ValueSpec::Own(14.980838229836301));
+                          s.AddPPdis("r2", "P2", "P3", ValueSpec::Own(7.0706106360292535));
+                      },
+                      "r0", 0};
+    RunCase(row);
+}
