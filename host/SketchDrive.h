@@ -21,6 +21,7 @@ enum class DriveStep
     SolveClusterChain,     ///< the clusters could not be placed against each other
     SolveGoodClusterChain, ///< a good cluster could not be placed
     SolveGoodNodeChain,    ///< a good node could not be placed, even numerically
+    Verify, ///< the solver reported success but a relation is off or fixed geometry moved
 };
 
 /// A short English text for the step, for printing.
@@ -31,7 +32,8 @@ struct DriveResult
 {
     /// The step that failed, or None.
     DriveStep failed = DriveStep::None;
-    /// Why a request was refused (BadRequest); empty otherwise.
+    /// Why a request was refused (BadRequest) or which relation or node failed the check of the
+    /// result (Verify); empty otherwise.
     std::string message;
     /// On failure every node and value is as it was before the call.
     bool restored = false;
