@@ -304,6 +304,16 @@ CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const s
         Fail("relation '" + id + "': value is not finite");
         return nullptr;
     }
+    if (pointA == pointB)
+    {
+        Fail("relation '" + id + "' joins '" + pointA + "' to itself");
+        return nullptr;
+    }
+    if (value.shared.empty() && value.value < 0.0)
+    {
+        Fail("relation '" + id + "': a distance cannot be negative");
+        return nullptr;
+    }
     auto* a = static_cast<CVert*>(NodeOfType(id, pointA, SKT_NODE_POINT, "point"));
     auto* b = a != nullptr ? static_cast<CVert*>(NodeOfType(id, pointB, SKT_NODE_POINT, "point"))
                            : nullptr;
@@ -329,6 +339,11 @@ CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const st
     if (value.shared.empty() && !AllFinite({value.value}))
     {
         Fail("relation '" + id + "': value is not finite");
+        return nullptr;
+    }
+    if (value.shared.empty() && value.value < 0.0)
+    {
+        Fail("relation '" + id + "': a distance cannot be negative");
         return nullptr;
     }
     auto* p = static_cast<CVert*>(NodeOfType(id, point, SKT_NODE_POINT, "point"));
@@ -358,6 +373,16 @@ CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const st
         Fail("relation '" + id + "': value is not finite");
         return nullptr;
     }
+    if (lineA == lineB)
+    {
+        Fail("relation '" + id + "' joins '" + lineA + "' to itself");
+        return nullptr;
+    }
+    if (value.shared.empty() && value.value < 0.0)
+    {
+        Fail("relation '" + id + "': a distance cannot be negative");
+        return nullptr;
+    }
     auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
     auto* b = a != nullptr ? static_cast<CMathline*>(NodeOfType(id, lineB, SKT_NODE_LINE, "line"))
                            : nullptr;
@@ -383,6 +408,11 @@ CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const st
     if (value.shared.empty() && !AllFinite({value.value}))
     {
         Fail("relation '" + id + "': value is not finite");
+        return nullptr;
+    }
+    if (lineA == lineB)
+    {
+        Fail("relation '" + id + "' joins '" + lineA + "' to itself");
         return nullptr;
     }
     auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
