@@ -292,8 +292,8 @@ CRel* Sketch::AddFix(const std::string& id, const std::string& node)
     return Register(id, new CFix(n));
 }
 
-CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const std::string& pointB,
-                       const ValueSpec& value)
+CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& second,
+                          const ValueSpec& value, MakeDistance make)
 {
     if (!ClaimId(id))
     {
@@ -304,9 +304,9 @@ CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const s
         Fail("relation '" + id + "': value is not finite");
         return nullptr;
     }
-    if (pointA == pointB)
+    if (first.id == second.id)
     {
-        Fail("relation '" + id + "' joins '" + pointA + "' to itself");
+        Fail("relation '" + id + "' joins '" + first.id + "' to itself");
         return nullptr;
     }
     if (value.shared.empty() && value.value < 0.0)
@@ -314,88 +314,58 @@ CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const s
         Fail("relation '" + id + "': a distance cannot be negative");
         return nullptr;
     }
-    auto* a = static_cast<CVert*>(NodeOfType(id, pointA, SKT_NODE_POINT, "point"));
-    auto* b = a != nullptr ? static_cast<CVert*>(NodeOfType(id, pointB, SKT_NODE_POINT, "point"))
-                           : nullptr;
+    CNode* a = NodeOfType(id, first.id, first.type, first.kind);
+    CNode* b = a != nullptr ? NodeOfType(id, second.id, second.type, second.kind) : nullptr;
     if (b == nullptr)
     {
         return nullptr;
     }
     if (value.shared.empty())
     {
-        return Register(id, new CPPdis(a, b, value.value, value.known ? 1 : 0), true);
+        return Register(id, make(a, b, value, nullptr), true);
     }
     CVal* val = ResolveValue(id, value);
-    return val != nullptr ? Register(id, new CPPdis(a, b, val)) : nullptr;
+    return val != nullptr ? Register(id, make(a, b, value, val)) : nullptr;
+}
+
+CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const std::string& pointB,
+                       const ValueSpec& value)
+{
+    return AddDistance(id, {pointA, SKT_NODE_POINT, "point"}, {pointB, SKT_NODE_POINT, "point"},
+                       value,
+                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+                       {
+                           auto* pa = static_cast<CVert*>(a);
+                           auto* pb = static_cast<CVert*>(b);
+                           return shared != nullptr ? new CPPdis(pa, pb, shared)
+                                                    : new CPPdis(pa, pb, v.value, v.known ? 1 : 0);
+                       });
 }
 
 CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const std::string& line,
                        const ValueSpec& value)
 {
-    if (!ClaimId(id))
-    {
-        return nullptr;
-    }
-    if (value.shared.empty() && !AllFinite({value.value}))
-    {
-        Fail("relation '" + id + "': value is not finite");
-        return nullptr;
-    }
-    if (value.shared.empty() && value.value < 0.0)
-    {
-        Fail("relation '" + id + "': a distance cannot be negative");
-        return nullptr;
-    }
-    auto* p = static_cast<CVert*>(NodeOfType(id, point, SKT_NODE_POINT, "point"));
-    auto* l = p != nullptr ? static_cast<CMathline*>(NodeOfType(id, line, SKT_NODE_LINE, "line"))
-                           : nullptr;
-    if (l == nullptr)
-    {
-        return nullptr;
-    }
-    if (value.shared.empty())
-    {
-        return Register(id, new CPLdis(p, l, value.value, value.known ? 1 : 0), true);
-    }
-    CVal* val = ResolveValue(id, value);
-    return val != nullptr ? Register(id, new CPLdis(p, l, val)) : nullptr;
+    return AddDistance(id, {point, SKT_NODE_POINT, "point"}, {line, SKT_NODE_LINE, "line"}, value,
+                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+                       {
+                           auto* p = static_cast<CVert*>(a);
+                           auto* l = static_cast<CMathline*>(b);
+                           return shared != nullptr ? new CPLdis(p, l, shared)
+                                                    : new CPLdis(p, l, v.value, v.known ? 1 : 0);
+                       });
 }
 
 CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const std::string& lineB,
                        const ValueSpec& value)
 {
-    if (!ClaimId(id))
-    {
-        return nullptr;
-    }
-    if (value.shared.empty() && !AllFinite({value.value}))
-    {
-        Fail("relation '" + id + "': value is not finite");
-        return nullptr;
-    }
-    if (lineA == lineB)
-    {
-        Fail("relation '" + id + "' joins '" + lineA + "' to itself");
-        return nullptr;
-    }
-    if (value.shared.empty() && value.value < 0.0)
-    {
-        Fail("relation '" + id + "': a distance cannot be negative");
-        return nullptr;
-    }
-    auto* a = static_cast<CMathline*>(NodeOfType(id, lineA, SKT_NODE_LINE, "line"));
-    auto* b = a != nullptr ? static_cast<CMathline*>(NodeOfType(id, lineB, SKT_NODE_LINE, "line"))
-                           : nullptr;
-    if (b == nullptr)
-    {
-        return nullptr;
-    }
-    if (value.shared.empty())
-    {
-        return Register(id, new CLLdis(a, b, value.value, value.known ? 1 : 0), true);
-    }
-    CVal* val = ResolveValue(id, value);
-    return val != nullptr ? Register(id, new CLLdis(a, b, val)) : nullptr;
+    return AddDistance(id, {lineA, SKT_NODE_LINE, "line"}, {lineB, SKT_NODE_LINE, "line"}, value,
+                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+                       {
+                           auto* la = static_cast<CMathline*>(a);
+                           auto* lb = static_cast<CMathline*>(b);
+                           return shared != nullptr ? new CLLdis(la, lb, shared)
+                                                    : new CLLdis(la, lb, v.value, v.known ? 1 : 0);
+                       });
 }
 
 CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const std::string& lineB,

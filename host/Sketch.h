@@ -174,6 +174,17 @@ private:
     CNode* NodeOfType(const std::string& relId, const std::string& nodeId, int type,
                       const char* what);
     CVal* ResolveValue(const std::string& relId, const ValueSpec& value);
+    // One end of a distance relation: its id and the node type it must have.
+    struct End
+    {
+        const std::string& id;
+        int type;
+        const char* kind;
+    };
+    using MakeDistance = CRel* (*)(CNode* a, CNode* b, const ValueSpec& value, CVal* shared);
+    /// The checks and look-ups the three distance builders share.
+    CRel* AddDistance(const std::string& id, const End& first, const End& second,
+                      const ValueSpec& value, MakeDistance make);
     CRel* Register(const std::string& id, CRel* rel, bool ownValue = false);
     void ReleaseRelation(CRel* rel);
     template <class F> void ForEachValue(F&& f) const;
