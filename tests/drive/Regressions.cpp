@@ -37,6 +37,18 @@ const double kHalfPi = std::acos(0.0);
     return ::testing::AssertionSuccess();
 }
 
+// A fixed point, a line at a distance from it, and a line parallel to that one: either distance
+// changed must move the lines.
+void LineBetweenFixedPointAndParallelLine(Sketch& s)
+{
+    s.AddPoint("P", 0, 3);
+    s.AddLine("L0", 0, 0, 1, 0);
+    s.AddLine("L1", 0, -4, 1, 0);
+    s.AddFix("fix", "P");
+    s.AddPLdis("toPoint", "P", "L0", ValueSpec::Own(3));
+    s.AddLLdis("lines", "L0", "L1", ValueSpec::Own(4));
+}
+
 struct Case
 {
     const char* name;
@@ -96,27 +108,9 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
          },
          "d", 6},
         {"line between a fixed point and a parallel line: line to line",
-         [](Sketch& s)
-         {
-             s.AddPoint("P", 0, 3);
-             s.AddLine("L0", 0, 0, 1, 0);
-             s.AddLine("L1", 0, -4, 1, 0);
-             s.AddFix("fix", "P");
-             s.AddPLdis("toPoint", "P", "L0", ValueSpec::Own(3));
-             s.AddLLdis("lines", "L0", "L1", ValueSpec::Own(4));
-         },
-         "lines", 2.5},
+         &LineBetweenFixedPointAndParallelLine, "lines", 2.5},
         {"line between a fixed point and a parallel line: point to line",
-         [](Sketch& s)
-         {
-             s.AddPoint("P", 0, 3);
-             s.AddLine("L0", 0, 0, 1, 0);
-             s.AddLine("L1", 0, -4, 1, 0);
-             s.AddFix("fix", "P");
-             s.AddPLdis("toPoint", "P", "L0", ValueSpec::Own(3));
-             s.AddLLdis("lines", "L0", "L1", ValueSpec::Own(4));
-         },
-         "toPoint", 2.5},
+         &LineBetweenFixedPointAndParallelLine, "toPoint", 2.5},
         {"line at a distance from a turned line stays where it was",
          [](Sketch& s)
          {
