@@ -103,18 +103,26 @@ double SideOf(const XYZ& pos, const MATHLINE& line)
 }
 
 // The point and the line of a point-line relation, told apart by type.
-void SplitPointLine(CRel* pRel, CVert*& pPoint, CMathline*& pLine)
+struct PointLine
+{
+    CVert* pPoint;
+    CMathline* pLine;
+};
+
+PointLine SplitPointLine(CRel* pRel)
 {
     if (pRel->m_pNode1->GetType() == SKT_NODE_POINT)
     {
-        pPoint = static_cast<CVert*>(pRel->m_pNode1);
-        pLine = static_cast<CMathline*>(pRel->m_pNode2);
+        return {static_cast<CVert*>(pRel->m_pNode1), static_cast<CMathline*>(pRel->m_pNode2)};
     }
-    else
-    {
-        pPoint = static_cast<CVert*>(pRel->m_pNode2);
-        pLine = static_cast<CMathline*>(pRel->m_pNode1);
-    }
+    return {static_cast<CVert*>(pRel->m_pNode2), static_cast<CMathline*>(pRel->m_pNode1)};
+}
+
+// 1 when the point stood on the negative side of the line before the pass: its distance is
+// then counted with the sign turned, so that side reads positive.
+int StartsNegative(CVert* pPoint, CMathline* pLine)
+{
+    return SideOf(BackupPos(pPoint), BackupLine(pLine)) < 0.0 ? 1 : 0;
 }
 
 double Sign(int bNegate)
@@ -220,6 +228,50 @@ void CEquation::AllocVars(int count)
     m_pVarIndex = new int[count];
 }
 
+void CEquation::TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars)
+{
+    AllocVars(static_cast<int>(nodeVars.size()));
+    int i = 0;
+    for (int p : nodeVars)
+    {
+        m_pVarIndex[i++] = p;
+    }
+    m_nValuePos = -1;
+    m_dValue = RelValue(pRel);
+}
+
+void CEquation::TakeVars(CRel* pRel, std::initializer_list<int> nodeVars)
+{
+    const int v = ValueVar(pRel);
+    const int n = static_cast<int>(nodeVars.size());
+    AllocVars(v != -1 ? n + 1 : n);
+    int i = 0;
+    for (int p : nodeVars)
+    {
+        m_pVarIndex[i++] = p;
+    }
+    m_nValuePos = -1;
+    if (v != -1)
+    {
+        m_pVarIndex[n] = v;
+        m_nValuePos = n;
+    }
+    m_dValue = RelValue(pRel);
+}
+
+double CEquation::Wanted(const double* x) const
+{
+    return m_nValuePos != -1 ? x[m_pVarIndex[m_nValuePos]] : m_dValue;
+}
+
+void CEquation::WriteValueDerivative(double* row) const
+{
+    if (m_nValuePos != -1)
+    {
+        row[m_pVarIndex[m_nValuePos]] = -1.0;
+    }
+}
+
 double CEquation::Satisfied(double r, int* pFlag)
 {
     *pFlag = std::fabs(r) < kResidualTol ? 1 : 0;
@@ -267,15 +319,7 @@ CEquPPDisFixed::CEquPPDisFixed(CRel* pRel)
 {
     CNode* pUnknown = IsUnknownNode(pRel->m_pNode1) ? pRel->m_pNode1 : pRel->m_pNode2;
     CNode* pGiven = pUnknown == pRel->m_pNode1 ? pRel->m_pNode2 : pRel->m_pNode1;
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 3 : 2);
-    m_pVarIndex[0] = pUnknown->m_nVarIndex;
-    m_pVarIndex[1] = pUnknown->m_nVarNo;
-    if (v != -1)
-    {
-        m_pVarIndex[2] = v;
-    }
-    m_dValue = RelValue(pRel);
+    TakeVars(pRel, {pUnknown->m_nVarIndex, pUnknown->m_nVarNo});
     m_FixPos = static_cast<CVert*>(pGiven)->m_Pos;
 }
 
@@ -283,8 +327,7 @@ double CEquPPDisFixed::GetResidual(double* x, int* pFlag)
 {
     const double dx = x[m_pVarIndex[0]] - m_FixPos.x;
     const double dy = x[m_pVarIndex[1]] - m_FixPos.y;
-    const double w = m_nVarNum == 3 ? x[m_pVarIndex[2]] : m_dValue;
-    return Satisfied(std::sqrt(dx * dx + dy * dy) - w, pFlag);
+    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x), pFlag);
 }
 
 void CEquPPDisFixed::GetDerivative(double* x, double* row)
@@ -293,33 +336,21 @@ void CEquPPDisFixed::GetDerivative(double* x, double* row)
     const double dy = x[m_pVarIndex[1]] - m_FixPos.y;
     WriteDistanceGradient(dx, dy, std::sqrt(dx * dx + dy * dy), &row[m_pVarIndex[0]],
                           &row[m_pVarIndex[1]]);
-    if (m_nVarNum == 3)
-    {
-        row[m_pVarIndex[2]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 CEquPPDis::CEquPPDis(CRel* pRel)
 {
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 5 : 4);
-    m_pVarIndex[0] = pRel->m_pNode1->m_nVarIndex;
-    m_pVarIndex[1] = pRel->m_pNode1->m_nVarNo;
-    m_pVarIndex[2] = pRel->m_pNode2->m_nVarIndex;
-    m_pVarIndex[3] = pRel->m_pNode2->m_nVarNo;
-    if (v != -1)
-    {
-        m_pVarIndex[4] = v;
-    }
-    m_dValue = RelValue(pRel);
+    CNode* p1 = pRel->m_pNode1;
+    CNode* p2 = pRel->m_pNode2;
+    TakeVars(pRel, {p1->m_nVarIndex, p1->m_nVarNo, p2->m_nVarIndex, p2->m_nVarNo});
 }
 
 double CEquPPDis::GetResidual(double* x, int* pFlag)
 {
     const double dx = x[m_pVarIndex[0]] - x[m_pVarIndex[2]];
     const double dy = x[m_pVarIndex[1]] - x[m_pVarIndex[3]];
-    const double w = m_nVarNum == 5 ? x[m_pVarIndex[4]] : m_dValue;
-    return Satisfied(std::sqrt(dx * dx + dy * dy) - w, pFlag);
+    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x), pFlag);
 }
 
 void CEquPPDis::GetDerivative(double* x, double* row)
@@ -333,10 +364,7 @@ void CEquPPDis::GetDerivative(double* x, double* row)
     row[m_pVarIndex[1]] = gy;
     row[m_pVarIndex[2]] = -gx;
     row[m_pVarIndex[3]] = -gy;
-    if (m_nVarNum == 5)
-    {
-        row[m_pVarIndex[4]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -345,33 +373,18 @@ void CEquPPDis::GetDerivative(double* x, double* row)
 
 CEquPLDisFixed::CEquPLDisFixed(CRel* pRel)
 {
-    CVert* pPoint = nullptr;
-    CMathline* pLine = nullptr;
-    SplitPointLine(pRel, pPoint, pLine);
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 3 : 2);
-    m_pVarIndex[0] = pPoint->m_nVarIndex;
-    m_pVarIndex[1] = pPoint->m_nVarNo;
-    if (v != -1)
-    {
-        m_pVarIndex[2] = v;
-    }
-    m_dValue = RelValue(pRel);
-    m_bNegate = SideOf(BackupPos(pPoint), BackupLine(pLine)) < 0.0 ? 1 : 0;
-    double a = 0.0;
-    double b = 0.0;
-    double c = 0.0;
-    LineCoef(pLine->m_Line, a, b, c);
-    sktGetLineAngle(a, b, m_dAngle);
-    m_dOffset = c;
+    const auto [pPoint, pLine] = SplitPointLine(pRel);
+    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo});
+    m_bNegate = StartsNegative(pPoint, pLine);
+    m_dAngle = LineAngle(pLine->m_Line);
+    m_dOffset = LineOffset(pLine->m_Line);
 }
 
 double CEquPLDisFixed::GetResidual(double* x, int* pFlag)
 {
-    const double w = m_nVarNum == 3 ? x[m_pVarIndex[2]] : m_dValue;
     const double dist =
         std::sin(m_dAngle) * x[m_pVarIndex[0]] - std::cos(m_dAngle) * x[m_pVarIndex[1]] + m_dOffset;
-    return Satisfied(Sign(m_bNegate) * dist - w, pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
 }
 
 void CEquPLDisFixed::GetDerivative(double* /*x*/, double* row)
@@ -379,37 +392,23 @@ void CEquPLDisFixed::GetDerivative(double* /*x*/, double* row)
     const double s = Sign(m_bNegate);
     row[m_pVarIndex[0]] = s * std::sin(m_dAngle);
     row[m_pVarIndex[1]] = -s * std::cos(m_dAngle);
-    if (m_nVarNum == 3)
-    {
-        row[m_pVarIndex[2]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 CEquLPDisFixed::CEquLPDisFixed(CRel* pRel)
 {
-    CVert* pPoint = nullptr;
-    CMathline* pLine = nullptr;
-    SplitPointLine(pRel, pPoint, pLine);
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 3 : 2);
-    m_pVarIndex[0] = pLine->m_nVarIndex;
-    m_pVarIndex[1] = pLine->m_nVarNo;
-    if (v != -1)
-    {
-        m_pVarIndex[2] = v;
-    }
-    m_dValue = RelValue(pRel);
+    const auto [pPoint, pLine] = SplitPointLine(pRel);
+    TakeVars(pRel, {pLine->m_nVarIndex, pLine->m_nVarNo});
     m_FixPos = pPoint->m_Pos;
-    m_bNegate = SideOf(BackupPos(pPoint), BackupLine(pLine)) < 0.0 ? 1 : 0;
+    m_bNegate = StartsNegative(pPoint, pLine);
 }
 
 double CEquLPDisFixed::GetResidual(double* x, int* pFlag)
 {
     const double c = x[m_pVarIndex[0]];
     const double theta = x[m_pVarIndex[1]];
-    const double w = m_nVarNum == 3 ? x[m_pVarIndex[2]] : m_dValue;
     const double dist = std::sin(theta) * m_FixPos.x - std::cos(theta) * m_FixPos.y + c;
-    return Satisfied(Sign(m_bNegate) * dist - w, pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
 }
 
 void CEquLPDisFixed::GetDerivative(double* x, double* row)
@@ -418,77 +417,45 @@ void CEquLPDisFixed::GetDerivative(double* x, double* row)
     const double theta = x[m_pVarIndex[1]];
     row[m_pVarIndex[0]] = s;
     row[m_pVarIndex[1]] = s * (std::cos(theta) * m_FixPos.x + std::sin(theta) * m_FixPos.y);
-    if (m_nVarNum == 3)
-    {
-        row[m_pVarIndex[2]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 CEquOrthoLPDisFixed::CEquOrthoLPDisFixed(CRel* pRel)
 {
-    CVert* pPoint = nullptr;
-    CMathline* pLine = nullptr;
-    SplitPointLine(pRel, pPoint, pLine);
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 2 : 1);
-    m_pVarIndex[0] = pLine->m_nVarIndex;
-    if (v != -1)
-    {
-        m_pVarIndex[1] = v;
-    }
-    m_dValue = RelValue(pRel);
-    double a = 0.0;
-    double b = 0.0;
-    double c = 0.0;
-    LineCoef(pLine->m_Line, a, b, c);
-    sktGetLineAngle(a, b, m_dAngle);
+    const auto [pPoint, pLine] = SplitPointLine(pRel);
+    TakeVars(pRel, {pLine->m_nVarIndex});
+    m_dAngle = LineAngle(pLine->m_Line);
     m_FixPos = pPoint->m_Pos;
-    m_bNegate = sktGetSignedDistance(m_FixPos.x, m_FixPos.y, a, b, c) < 0.0 ? 1 : 0;
+    // Both the line and the point are given here: the side is read from where they stand.
+    m_bNegate = SideOf(m_FixPos, pLine->m_Line) < 0.0 ? 1 : 0;
 }
 
 double CEquOrthoLPDisFixed::GetResidual(double* x, int* pFlag)
 {
-    const double w = m_nVarNum == 2 ? x[m_pVarIndex[1]] : m_dValue;
     const double dist =
         std::sin(m_dAngle) * m_FixPos.x - std::cos(m_dAngle) * m_FixPos.y + x[m_pVarIndex[0]];
-    return Satisfied(Sign(m_bNegate) * dist - w, pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
 }
 
 void CEquOrthoLPDisFixed::GetDerivative(double* /*x*/, double* row)
 {
     row[m_pVarIndex[0]] = Sign(m_bNegate);
-    if (m_nVarNum == 2)
-    {
-        row[m_pVarIndex[1]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 CEquPLDis::CEquPLDis(CRel* pRel)
 {
-    CVert* pPoint = nullptr;
-    CMathline* pLine = nullptr;
-    SplitPointLine(pRel, pPoint, pLine);
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 5 : 4);
-    m_pVarIndex[0] = pPoint->m_nVarIndex;
-    m_pVarIndex[1] = pPoint->m_nVarNo;
-    m_pVarIndex[2] = pLine->m_nVarIndex;
-    m_pVarIndex[3] = pLine->m_nVarNo;
-    if (v != -1)
-    {
-        m_pVarIndex[4] = v;
-    }
-    m_dValue = RelValue(pRel);
-    m_bNegate = SideOf(BackupPos(pPoint), BackupLine(pLine)) < 0.0 ? 1 : 0;
+    const auto [pPoint, pLine] = SplitPointLine(pRel);
+    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex, pLine->m_nVarNo});
+    m_bNegate = StartsNegative(pPoint, pLine);
 }
 
 double CEquPLDis::GetResidual(double* x, int* pFlag)
 {
     const double theta = x[m_pVarIndex[3]];
-    const double w = m_nVarNum == 5 ? x[m_pVarIndex[4]] : m_dValue;
     const double dist = std::sin(theta) * x[m_pVarIndex[0]] - std::cos(theta) * x[m_pVarIndex[1]] +
                         x[m_pVarIndex[2]];
-    return Satisfied(Sign(m_bNegate) * dist - w, pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
 }
 
 void CEquPLDis::GetDerivative(double* x, double* row)
@@ -501,37 +468,22 @@ void CEquPLDis::GetDerivative(double* x, double* row)
     row[m_pVarIndex[1]] = -s * std::cos(theta);
     row[m_pVarIndex[2]] = s;
     row[m_pVarIndex[3]] = s * (std::cos(theta) * px + std::sin(theta) * py);
-    if (m_nVarNum == 5)
-    {
-        row[m_pVarIndex[4]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
 
 CEquOrthoPLDis::CEquOrthoPLDis(CRel* pRel)
 {
-    CVert* pPoint = nullptr;
-    CMathline* pLine = nullptr;
-    SplitPointLine(pRel, pPoint, pLine);
-    const int v = ValueVar(pRel);
-    AllocVars(v != -1 ? 4 : 3);
-    m_pVarIndex[0] = pPoint->m_nVarIndex;
-    m_pVarIndex[1] = pPoint->m_nVarNo;
-    m_pVarIndex[2] = pLine->m_nVarIndex;
-    if (v != -1)
-    {
-        m_pVarIndex[3] = v;
-    }
-    m_dValue = RelValue(pRel);
-    m_bNegate = SideOf(BackupPos(pPoint), BackupLine(pLine)) < 0.0 ? 1 : 0;
+    const auto [pPoint, pLine] = SplitPointLine(pRel);
+    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex});
+    m_bNegate = StartsNegative(pPoint, pLine);
     m_dAngle = LineAngle(BackupLine(pLine));
 }
 
 double CEquOrthoPLDis::GetResidual(double* x, int* pFlag)
 {
-    const double w = m_nVarNum == 4 ? x[m_pVarIndex[3]] : m_dValue;
     const double dist = std::sin(m_dAngle) * x[m_pVarIndex[0]] -
                         std::cos(m_dAngle) * x[m_pVarIndex[1]] + x[m_pVarIndex[2]];
-    return Satisfied(Sign(m_bNegate) * dist - w, pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
 }
 
 void CEquOrthoPLDis::GetDerivative(double* /*x*/, double* row)
@@ -540,12 +492,8 @@ void CEquOrthoPLDis::GetDerivative(double* /*x*/, double* row)
     row[m_pVarIndex[0]] = s * std::sin(m_dAngle);
     row[m_pVarIndex[1]] = -s * std::cos(m_dAngle);
     row[m_pVarIndex[2]] = s;
-    if (m_nVarNum == 4)
-    {
-        row[m_pVarIndex[3]] = -1.0;
-    }
+    WriteValueDerivative(row);
 }
-
 // ---------------------------------------------------------------------------------------------
 // Line-line distances: the lines are taken as parallel and compared by their offsets, turned by
 // the negate flags into one signed distance along a common normal that is not negative in the
@@ -557,9 +505,7 @@ CEquLLDisFixed::CEquLLDisFixed(CRel* pRel)
         static_cast<CMathline*>(IsUnknownNode(pRel->m_pNode1) ? pRel->m_pNode1 : pRel->m_pNode2);
     CMathline* pGiven =
         static_cast<CMathline*>(pUnknown == pRel->m_pNode1 ? pRel->m_pNode2 : pRel->m_pNode1);
-    AllocVars(1);
-    m_pVarIndex[0] = pUnknown->m_nVarIndex;
-    m_dValue = RelValue(pRel);
+    TakeNodeVars(pRel, {pUnknown->m_nVarIndex});
     m_dOffset = LineOffset(pGiven->m_Line);
 
     const MATHLINE& unknownBackup = BackupLine(pUnknown);
@@ -594,10 +540,7 @@ CEquLLDis::CEquLLDis(CRel* pRel)
 {
     CMathline* pLine1 = static_cast<CMathline*>(pRel->m_pNode1);
     CMathline* pLine2 = static_cast<CMathline*>(pRel->m_pNode2);
-    AllocVars(2);
-    m_pVarIndex[0] = pLine1->m_nVarIndex;
-    m_pVarIndex[1] = pLine2->m_nVarIndex;
-    m_dValue = RelValue(pRel);
+    TakeNodeVars(pRel, {pLine1->m_nVarIndex, pLine2->m_nVarIndex});
 
     const MATHLINE& backup1 = BackupLine(pLine1);
     const MATHLINE& backup2 = BackupLine(pLine2);
@@ -630,18 +573,16 @@ CEquLLAngFixed::CEquLLAngFixed(CRel* pRel)
 {
     CMathline* pLine1 = static_cast<CMathline*>(pRel->m_pNode1);
     CMathline* pLine2 = static_cast<CMathline*>(pRel->m_pNode2);
-    AllocVars(1);
     if (pLine1->IsKnown() || pLine1->IsRefObject() || pLine1->m_bDirFixed != 0)
     {
-        m_pVarIndex[0] = pLine2->m_nVarNo;
+        TakeNodeVars(pRel, {pLine2->m_nVarNo});
         m_dAngle = LineAngle(pLine1->m_Line);
-        m_dValue = RelValue(pRel);
     }
     else
     {
         // The unknown line comes first in the residual: the angle from it to the given line
         // is the full turn less the wanted one.
-        m_pVarIndex[0] = pLine1->m_nVarNo;
+        TakeNodeVars(pRel, {pLine1->m_nVarNo});
         m_dAngle = LineAngle(pLine2->m_Line);
         m_dValue = TwoPi() - RelValue(pRel);
     }
@@ -663,12 +604,9 @@ void CEquLLAngFixed::GetDerivative(double* /*x*/, double* row)
 
 CEquLLAng::CEquLLAng(CRel* pRel)
 {
-    AllocVars(2);
-    m_pVarIndex[0] = pRel->m_pNode1->m_nVarNo;
-    m_pVarIndex[1] = pRel->m_pNode2->m_nVarNo;
+    TakeNodeVars(pRel, {pRel->m_pNode1->m_nVarNo, pRel->m_pNode2->m_nVarNo});
     m_bReverse1 = pRel->m_bReverse1;
     m_bReverse2 = pRel->m_bReverse2;
-    m_dValue = RelValue(pRel);
 }
 
 double CEquLLAng::GetResidual(double* x, int* pFlag)

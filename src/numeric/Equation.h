@@ -5,6 +5,8 @@
 #include "model/PtrList.h"
 #include "model/QMath.h"
 
+#include <initializer_list>
+
 class CRel;
 
 /// Unit normal (a, b) and offset c of the line through (x1, y1) and (x2, y2): 1, or 0 with
@@ -22,6 +24,8 @@ class CEquation : public CObject
 public:
     int m_nVarNum = 0;
     int* m_pVarIndex = nullptr;
+    /// The wanted value where it is a given; read from x instead when it is an unknown.
+    double m_dValue = 0.0;
 
     CEquation() = default;
     CEquation(const CEquation&) = delete;
@@ -36,14 +40,25 @@ public:
 protected:
     /// Allocates the position array; `count` includes the value unknown when there is one.
     void AllocVars(int count);
+    /// Takes the positions of the node unknowns in order and the relation's value; when that
+    /// value is an unknown of the system its position comes last.
+    void TakeVars(CRel* pRel, std::initializer_list<int> nodeVars);
+    /// As TakeVars, for equations whose value is always a given.
+    void TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars);
+    /// The wanted value at x.
+    double Wanted(const double* x) const;
+    /// Writes the derivative of the value unknown, when there is one.
+    void WriteValueDerivative(double* row) const;
     /// Stores the flag of a residual and returns it.
     static double Satisfied(double r, int* pFlag);
+
+private:
+    int m_nValuePos = -1;
 };
 
 class CEquPPDisFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     XYZ m_FixPos;
 
     explicit CEquPPDisFixed(CRel* pRel);
@@ -54,8 +69,6 @@ public:
 class CEquPPDis : public CEquation
 {
 public:
-    double m_dValue = 0.0;
-
     explicit CEquPPDis(CRel* pRel);
     double GetResidual(double* x, int* pFlag) override;
     void GetDerivative(double* x, double* row) override;
@@ -64,7 +77,6 @@ public:
 class CEquPLDisFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     double m_dOffset = 0.0;
     int m_bNegate = 0;
@@ -77,7 +89,6 @@ public:
 class CEquLPDisFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     XYZ m_FixPos;
     int m_bNegate = 0;
 
@@ -89,7 +100,6 @@ public:
 class CEquOrthoLPDisFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     XYZ m_FixPos;
     int m_bNegate = 0;
@@ -102,7 +112,6 @@ public:
 class CEquPLDis : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     int m_bNegate = 0;
 
     explicit CEquPLDis(CRel* pRel);
@@ -113,7 +122,6 @@ public:
 class CEquOrthoPLDis : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     int m_bNegate = 0;
 
@@ -125,7 +133,6 @@ public:
 class CEquLLDisFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     double m_dOffset = 0.0;
     int m_bNegate1 = 0;
     int m_bNegate2 = 0;
@@ -138,7 +145,6 @@ public:
 class CEquLLDis : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     int m_bNegate1 = 0;
     int m_bNegate2 = 0;
 
@@ -150,7 +156,6 @@ public:
 class CEquLLAngFixed : public CEquation
 {
 public:
-    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     int m_bReverse1 = 0;
     int m_bReverse2 = 0;
@@ -165,7 +170,6 @@ class CEquLLAng : public CEquation
 public:
     int m_bReverse1 = 0;
     int m_bReverse2 = 0;
-    double m_dValue = 0.0;
 
     explicit CEquLLAng(CRel* pRel);
     double GetResidual(double* x, int* pFlag) override;
