@@ -8,7 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
+#include <limits>
+#include <string>
 #include <vector>
 
 using numtest::Deg;
@@ -23,209 +24,141 @@ template <class T> bool Is(CEquation* e)
     return dynamic_cast<T*>(e) != nullptr;
 }
 
-struct EquCase
+// A point at (x, y), or a line through (x, y) pointing at `deg` degrees.
+struct NodeSpec
 {
-    const char* name;
-    std::function<void(Sketch&)> build;
-    bool (*isClass)(CEquation*);
+    bool line;
+    double x;
+    double y;
+    double deg;
+    bool known;
+    bool dirFixed;
 };
 
-double Dist(CNode* a, CNode* b)
+NodeSpec P(double x, double y, bool known = false)
 {
-    return a->GetDistance(b);
+    return {false, x, y, 0.0, known, false};
+}
+
+NodeSpec L(double x, double y, double deg, bool known = false, bool dirFixed = false)
+{
+    return {true, x, y, deg, known, dirFixed};
+}
+
+const bool kKnown = true;
+const double kMeasured = std::numeric_limits<double>::quiet_NaN();
+
+enum RelKind
+{
+    kPP,
+    kPL,
+    kLL,
+    kAng,
+};
+
+struct EquCase
+{
+    std::string name;
+    RelKind rel;
+    NodeSpec a;
+    NodeSpec b;
+    double value; // degrees for angles; kMeasured: what the geometry has
+    bool (*isClass)(CEquation*);
+    bool onCircle = false; // the value is an unknown carried by a circle's radius
+    int rev1 = 0;
+    int rev2 = 0;
+};
+
+CNode* Make(Sketch& s, const NodeSpec& n)
+{
+    if (n.line)
+    {
+        return s.Line(n.x, n.y, Deg(n.deg), n.known, n.dirFixed);
+    }
+    return s.Point(n.x, n.y, n.known);
+}
+
+template <class R, class A, class B> R* Relate(Sketch& s, CNode* a, CNode* b, double v, CVal* val)
+{
+    A* na = static_cast<A*>(a);
+    B* nb = static_cast<B*>(b);
+    return val != nullptr ? s.Shared<R>(na, nb, val) : s.Rel<R>(na, nb, v);
+}
+
+void Build(Sketch& s, const EquCase& c)
+{
+    CNode* a = Make(s, c.a);
+    CNode* b = Make(s, c.b);
+    const double v =
+        std::isnan(c.value) ? a->GetDistance(b) : (c.rel == kAng ? Deg(c.value) : c.value);
+    CMathcir* circle = c.onCircle ? s.Circle(v) : nullptr;
+    CVal* val = circle != nullptr ? circle->m_pRadiusVal : nullptr;
+    CRel* r = nullptr;
+    switch (c.rel)
+    {
+        case kPP:
+            r = Relate<CPPdis, CVert, CVert>(s, a, b, v, val);
+            break;
+        case kPL:
+            r = Relate<CPLdis, CVert, CMathline>(s, a, b, v, val);
+            break;
+        case kLL:
+            r = Relate<CLLdis, CMathline, CMathline>(s, a, b, v, val);
+            break;
+        case kAng:
+            r = s.Rel<CLLang>(static_cast<CMathline*>(a), static_cast<CMathline*>(b), v);
+            break;
+    }
+    r->m_pValueNode = circle;
+    r->m_bReverse1 = c.rev1;
+    r->m_bReverse2 = c.rev2;
 }
 
 std::vector<EquCase> Cases()
 {
-    std::vector<EquCase> rows;
-    rows.push_back({"PPDisFixed, given first",
-                    [](Sketch& s)
-                    {
-                        CVert* a = s.Point(0, 0, true);
-                        CVert* b = s.Point(3, 4);
-                        s.Rel<CPPdis>(a, b, 5.0);
-                    },
-                    Is<CEquPPDisFixed>});
-    rows.push_back({"PPDisFixed, given second",
-                    [](Sketch& s)
-                    {
-                        CVert* a = s.Point(-2, 1);
-                        CVert* b = s.Point(1, 5, true);
-                        s.Rel<CPPdis>(a, b, 5.0);
-                    },
-                    Is<CEquPPDisFixed>});
-    rows.push_back({"PPDis",
-                    [](Sketch& s)
-                    {
-                        CVert* a = s.Point(1, 1);
-                        CVert* b = s.Point(4, 5);
-                        s.Rel<CPPdis>(a, b, 5.0);
-                    },
-                    Is<CEquPPDis>});
-    rows.push_back({"PPDis with unknown value on a circle",
-                    [](Sketch& s)
-                    {
-                        CVert* a = s.Point(1, 1);
-                        CVert* b = s.Point(4, 5);
-                        CMathcir* c = s.Circle(5.0);
-                        CPPdis* r = s.Shared<CPPdis>(a, b, c->m_pRadiusVal);
-                        r->m_pValueNode = c;
-                    },
-                    Is<CEquPPDis>});
-    rows.push_back({"PLDisFixed, point left of the line",
-                    [](Sketch& s)
-                    {
-                        CVert* p = s.Point(2, 3);
-                        CMathline* l = s.Line(0, 0, Deg(0), true);
-                        s.Rel<CPLdis>(p, l, 3.0);
-                    },
-                    Is<CEquPLDisFixed>});
-    rows.push_back({"PLDisFixed, point right of a slanted line",
-                    [](Sketch& s)
-                    {
-                        CMathline* l = s.Line(1, -1, Deg(135), true);
-                        CVert* p = s.Point(4, 2);
-                        s.Rel<CPLdis>(p, l, Dist(p, l));
-                    },
-                    Is<CEquPLDisFixed>});
+    std::vector<EquCase> rows = {
+        {"PPDisFixed, given first", kPP, P(0, 0, kKnown), P(3, 4), 5.0, Is<CEquPPDisFixed>},
+        {"PPDisFixed, given second", kPP, P(-2, 1), P(1, 5, kKnown), 5.0, Is<CEquPPDisFixed>},
+        {"PPDis", kPP, P(1, 1), P(4, 5), 5.0, Is<CEquPPDis>},
+        {"PPDis, value on a circle", kPP, P(1, 1), P(4, 5), 5.0, Is<CEquPPDis>, true},
+        {"PLDisFixed, point left", kPL, P(2, 3), L(0, 0, 0, kKnown), 3.0, Is<CEquPLDisFixed>},
+        {"PLDisFixed, point right of a slanted line", kPL, P(4, 2), L(1, -1, 135, kKnown),
+         kMeasured, Is<CEquPLDisFixed>},
+        {"OrthoLPDisFixed", kPL, P(1, 2, kKnown), L(0, 0, 30, false, true), kMeasured,
+         Is<CEquOrthoLPDisFixed>},
+        {"PLDis, value on a circle", kPL, P(3, -2), L(-1, 0.5, 60), kMeasured, Is<CEquPLDis>, true},
+        {"LLDisFixed, same direction", kLL, L(0, 0, 0, kKnown), L(0, 3, 0), 3.0,
+         Is<CEquLLDisFixed>},
+        {"LLDisFixed, opposite directions", kLL, L(0, 0, 0, kKnown), L(0, 3, 180), 3.0,
+         Is<CEquLLDisFixed>},
+        {"LLDisFixed, opposite directions, unknown first and below", kLL, L(2, -2, 225),
+         L(0, 0, 45, kKnown), 2.0 * std::sqrt(2.0), Is<CEquLLDisFixed>},
+        {"LLDis, same direction", kLL, L(0, 0, 100), L(2, 0, 100), kMeasured, Is<CEquLLDis>},
+        {"LLDis, opposite directions", kLL, L(0, 0, 100), L(2, 0, 280), kMeasured, Is<CEquLLDis>},
+        {"LLAngFixed, first line given", kAng, L(0, 0, 20, kKnown), L(1, 1, 80), 60.0,
+         Is<CEquLLAngFixed>},
+        {"LLAngFixed, second line given", kAng, L(0, 0, 200), L(1, 1, 80, kKnown), 240.0,
+         Is<CEquLLAngFixed>},
+        {"LLAngFixed, second line reversed", kAng, L(0, 0, 20, kKnown), L(1, 1, 80), 240.0,
+         Is<CEquLLAngFixed>, false, 0, 1},
+        {"LLAngFixed, first direction held", kAng, L(0, 0, 20, false, true), L(1, 1, 130), 110.0,
+         Is<CEquLLAngFixed>},
+    };
+    // Lines at 300 and 30 degrees: the angle crosses zero, and the reverse flags turn either
+    // line by a half turn.
+    const int revs[][2] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}};
+    for (const auto& rev : revs)
+    {
+        rows.push_back({"LLAng", kAng, L(0, 0, 300), L(1, 1, 30), rev[0] == rev[1] ? 90.0 : 270.0,
+                        Is<CEquLLAng>, false, rev[0], rev[1]});
+    }
     for (double deg : {30.0, 120.0, 210.0, 300.0})
     {
-        rows.push_back({"LPDisFixed",
-                        [deg](Sketch& s)
-                        {
-                            CVert* p = s.Point(1, 2, true);
-                            CMathline* l = s.Line(-1, 0.5, Deg(deg));
-                            s.Rel<CPLdis>(p, l, Dist(p, l));
-                        },
-                        Is<CEquLPDisFixed>});
-        rows.push_back({"PLDis",
-                        [deg](Sketch& s)
-                        {
-                            CVert* p = s.Point(3, -2);
-                            CMathline* l = s.Line(-1, 0.5, Deg(deg));
-                            s.Rel<CPLdis>(p, l, Dist(p, l));
-                        },
-                        Is<CEquPLDis>});
-        rows.push_back({"OrthoPLDis",
-                        [deg](Sketch& s)
-                        {
-                            CVert* p = s.Point(-3, 2);
-                            CMathline* l = s.Line(1, 0.5, Deg(deg), false, true);
-                            s.Rel<CPLdis>(p, l, Dist(p, l));
-                        },
+        rows.push_back(
+            {"LPDisFixed", kPL, P(1, 2, kKnown), L(-1, 0.5, deg), kMeasured, Is<CEquLPDisFixed>});
+        rows.push_back({"PLDis", kPL, P(3, -2), L(-1, 0.5, deg), kMeasured, Is<CEquPLDis>});
+        rows.push_back({"OrthoPLDis", kPL, P(-3, 2), L(1, 0.5, deg, false, true), kMeasured,
                         Is<CEquOrthoPLDis>});
-    }
-    rows.push_back({"OrthoLPDisFixed",
-                    [](Sketch& s)
-                    {
-                        CVert* p = s.Point(1, 2, true);
-                        CMathline* l = s.Line(0, 0, Deg(30), false, true);
-                        s.Rel<CPLdis>(p, l, Dist(p, l));
-                    },
-                    Is<CEquOrthoLPDisFixed>});
-    rows.push_back({"PLDis with unknown value on a circle",
-                    [](Sketch& s)
-                    {
-                        CVert* p = s.Point(3, -2);
-                        CMathline* l = s.Line(-1, 0.5, Deg(60));
-                        CMathcir* c = s.Circle(Dist(p, l));
-                        CPLdis* r = s.Shared<CPLdis>(p, l, c->m_pRadiusVal);
-                        r->m_pValueNode = c;
-                    },
-                    Is<CEquPLDis>});
-    rows.push_back({"LLDisFixed, same direction",
-                    [](Sketch& s)
-                    {
-                        CMathline* g = s.Line(0, 0, Deg(0), true);
-                        CMathline* u = s.Line(0, 3, Deg(0));
-                        s.Rel<CLLdis>(g, u, 3.0);
-                    },
-                    Is<CEquLLDisFixed>});
-    rows.push_back({"LLDisFixed, opposite directions",
-                    [](Sketch& s)
-                    {
-                        CMathline* g = s.Line(0, 0, Deg(0), true);
-                        CMathline* u = s.Line(0, 3, Deg(180));
-                        s.Rel<CLLdis>(g, u, 3.0);
-                    },
-                    Is<CEquLLDisFixed>});
-    rows.push_back({"LLDisFixed, opposite directions, unknown first and below",
-                    [](Sketch& s)
-                    {
-                        CMathline* u = s.Line(2, -2, Deg(225));
-                        CMathline* g = s.Line(0, 0, Deg(45), true);
-                        s.Rel<CLLdis>(u, g, 2.0 * std::sqrt(2.0));
-                    },
-                    Is<CEquLLDisFixed>});
-    rows.push_back({"LLDis, same direction",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(100));
-                        CMathline* b = s.Line(2, 0, Deg(100));
-                        s.Rel<CLLdis>(a, b, Dist(a, b));
-                    },
-                    Is<CEquLLDis>});
-    rows.push_back({"LLDis, opposite directions",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(100));
-                        CMathline* b = s.Line(2, 0, Deg(280));
-                        s.Rel<CLLdis>(a, b, Dist(a, b));
-                    },
-                    Is<CEquLLDis>});
-    rows.push_back({"LLAngFixed, first line given",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(20), true);
-                        CMathline* b = s.Line(1, 1, Deg(80));
-                        s.Rel<CLLang>(a, b, Deg(60));
-                    },
-                    Is<CEquLLAngFixed>});
-    rows.push_back({"LLAngFixed, second line given",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(200));
-                        CMathline* b = s.Line(1, 1, Deg(80), true);
-                        s.Rel<CLLang>(a, b, Deg(240));
-                    },
-                    Is<CEquLLAngFixed>});
-    rows.push_back({"LLAngFixed, second line reversed",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(20), true);
-                        CMathline* b = s.Line(1, 1, Deg(80));
-                        CLLang* r = s.Rel<CLLang>(a, b, Deg(240));
-                        r->m_bReverse2 = 1;
-                    },
-                    Is<CEquLLAngFixed>});
-    rows.push_back({"LLAngFixed, first direction held",
-                    [](Sketch& s)
-                    {
-                        CMathline* a = s.Line(0, 0, Deg(20), false, true);
-                        CMathline* b = s.Line(1, 1, Deg(130));
-                        s.Rel<CLLang>(a, b, Deg(110));
-                    },
-                    Is<CEquLLAngFixed>});
-    struct AngRow
-    {
-        int rev1;
-        int rev2;
-        double value;
-    };
-    // Lines at 300 and 30 degrees; the reverse flags turn either by a half turn.
-    for (AngRow a :
-         {AngRow{0, 0, 90.0}, AngRow{1, 0, 270.0}, AngRow{0, 1, 270.0}, AngRow{1, 1, 90.0}})
-    {
-        rows.push_back({"LLAng",
-                        [a](Sketch& s)
-                        {
-                            CMathline* l1 = s.Line(0, 0, Deg(300));
-                            CMathline* l2 = s.Line(1, 1, Deg(30));
-                            CLLang* r = s.Rel<CLLang>(l1, l2, Deg(a.value));
-                            r->m_bReverse1 = a.rev1;
-                            r->m_bReverse2 = a.rev2;
-                        },
-                        Is<CEquLLAng>});
     }
     return rows;
 }
@@ -277,7 +210,7 @@ TEST(Equation, FactoryPicksClassAndResidualIsZeroWhereRelationHolds)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
-        row.build(s);
+        Build(s, row);
 
         CEquationGrp grp(&s.nodes, &s.rels);
 
@@ -299,7 +232,7 @@ TEST(Equation, ExactDerivativesMatchForwardDifferences)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
-        row.build(s);
+        Build(s, row);
         CEquationGrp grp(&s.nodes, &s.rels);
         ASSERT_EQ(grp.m_EquArray.size(), 1u);
         CEquation* e = grp.m_EquArray[0];
@@ -334,7 +267,7 @@ TEST(Equation, ConvergesFromPerturbedStartOnTheSideItStoodOn)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
-        row.build(s);
+        Build(s, row);
         Perturb(s);
 
         CEquationGrp grp(&s.nodes, &s.rels);
@@ -385,29 +318,6 @@ TEST(Equation, PointBelowLineStaysBelow)
     EXPECT_EQ(flag, 0);
 }
 
-TEST(Equation, AngleAcrossZeroAndReversed)
-{
-    Sketch s;
-    CMathline* a = s.Line(0, 0, 0.0);
-    CMathline* b = s.Line(0, 0, 0.0);
-    CLLang* r20 = s.Rel<CLLang>(a, b, Deg(20));
-    CLLang* r200 = s.Rel<CLLang>(a, b, Deg(200));
-    r200->m_bReverse2 = 1;
-    a->m_nVarIndex = 0;
-    a->m_nVarNo = 1;
-    b->m_nVarIndex = 2;
-    b->m_nVarNo = 3;
-    CEquLLAng e20(r20);
-    CEquLLAng e200(r200);
-    double x[4] = {0.0, Deg(350), 0.0, Deg(10)};
-    int flag = 0;
-
-    EXPECT_NEAR(e20.GetResidual(x, &flag), 0.0, 1e-12);
-    EXPECT_EQ(flag, 1);
-    EXPECT_NEAR(e200.GetResidual(x, &flag), 0.0, 1e-12);
-    EXPECT_EQ(flag, 1);
-}
-
 TEST(Equation, UnknownValueIsTheLastVariable)
 {
     Sketch s;
@@ -446,47 +356,6 @@ TEST(Equation, UnknownValueIsTheLastVariable)
     EXPECT_EQ(eFixed.m_nVarNum, 3);
     EXPECT_EQ(eFixed.m_pVarIndex[2], 7);
     EXPECT_EQ(eAng.m_nVarNum, 2);
-}
-
-namespace
-{
-// Two positions; counts the residual evaluations of the forward differences.
-class CCountingEquation : public CEquation
-{
-public:
-    int m_nCalls = 0;
-    CCountingEquation()
-    {
-        AllocVars(2);
-        m_pVarIndex[0] = 3;
-        m_pVarIndex[1] = 5;
-    }
-    double GetResidual(double* x, int* pFlag) override
-    {
-        ++m_nCalls;
-        *pFlag = 0;
-        return 2.0 * x[3] + 3.0 * x[5];
-    }
-};
-} // namespace
-
-TEST(Equation, ForwardDifferencesTouchOnlyOwnPositions)
-{
-    CCountingEquation e;
-    double x[7] = {1, 1, 1, 1, 1, 1, 1};
-    double row[7] = {9, 9, 9, 9, 9, 9, 9};
-
-    e.GetDerivative(x, row);
-
-    EXPECT_EQ(e.m_nCalls, 3);
-    EXPECT_NEAR(row[3], 2.0, 1e-6);
-    EXPECT_NEAR(row[5], 3.0, 1e-6);
-    for (int i : {0, 1, 2, 4, 6})
-    {
-        EXPECT_EQ(row[i], 9.0);
-    }
-    EXPECT_NEAR(x[3], 1.0, 1e-15);
-    EXPECT_NEAR(x[5], 1.0, 1e-15);
 }
 
 TEST(Equation, CoincidentPointsMakeTheDistanceDerivativeUnusable)
