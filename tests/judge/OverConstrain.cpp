@@ -40,7 +40,15 @@ struct TwoBodies
 
     ~TwoBodies() { sktFinishJudge(sketch.Relations()); }
 
-    // The two bodies as clusters, X first, with every relation listed in X at first.
+    // A further body of two points named `name`1 and `name`2, made a cluster after X and Y.
+    void AddPair(const std::string& name, double x)
+    {
+        sketch.AddPoint(name + "1", x, 0);
+        sketch.AddPoint(name + "2", x + 1, 0);
+        pairs.push_back(name);
+    }
+
+    // The bodies as clusters, X first, with every relation listed in X at first.
     void MakeClusters(int freeX = 3, int freeY = 3)
     {
         sketch.BackupAll();
@@ -50,13 +58,17 @@ struct TwoBodies
         {
             x->AddRel(sketch.FindRelation(id));
         }
+        for (const std::string& p : pairs)
+        {
+            AddCluster(sketch, {(p + "1").c_str(), (p + "2").c_str()}, {});
+        }
     }
 
     int Verdict() { return sktIsClusterChainOverConstrain(g_sktClusterChain); }
 
-    void Dis(const char* a, const char* b, double v = 5)
+    void Dis(const std::string& a, const std::string& b, double v = 5)
     {
-        sketch.AddPPdis(std::string("d") + a + b, a, b, ValueSpec::Own(v));
+        sketch.AddPPdis("d" + a + b, a, b, ValueSpec::Own(v));
     }
     void Ang(const char* a, const char* b, double radians)
     {
@@ -73,6 +85,7 @@ struct TwoBodies
     }
 
     Sketch sketch;
+    std::vector<std::string> pairs;
 };
 
 class OverConstrain : public ::testing::Test, public TwoBodies
@@ -213,6 +226,47 @@ TEST(OverConstrainTwoBodies, Table)
              f.PL("X3", "YL3");
          },
          3, 3, 1},
+        {"rigid pair merges, the union takes four distances from a third body",
+         [](TwoBodies& f)
+         {
+             f.AddPair("Z", 20);
+             f.Dis("X1", "Y1");
+             f.Dis("X2", "Y2");
+             f.Dis("X3", "Y3");
+             f.Dis("X1", "Z1");
+             f.Dis("X2", "Z2");
+             f.Dis("Y1", "Z1");
+             f.Dis("Y2", "Z2");
+         },
+         3, 3, 1},
+        {"three bodies in a triangle of paired distances: six fit nine less three",
+         [](TwoBodies& f)
+         {
+             f.AddPair("Z", 20);
+             f.Dis("X1", "Y1");
+             f.Dis("X2", "Y2");
+             f.Dis("X1", "Z1");
+             f.Dis("X2", "Z2");
+             f.Dis("Y1", "Z1");
+             f.Dis("Y2", "Z2");
+         },
+         3, 3, 0},
+        {"four bodies pairwise joined by two distances: three too many",
+         [](TwoBodies& f)
+         {
+             f.AddPair("Z", 20);
+             f.AddPair("W", 30);
+             const char* bodies[] = {"X", "Y", "Z", "W"};
+             for (int i = 0; i < 4; ++i)
+             {
+                 for (int j = i + 1; j < 4; ++j)
+                 {
+                     f.Dis(bodies[i] + std::string("1"), bodies[j] + std::string("1"));
+                     f.Dis(bodies[i] + std::string("2"), bodies[j] + std::string("2"));
+                 }
+             }
+         },
+         3, 3, 1},
     };
     for (const TwoBodiesRow& row : rows)
     {
@@ -272,65 +326,6 @@ TEST_F(OverConstrain, MergeMakesTheCarriedValueKnownUntilFinish)
 
     sktFinishJudge(sketch.Relations());
     EXPECT_FALSE(same->IsKnown());
-}
-
-TEST_F(OverConstrain, RigidPairMergesAndTheUnionIsTestedAgainstAThirdBody)
-{
-    // X and Y are held rigidly by three distances; the merged body and Z are then joined by
-    // two distances from X and two from Y: four in all.
-    sketch.AddPoint("Z1", 20, 0);
-    sketch.AddPoint("Z2", 21, 0);
-    Dis("X1", "Y1");
-    Dis("X2", "Y2");
-    Dis("X3", "Y3");
-    Dis("X1", "Z1");
-    Dis("X2", "Z2");
-    Dis("Y1", "Z1");
-    Dis("Y2", "Z2");
-    MakeClusters();
-    AddCluster(sketch, {"Z1", "Z2"}, {});
-
-    EXPECT_EQ(Verdict(), 1);
-}
-
-TEST_F(OverConstrain, ThreeBodiesInATriangleOfPairedDistancesAreNot)
-{
-    // Nine freedoms less three for the sketch: six distances fit exactly.
-    sketch.AddPoint("Z1", 20, 0);
-    sketch.AddPoint("Z2", 21, 0);
-    Dis("X1", "Y1");
-    Dis("X2", "Y2");
-    Dis("X1", "Z1");
-    Dis("X2", "Z2");
-    Dis("Y1", "Z1");
-    Dis("Y2", "Z2");
-    MakeClusters();
-    AddCluster(sketch, {"Z1", "Z2"}, {});
-
-    EXPECT_EQ(Verdict(), 0);
-}
-
-TEST_F(OverConstrain, FourBodiesPairwiseJoinedByTwoDistancesAre)
-{
-    // Twelve distances for twelve freedoms: three more than the bodies can take.
-    sketch.AddPoint("Z1", 20, 0);
-    sketch.AddPoint("Z2", 21, 0);
-    sketch.AddPoint("W1", 30, 0);
-    sketch.AddPoint("W2", 31, 0);
-    const char* bodies[4][2] = {{"X1", "X2"}, {"Y1", "Y2"}, {"Z1", "Z2"}, {"W1", "W2"}};
-    for (int i = 0; i < 4; ++i)
-    {
-        for (int j = i + 1; j < 4; ++j)
-        {
-            Dis(bodies[i][0], bodies[j][0]);
-            Dis(bodies[i][1], bodies[j][1]);
-        }
-    }
-    MakeClusters();
-    AddCluster(sketch, {"Z1", "Z2"}, {});
-    AddCluster(sketch, {"W1", "W2"}, {});
-
-    EXPECT_EQ(Verdict(), 1);
 }
 
 TEST_F(OverConstrain, TranslationTestFindsACycleOfParallelDistances)
