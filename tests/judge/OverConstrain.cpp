@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <sstream>
+#include <string>
 
 using judgetest::AddCluster;
 using judgetest::NodeIds;
@@ -70,13 +73,13 @@ struct TwoBodies
     {
         sketch.AddPPdis("d" + a + b, a, b, ValueSpec::Own(v));
     }
-    void Ang(const char* a, const char* b, double radians)
+    void Ang(const std::string& a, const std::string& b, double radians)
     {
-        sketch.AddLLang(std::string("a") + a + b, a, b, ValueSpec::Own(radians));
+        sketch.AddLLang("a" + a + b, a, b, ValueSpec::Own(radians));
     }
-    void PL(const char* p, const char* l, double v = 1)
+    void PL(const std::string& p, const std::string& l, double v = 1)
     {
-        sketch.AddPLdis(std::string("h") + p + l, p, l, ValueSpec::Own(v));
+        sketch.AddPLdis("h" + p + l, p, l, ValueSpec::Own(v));
     }
     void HoldDirections()
     {
@@ -128,151 +131,75 @@ TEST_F(OverConstrain, LooseClusterTakesItsSharedRelationsOutOfThePool)
 struct TwoBodiesRow
 {
     const char* name;
-    void (*build)(TwoBodies&);
     int freeX;
     int freeY;
     int expected;
+    const char* pairs; // further two-point bodies, one letter each
+    bool hold;         // XL1 and YL1 keep their directions
+    // "d A B" a distance of 5 between points, "a A B deg" an angle between lines, "h P L" a
+    // distance of 1 from a point to a line; separated by commas.
+    const char* rels;
 };
 
 TEST(OverConstrainTwoBodies, Table)
 {
-    static const TwoBodiesRow rows[] = {
-        {"three distances hold them rigidly",
-         [](TwoBodies& f)
-         {
-             f.Dis("X1", "Y1");
-             f.Dis("X2", "Y2");
-             f.Dis("X3", "Y3");
-         },
-         3, 3, 0},
-        {"four distances say one too many",
-         [](TwoBodies& f)
-         {
-             f.Dis("X1", "Y1");
-             f.Dis("X2", "Y2");
-             f.Dis("X3", "Y3");
-             f.Dis("X4", "Y4");
-         },
-         3, 3, 1},
-        {"three relations of which two angles",
-         [](TwoBodies& f)
-         {
-             f.Ang("XL1", "YL1", 0.5);
-             f.Ang("XL2", "YL2", 1.0);
-             f.Dis("X1", "Y1");
-         },
-         3, 3, 1},
-        {"two angles between two bodies",
-         [](TwoBodies& f)
-         {
-             f.Ang("XL1", "YL1", 0.5);
-             f.Ang("XL2", "YL2", 1.0);
-         },
-         3, 3, 1},
-        {"point cluster first, three distances",
-         [](TwoBodies& f)
-         {
-             f.Dis("X1", "Y1");
-             f.Dis("X1", "Y2");
-             f.Dis("X1", "Y3");
-         },
-         2, 3, 0},
-        {"point cluster second, three distances",
-         [](TwoBodies& f)
-         {
-             f.Dis("X1", "Y1");
-             f.Dis("X2", "Y1");
-             f.Dis("X3", "Y1");
-         },
-         3, 2, 0},
-        {"right angle settles rotation, two parallel distances",
-         [](TwoBodies& f)
-         {
-             f.Ang("XL1", "YL2", kPi / 2);
-             f.PL("X1", "YL1");
-             f.PL("X2", "YL1");
-         },
-         3, 3, 1},
-        {"angle of 45 degrees leaves rotation free",
-         [](TwoBodies& f)
-         {
-             f.Ang("XL1", "YL3", kPi / 4);
-             f.PL("X1", "YL1");
-             f.PL("X2", "YL1");
-         },
-         3, 3, 0},
-        {"held directions, two parallel distances",
-         [](TwoBodies& f)
-         {
-             f.HoldDirections();
-             f.PL("X1", "YL1");
-             f.PL("Y1", "XL1");
-         },
-         3, 3, 1},
-        {"held directions, distances along two directions",
-         [](TwoBodies& f)
-         {
-             f.HoldDirections();
-             f.PL("X1", "YL1");
-             f.PL("X2", "YL2");
-         },
-         3, 3, 0},
-        {"held directions, distances along three directions",
-         [](TwoBodies& f)
-         {
-             f.HoldDirections();
-             f.PL("X1", "YL1");
-             f.PL("X2", "YL2");
-             f.PL("X3", "YL3");
-         },
-         3, 3, 1},
-        {"rigid pair merges, the union takes four distances from a third body",
-         [](TwoBodies& f)
-         {
-             f.AddPair("Z", 20);
-             f.Dis("X1", "Y1");
-             f.Dis("X2", "Y2");
-             f.Dis("X3", "Y3");
-             f.Dis("X1", "Z1");
-             f.Dis("X2", "Z2");
-             f.Dis("Y1", "Z1");
-             f.Dis("Y2", "Z2");
-         },
-         3, 3, 1},
-        {"three bodies in a triangle of paired distances: six fit nine less three",
-         [](TwoBodies& f)
-         {
-             f.AddPair("Z", 20);
-             f.Dis("X1", "Y1");
-             f.Dis("X2", "Y2");
-             f.Dis("X1", "Z1");
-             f.Dis("X2", "Z2");
-             f.Dis("Y1", "Z1");
-             f.Dis("Y2", "Z2");
-         },
-         3, 3, 0},
-        {"four bodies pairwise joined by two distances: three too many",
-         [](TwoBodies& f)
-         {
-             f.AddPair("Z", 20);
-             f.AddPair("W", 30);
-             const char* bodies[] = {"X", "Y", "Z", "W"};
-             for (int i = 0; i < 4; ++i)
-             {
-                 for (int j = i + 1; j < 4; ++j)
-                 {
-                     f.Dis(bodies[i] + std::string("1"), bodies[j] + std::string("1"));
-                     f.Dis(bodies[i] + std::string("2"), bodies[j] + std::string("2"));
-                 }
-             }
-         },
-         3, 3, 1},
+    const TwoBodiesRow rows[] = {
+        {"three distances hold them rigidly", 3, 3, 0, "", false, "d X1 Y1, d X2 Y2, d X3 Y3"},
+        {"four distances say one too many", 3, 3, 1, "", false,
+         "d X1 Y1, d X2 Y2, d X3 Y3, d X4 Y4"},
+        {"three relations of which two angles", 3, 3, 1, "", false,
+         "a XL1 YL1 30, a XL2 YL2 60, d X1 Y1"},
+        {"two angles between two bodies", 3, 3, 1, "", false, "a XL1 YL1 30, a XL2 YL2 60"},
+        {"point cluster first, three distances", 2, 3, 0, "", false, "d X1 Y1, d X1 Y2, d X1 Y3"},
+        {"point cluster second, three distances", 3, 2, 0, "", false, "d X1 Y1, d X2 Y1, d X3 Y1"},
+        {"right angle settles rotation, two parallel distances", 3, 3, 1, "", false,
+         "a XL1 YL2 90, h X1 YL1, h X2 YL1"},
+        {"angle of 45 degrees leaves rotation free", 3, 3, 0, "", false,
+         "a XL1 YL3 45, h X1 YL1, h X2 YL1"},
+        {"held directions, two parallel distances", 3, 3, 1, "", true, "h X1 YL1, h Y1 XL1"},
+        {"held directions, distances along two directions", 3, 3, 0, "", true,
+         "h X1 YL1, h X2 YL2"},
+        {"held directions, distances along three directions", 3, 3, 1, "", true,
+         "h X1 YL1, h X2 YL2, h X3 YL3"},
+        {"rigid pair merges, the union takes four distances from a third body", 3, 3, 1, "Z", false,
+         "d X1 Y1, d X2 Y2, d X3 Y3, d X1 Z1, d X2 Z2, d Y1 Z1, d Y2 Z2"},
+        {"three bodies in a triangle of paired distances: six fit nine less three", 3, 3, 0, "Z",
+         false, "d X1 Y1, d X2 Y2, d X1 Z1, d X2 Z2, d Y1 Z1, d Y2 Z2"},
+        {"four bodies pairwise joined by two distances: three too many", 3, 3, 1, "ZW", false,
+         "d X1 Y1, d X2 Y2, d X1 Z1, d X2 Z2, d X1 W1, d X2 W2, "
+         "d Y1 Z1, d Y2 Z2, d Y1 W1, d Y2 W2, d Z1 W1, d Z2 W2"},
     };
     for (const TwoBodiesRow& row : rows)
     {
         SCOPED_TRACE(row.name);
         TwoBodies bodies;
-        row.build(bodies);
+        for (const char* p = row.pairs; *p != '\0'; ++p)
+        {
+            bodies.AddPair(std::string(1, *p), 20.0 + 10.0 * static_cast<double>(p - row.pairs));
+        }
+        if (row.hold)
+        {
+            bodies.HoldDirections();
+        }
+        std::string list = row.rels;
+        std::replace(list.begin(), list.end(), ',', ' ');
+        std::istringstream rels(list);
+        std::string kind;
+        std::string a;
+        std::string b;
+        while (rels >> kind >> a >> b)
+        {
+            if (kind == "a")
+            {
+                double degrees = 0.0;
+                rels >> degrees;
+                bodies.Ang(a, b, degrees * kPi / 180.0);
+            }
+            else
+            {
+                kind == "d" ? bodies.Dis(a, b) : bodies.PL(a, b);
+            }
+        }
         bodies.MakeClusters(row.freeX, row.freeY);
 
         EXPECT_EQ(bodies.Verdict(), row.expected);
