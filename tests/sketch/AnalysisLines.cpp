@@ -7,9 +7,9 @@
 #include <cmath>
 #include <string>
 
+using analysistest::AnalyseHandingBack;
+using analysistest::Body;
 using analysistest::ClusterNodes;
-using analysistest::ExpectHandedBack;
-using analysistest::Snapshot;
 using qsolver::host::AnalysisResult;
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
@@ -21,14 +21,6 @@ namespace
 {
 
 const double kPi = 2 * std::acos(0.0);
-
-AnalysisResult AnalyseHandingBack(Sketch& sketch)
-{
-    const Snapshot before(sketch);
-    AnalysisResult result = sketch.Analyse();
-    ExpectHandedBack(sketch, before);
-    return result;
-}
 
 // A w x h rectangle of lines on a fixed bottom line, its left side through a fixed point, with
 // a corner point on each pair of neighbouring sides.
@@ -152,37 +144,11 @@ TEST(AnalysisLines, LinesHeldByAngles)
     }
 }
 
-// A rigid body of four points (a square with one diagonal) and three lines through its sides:
-// L along the bottom, M on the right, N along the top.
-void Body(Sketch& s, const std::string& p, double x)
-{
-    for (int i = 1; i <= 4; ++i)
-    {
-        s.AddPoint(p + std::to_string(i), x + (i == 2 || i == 3 ? 1 : 0), i >= 3 ? 1 : 0);
-    }
-    for (int i = 1; i <= 4; ++i)
-    {
-        const std::string a = p + std::to_string(i);
-        const std::string b = p + std::to_string(i % 4 + 1);
-        s.AddPPdis(a + b, a, b, ValueSpec::Own(1));
-    }
-    s.AddPPdis(p + "13", p + "1", p + "3", ValueSpec::Own(1.4142));
-    s.AddLine(p + "L", x, 0, 1, 0);
-    s.AddLine(p + "M", x + 1, 0, 0, 1);
-    s.AddLine(p + "N", x, 1, 1, 0);
-    const char* onLine[6][2] = {{"1", "L"}, {"2", "L"}, {"2", "M"},
-                                {"3", "M"}, {"3", "N"}, {"4", "N"}};
-    for (const auto& o : onLine)
-    {
-        s.AddPLdis(p + o[0] + o[1], p + o[0], p + o[1], ValueSpec::Own(0));
-    }
-}
-
 TEST(AnalysisLines, AngleAndTwoDistancesHoldTwoBodies)
 {
     Sketch sketch;
-    Body(sketch, "X", 0);
-    Body(sketch, "Y", 5);
+    Body(sketch, "X", 0, true);
+    Body(sketch, "Y", 5, true);
     sketch.AddLLang("a", "XL", "YL", ValueSpec::Own(0.5));
     sketch.AddPPdis("j3", "X3", "Y3", ValueSpec::Own(5));
     sketch.AddPPdis("j4", "X4", "Y4", ValueSpec::Own(5));
@@ -199,8 +165,8 @@ TEST(AnalysisLines, TwoAnglesAndADistanceBetweenTwoBodiesAreOverConstrained)
 {
     // Two angles between rigid bodies fix one rotation twice.
     Sketch sketch;
-    Body(sketch, "X", 0);
-    Body(sketch, "Y", 5);
+    Body(sketch, "X", 0, true);
+    Body(sketch, "Y", 5, true);
     sketch.AddLLang("a", "XL", "YL", ValueSpec::Own(0.5));
     sketch.AddLLang("a2", "XM", "YM", ValueSpec::Own(0.7));
     sketch.AddPPdis("j3", "X3", "Y3", ValueSpec::Own(5));
@@ -231,8 +197,8 @@ TEST(AnalysisLines, RightAngleMakesParallelDistancesFixOneTranslationTwice)
     {
         SCOPED_TRACE(row.name);
         Sketch sketch;
-        Body(sketch, "X", 0);
-        Body(sketch, "Y", 5);
+        Body(sketch, "X", 0, true);
+        Body(sketch, "Y", 5, true);
         sketch.AddLLang("a", "XM", "YM", ValueSpec::Own(row.angle));
         sketch.AddPLdis("h1", "X3", "YL", ValueSpec::Own(1));
         sketch.AddPLdis("h2", "X4", "YN", ValueSpec::Own(1));

@@ -68,6 +68,47 @@ inline void ExpectHandedBack(qsolver::host::Sketch& sketch, const Snapshot& befo
     EXPECT_TRUE(g_sktRelChain.IsEmpty());
 }
 
+/// Analyses as a host does and checks that the sketch was handed back.
+inline qsolver::host::AnalysisResult AnalyseHandingBack(qsolver::host::Sketch& sketch)
+{
+    const Snapshot before(sketch);
+    qsolver::host::AnalysisResult result = sketch.Analyse();
+    ExpectHandedBack(sketch, before);
+    return result;
+}
+
+/// A rigid body of four points (a unit square with one diagonal) named p1..p4 at x; with
+/// `lines`, also three lines through its sides, pL along the bottom, pM on the right, pN along
+/// the top, with the corners on them.
+inline void Body(qsolver::host::Sketch& s, const std::string& p, double x, bool lines = false)
+{
+    using qsolver::host::ValueSpec;
+    for (int i = 1; i <= 4; ++i)
+    {
+        s.AddPoint(p + std::to_string(i), x + (i == 2 || i == 3 ? 1 : 0), i >= 3 ? 1 : 0);
+    }
+    for (int i = 1; i <= 4; ++i)
+    {
+        const std::string a = p + std::to_string(i);
+        const std::string b = p + std::to_string(i % 4 + 1);
+        s.AddPPdis(a + b, a, b, ValueSpec::Own(1));
+    }
+    s.AddPPdis(p + "13", p + "1", p + "3", ValueSpec::Own(1.4142));
+    if (!lines)
+    {
+        return;
+    }
+    s.AddLine(p + "L", x, 0, 1, 0);
+    s.AddLine(p + "M", x + 1, 0, 0, 1);
+    s.AddLine(p + "N", x, 1, 1, 0);
+    const char* onLine[6][2] = {{"1", "L"}, {"2", "L"}, {"2", "M"},
+                                {"3", "M"}, {"3", "N"}, {"4", "N"}};
+    for (const auto& o : onLine)
+    {
+        s.AddPLdis(p + o[0] + o[1], p + o[0], p + o[1], ValueSpec::Own(0));
+    }
+}
+
 inline std::vector<std::vector<std::string>>
 ClusterNodes(const qsolver::host::AnalysisResult& result)
 {
