@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <deque>
+#include <memory>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -36,6 +38,50 @@ auto Entries(const List& list)
     }
     return out;
 }
+
+// Points and distances around one value, linked as the host links them. The distances go
+// before the points, and the last one sharing the value deletes it.
+struct ValueWeb
+{
+    ValueWeb() = default;
+    explicit ValueWeb(double value) { v->SetValue(value); }
+
+    CVert& Point(double x, double y, bool known = false)
+    {
+        points.emplace_back(x, y, 0.0);
+        if (known)
+        {
+            points.back().SetKnown();
+        }
+        return points.back();
+    }
+    // A distance sharing the web's value.
+    CPPdis& Shared(CVert& a, CVert& b, bool active = false)
+    {
+        return Keep(new CPPdis(&a, &b, v), active);
+    }
+    // A distance with a known value of its own.
+    CPPdis& Own(CVert& a, CVert& b, double value, bool active = false)
+    {
+        return Keep(new CPPdis(&a, &b, value, 1), active);
+    }
+
+    CVal* v = new CVal();
+    std::deque<CVert> points;
+    std::vector<std::unique_ptr<CPPdis>> rels;
+
+private:
+    CPPdis& Keep(CPPdis* r, bool active)
+    {
+        Link(*r);
+        if (active)
+        {
+            r->SetActive();
+        }
+        rels.emplace_back(r);
+        return *r;
+    }
+};
 
 inline void ClearChains()
 {

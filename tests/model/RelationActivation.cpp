@@ -175,38 +175,29 @@ TEST_F(RelationTest, UnknownValueTowardAKnownNodeIsMeasured)
 
 TEST_F(RelationTest, MeasuredValueThatOverDeterminesIsStillKept)
 {
-    CVert a(0, 0, 0);
-    CVert b(3, 4, 0);
-    CVert c(6, 0, 0);
-    CVert d(9, 9, 0);
-    CVal* v = new CVal();
-    CPPdis measured(&a, &b, v);
-    CPPdis closed(&c, &d, v);
-    Link(measured);
-    Link(closed);
-    closed.SetActive();
-    a.SetKnown();
-    b.SetKnown();
-    c.SetKnown();
-    d.SetKnown();
+    ValueWeb web;
+    CVert& a = web.Point(0, 0, true);
+    CVert& b = web.Point(3, 4, true);
+    CVert& c = web.Point(6, 0, true);
+    CVert& d = web.Point(9, 9, true);
+    CPPdis& measured = web.Shared(a, b);
+    web.Shared(c, d, true);
 
     EXPECT_EQ(measured.Active(&a), 0);
 
-    EXPECT_DOUBLE_EQ(v->GetValue(), 5.0);
-    EXPECT_EQ(v->IsKnown(), 1);
+    EXPECT_DOUBLE_EQ(web.v->GetValue(), 5.0);
+    EXPECT_EQ(web.v->IsKnown(), 1);
     EXPECT_EQ(measured.IsUsed(), 1);
 }
 
 TEST_F(RelationTest, EqualUnknownValuesTakeOneFreedomTogether)
 {
-    CVert k1(0, 0, 0);
-    CVert k2(6, 0, 0);
-    CVert u(3, 4, 0);
-    CVal* v = new CVal();
-    CPPdis r1(&k1, &u, v);
-    CPPdis r2(&k2, &u, v);
-    Link(r1);
-    Link(r2);
+    ValueWeb web;
+    CVert& k1 = web.Point(0, 0);
+    CVert& k2 = web.Point(6, 0);
+    CVert& u = web.Point(3, 4);
+    CPPdis& r1 = web.Shared(k1, u);
+    CPPdis& r2 = web.Shared(k2, u);
 
     EXPECT_EQ(r1.Active(&k1), 1);
     EXPECT_EQ(u.m_nFreeNum, 2);
@@ -215,7 +206,7 @@ TEST_F(RelationTest, EqualUnknownValuesTakeOneFreedomTogether)
 
     EXPECT_EQ(u.m_nFreeNum, 1);
     EXPECT_EQ(r2.IsActive(), 1);
-    EXPECT_EQ(v->IsKnown(), 0);
+    EXPECT_EQ(web.v->IsKnown(), 0);
     EXPECT_TRUE(g_sktDefinedNodeChain.IsEmpty());
 }
 
@@ -241,25 +232,19 @@ TEST_F(RelationTest, EqualUnknownValuesRefusalsChangeNothing)
     {
         SCOPED_TRACE(row.name);
         ClearChains();
-        CVert from(0, 0, 0);
-        CVert target(3, 0, 0);
-        CVert sharerEnd(row.sharerEndX, 0, 0);
-        CVal* v = new CVal();
-        CPPdis sharer(&sharerEnd, &target, v);
-        CPPdis rel(&from, &target, v);
-        Link(sharer);
-        Link(rel);
-        if (row.sharerActive)
-        {
-            sharer.SetActive();
-        }
+        ValueWeb web;
+        CVert& from = web.Point(0, 0);
+        CVert& target = web.Point(3, 0);
+        CVert& sharerEnd = web.Point(row.sharerEndX, 0);
+        web.Shared(sharerEnd, target, row.sharerActive != 0);
+        CPPdis& rel = web.Shared(from, target);
         target.m_nFreeNum = row.freeBefore;
 
         EXPECT_EQ(rel.Active(&from), row.result);
 
         EXPECT_EQ(target.m_nFreeNum, row.freeAfter);
         EXPECT_EQ(rel.IsActive(), row.result);
-        EXPECT_EQ(v->IsKnown(), 0);
+        EXPECT_EQ(web.v->IsKnown(), 0);
         bool defined = row.result == 1 && row.freeAfter == 0;
         EXPECT_EQ(g_sktDefinedNodeChain.GetCount(), defined ? 1 : 0);
     }

@@ -10,21 +10,15 @@ using ValueTest = ModelTest;
 
 TEST_F(ValueTest, SharingRelationBetweenKnownNodesRefusesButValueStaysKnown)
 {
-    CVert k1(0, 0, 0);
-    CVert k2(3, 0, 0);
-    CVert u(0, 5, 0);
-    CVal* v = new CVal();
-    CPPdis free(&k1, &u, v);
-    CPPdis closed(&k1, &k2, v);
-    Link(free);
-    Link(closed);
-    free.SetActive();
-    closed.SetActive();
-    k1.SetKnown();
-    k2.SetKnown();
+    ValueWeb web;
+    CVert& k1 = web.Point(0, 0, true);
+    CVert& k2 = web.Point(3, 0, true);
+    CVert& u = web.Point(0, 5);
+    web.Shared(k1, u, true);
+    web.Shared(k1, k2, true);
 
-    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 0);
-    EXPECT_EQ(v->IsKnown(), 1);
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 0);
+    EXPECT_EQ(web.v->IsKnown(), 1);
 }
 
 TEST_F(ValueTest, LoneSharingRelationIsReactivatedFromItsKnownEnd)
@@ -44,16 +38,12 @@ TEST_F(ValueTest, LoneSharingRelationIsReactivatedFromItsKnownEnd)
     {
         SCOPED_TRACE(row.name);
         ClearChains();
-        CVert known(0, 0, 0);
-        CVert unknown(4, 3, 0);
-        CVal* v = new CVal();
-        v->SetValue(row.value);
-        CPPdis r(&unknown, &known, v);
-        Link(r);
-        r.SetActive();
-        known.SetKnown();
+        ValueWeb web(row.value);
+        CVert& known = web.Point(0, 0, true);
+        CVert& unknown = web.Point(4, 3);
+        CPPdis& r = web.Shared(unknown, known, true);
 
-        EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 1);
+        EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
 
         EXPECT_EQ(unknown.m_nFreeNum, row.freeAfter);
         EXPECT_EQ(r.IsActive(), 1);
@@ -63,25 +53,17 @@ TEST_F(ValueTest, LoneSharingRelationIsReactivatedFromItsKnownEnd)
 
 TEST_F(ValueTest, GivesBackTheGroupsFreedomAndReactivatesEveryRelationOfTheNode)
 {
-    CVert k1(0, 0, 0);
-    CVert k2(6, 0, 0);
-    CVert u(3, 4, 0);
-    CVert w(3, 11, 0);
-    CVal* v = new CVal();
-    v->SetValue(5);
-    CPPdis s1(&k1, &u, v);
-    CPPdis s2(&k2, &u, v);
-    CPPdis onward(&u, &w, 7, 1);
-    Link(s1);
-    Link(s2);
-    Link(onward);
-    s1.SetActive();
-    s2.SetActive();
+    ValueWeb web(5);
+    CVert& k1 = web.Point(0, 0, true);
+    CVert& k2 = web.Point(6, 0, true);
+    CVert& u = web.Point(3, 4);
+    CVert& w = web.Point(3, 11);
+    CPPdis& s1 = web.Shared(k1, u, true);
+    CPPdis& s2 = web.Shared(k2, u, true);
+    CPPdis& onward = web.Own(u, w, 7);
     u.m_nFreeNum = 1; // the group of two took one freedom while the value was unknown
-    k1.SetKnown();
-    k2.SetKnown();
 
-    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 1);
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
 
     // u got its freedom back, then both distances made it known; s2 was reset by u's walk and
     // is not walked again, and the relation toward w was re-activated from the now known u.
@@ -96,39 +78,31 @@ TEST_F(ValueTest, GivesBackTheGroupsFreedomAndReactivatesEveryRelationOfTheNode)
 
 TEST_F(ValueTest, ReactivationStartsFromTheFirstEndThatIsKnown)
 {
-    CVert k(0, 0, 0);
-    CVert u(3, 4, 0);
-    CVert w(3, 11, 0);
-    CVal* v = new CVal();
-    v->SetValue(5);
-    CPPdis toW(&u, &w, 7, 1);
-    CPPdis s(&k, &u, v);
-    Link(toW);
-    Link(s);
-    s.SetActive();
-    k.SetKnown();
+    ValueWeb web(5);
+    CVert& k = web.Point(0, 0, true);
+    CVert& u = web.Point(3, 4);
+    CVert& w = web.Point(3, 11);
+    web.Own(u, w, 7);
+    web.Shared(k, u, true);
 
-    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 1);
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
 
-    // Neither end of toW was known, so it went from its second end toward u.
+    // Neither end of the distance toward w was known, so it went from its second end toward u.
     EXPECT_EQ(u.m_nFreeNum, 0);
     EXPECT_EQ(w.m_nFreeNum, 2);
 }
 
 TEST_F(ValueTest, UnusedAndUsedSharersAreNotReevaluated)
 {
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CVert c(2, 0, 0);
-    CVal* v = new CVal();
-    CPPdis unused(&a, &b, v);
-    CPPdis used(&b, &c, v);
-    Link(unused);
-    Link(used);
+    ValueWeb web;
+    CVert& a = web.Point(0, 0, true);
+    CVert& b = web.Point(1, 0);
+    CVert& c = web.Point(2, 0);
+    CPPdis& unused = web.Shared(a, b);
+    CPPdis& used = web.Shared(b, c);
     used.SetUsed();
-    a.SetKnown();
 
-    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 1);
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
 
     EXPECT_EQ(unused.IsUnused(), 1);
     EXPECT_EQ(used.IsUsed(), 1);
@@ -138,25 +112,18 @@ TEST_F(ValueTest, UnusedAndUsedSharersAreNotReevaluated)
 
 TEST_F(ValueTest, FailedReactivationLeavesTheResetInPlace)
 {
-    CVert k(0, 0, 0);
-    CVert u(5, 0, 0);
-    CVert full(9, 9, 0);
-    CVal* v = new CVal();
-    v->SetValue(5);
-    CPPdis s(&k, &u, v);
-    CPPdis blocked(&u, &full, 1, 1);
-    Link(s);
-    Link(blocked);
-    s.SetActive();
-    blocked.SetActive();
-    k.SetKnown();
+    ValueWeb web(5);
+    CVert& k = web.Point(0, 0, true);
+    CVert& u = web.Point(5, 0);
+    CVert& full = web.Point(9, 9, true);
+    CPPdis& s = web.Shared(k, u, true);
+    CPPdis& blocked = web.Own(u, full, 1, true);
     u.m_nFreeNum = 1;
-    full.SetKnown();
 
-    EXPECT_EQ(v->ChangeRelChainFromUnknownToKnown(), 0);
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 0);
 
     // s took u's last freedom, so blocked was activated from u toward the known node: refused.
-    EXPECT_EQ(v->IsKnown(), 1);
+    EXPECT_EQ(web.v->IsKnown(), 1);
     EXPECT_EQ(u.m_nFreeNum, 0);
     EXPECT_EQ(s.IsActive(), 1);
     EXPECT_EQ(blocked.IsUnused(), 1);
