@@ -6,25 +6,18 @@
 
 using judgetest::NodeIds;
 using judgetest::RelIds;
-using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 
 namespace
 {
 
-class ClusterGrowth : public ::testing::Test
+class ClusterGrowth : public judgetest::JudgeTest
 {
 protected:
     void TearDown() override
     {
         delete cluster;
-        sktFinishJudge(sketch.Relations());
-    }
-
-    void Init()
-    {
-        sketch.BackupAll();
-        sktInitJudge(sketch.Nodes(), sketch.Relations());
+        JudgeTest::TearDown();
     }
 
     // Loads every node and relation into the chains as the core, skipping the stripping.
@@ -56,24 +49,8 @@ protected:
         }
     }
 
-    Sketch sketch;
     CCluster* cluster = new CCluster();
 };
-
-TEST_F(ClusterGrowth, TwoFixedPointsJoinedByADistanceContradict)
-{
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 3, 0);
-    sketch.AddFix("fa", "A");
-    sketch.AddFix("fb", "B");
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(3));
-    Init();
-
-    EXPECT_EQ(sktCreateMainCluster(cluster), 0);
-
-    EXPECT_EQ(sketch.FindNode("B")->m_nFreeNum, 1);
-    EXPECT_EQ(NodeIds(sketch, cluster->m_NodeList), std::vector<std::string>{"A"});
-}
 
 TEST_F(ClusterGrowth, MainClusterGrowsLayerByLayerFromTwoFixedPoints)
 {

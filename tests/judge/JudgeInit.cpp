@@ -5,25 +5,12 @@
 
 using judgetest::NodeIds;
 using judgetest::RelIds;
-using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 
 namespace
 {
 
-class JudgeInit : public ::testing::Test
-{
-protected:
-    void TearDown() override { sktFinishJudge(sketch.Relations()); }
-
-    void Init()
-    {
-        sketch.BackupAll();
-        sktInitJudge(sketch.Nodes(), sketch.Relations());
-    }
-
-    Sketch sketch;
-};
+using JudgeInit = judgetest::JudgeTest;
 
 TEST_F(JudgeInit, EmptyNodeListLoadsOnlyTheRelations)
 {
@@ -125,32 +112,6 @@ TEST_F(JudgeInit, LegalityTestLeavesKnownFlagsAsBackedUp)
 
     EXPECT_EQ(NodeIds(sketch, g_sktUndefinedNodeChain), (std::vector<std::string>{"A", "B"}));
     EXPECT_FALSE(sketch.FindValue("same")->IsKnown());
-}
-
-TEST_F(JudgeInit, SecondCallGivesTheSameChains)
-{
-    // A square with one diagonal: every corner keeps three or two relations in a cycle.
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
-    sketch.AddPoint("C", 1, 1);
-    sketch.AddPoint("D", 0, 1);
-    sketch.AddFix("fa", "A");
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(1));
-    sketch.AddPPdis("bc", "B", "C", ValueSpec::Own(1));
-    sketch.AddPPdis("cd", "C", "D", ValueSpec::Own(1));
-    sketch.AddPPdis("da", "D", "A", ValueSpec::Own(1));
-    sketch.AddPPdis("ac", "A", "C", ValueSpec::Own(1.4142));
-    sketch.AddPPdis("bd", "B", "D", ValueSpec::Own(1.4142));
-
-    Init();
-    const auto nodes = NodeIds(sketch, g_sktUndefinedNodeChain);
-    const auto rels = RelIds(sketch, g_sktRelChain);
-    Init();
-
-    EXPECT_EQ(NodeIds(sketch, g_sktUndefinedNodeChain), nodes);
-    EXPECT_EQ(RelIds(sketch, g_sktRelChain), rels);
-    EXPECT_EQ(nodes.size(), 4u);
-    EXPECT_EQ(rels.size(), 6u);
 }
 
 TEST_F(JudgeInit, EmptiesChainsAndDeletesClustersOfAnEarlierPass)

@@ -4,6 +4,8 @@
 
 #include "Sketch.h"
 
+#include <gtest/gtest.h>
+
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -32,6 +34,21 @@ inline std::vector<std::string> RelIds(const qsolver::host::Sketch& sketch, cons
     }
     return ids;
 }
+
+/// A host sketch that Init() loads into the analysis chains; the pass is closed after the test.
+class JudgeTest : public ::testing::Test
+{
+protected:
+    void TearDown() override { sktFinishJudge(sketch.Relations()); }
+
+    void Init()
+    {
+        sketch.BackupAll();
+        sktInitJudge(sketch.Nodes(), sketch.Relations());
+    }
+
+    qsolver::host::Sketch sketch;
+};
 
 /// A cluster holding the named nodes and relations, appended to g_sktClusterChain.
 inline CCluster* AddCluster(qsolver::host::Sketch& sketch, std::initializer_list<const char*> nodes,
