@@ -165,26 +165,6 @@ std::vector<int> ColsOf(EQUBLOCK* b)
 
 } // namespace
 
-TEST(SolveRecords, NewRowAndBlock)
-{
-    EQUROW* empty = sktNewRow(4, 0);
-    EQUBLOCK* block = sktNewBlock(2, 3);
-
-    EXPECT_EQ(empty->m_nEquIndex, 4);
-    EXPECT_EQ(empty->m_pPos, nullptr);
-    EXPECT_EQ(empty->m_pCoef, nullptr);
-    EXPECT_EQ(sktRowHasVar(empty, 0), 0);
-    EXPECT_EQ(sktRowHasVar(nullptr, 0), 0);
-    EXPECT_EQ(block->m_ppRows[0], nullptr);
-    EXPECT_EQ(block->m_ppRows[1], nullptr);
-    EXPECT_EQ(ColsOf(block), (std::vector<int>{0, 1, 2}));
-    block->m_ppRows[1] = Row(1, {2, 5});
-    EXPECT_EQ(sktRowHasVar(block->m_ppRows[1], 5), 1);
-    EXPECT_EQ(sktRowHasVar(block->m_ppRows[1], 3), 0);
-    sktFreeRow(empty);
-    sktFreeBlock(block);
-}
-
 TEST(SplitBlocks, TwoTrianglesAreTwoBlocksAndALinkJoinsThem)
 {
     // Points P0..P2 at positions 0..5 and Q0..Q2 at 6..11, distances of two triangles

@@ -99,6 +99,19 @@ void DrawTruss(Sketch& s, int count)
                    ValueSpec::Own(std::hypot(1.0, 1.5)));
     }
 }
+// The turn of every truss triangle T(i-2) T(i-1) T(i).
+std::vector<double> TrussTurns(Sketch& s, int count)
+{
+    std::vector<double> turns;
+    for (int i = 2; i < count; ++i)
+    {
+        const std::string a = "T" + std::to_string(i - 2);
+        const std::string b = "T" + std::to_string(i - 1);
+        const std::string c = "T" + std::to_string(i);
+        turns.push_back(Orientation(s, a.c_str(), b.c_str(), c.c_str()));
+    }
+    return turns;
+}
 } // namespace
 
 TEST(DriveSketch, TriangleKeepsItsOrientation)
@@ -210,14 +223,7 @@ TEST(DriveSketch, TrussMemberChangeMovesOnlyWhatHangsOnIt)
     // Settle the drawing onto its dimensions first, as the user's first edit would.
     ASSERT_TRUE(s.Drive({{"m0_1", 2.0}}).IsOk());
     const Snapshot before = Snap(s);
-    std::vector<double> turns;
-    for (int i = 2; i < count; ++i)
-    {
-        const std::string a = "T" + std::to_string(i - 2);
-        const std::string b = "T" + std::to_string(i - 1);
-        const std::string c = "T" + std::to_string(i);
-        turns.push_back(Orientation(s, a.c_str(), b.c_str(), c.c_str()));
-    }
+    const std::vector<double> turns = TrussTurns(s, count);
 
     DriveResult r = s.Drive({{"m5_6", 2.3}});
 
@@ -229,11 +235,9 @@ TEST(DriveSketch, TrussMemberChangeMovesOnlyWhatHangsOnIt)
         EXPECT_TRUE(SameBits(before, after, "T" + std::to_string(i))) << i;
     }
     EXPECT_GT(Moved(before, after, "T6"), 1e-3);
-    for (int i = 2; i < count; ++i)
+    const std::vector<double> turnsAfter = TrussTurns(s, count);
+    for (size_t i = 0; i < turns.size(); ++i)
     {
-        const std::string a = "T" + std::to_string(i - 2);
-        const std::string b = "T" + std::to_string(i - 1);
-        const std::string c = "T" + std::to_string(i);
-        EXPECT_GT(Orientation(s, a.c_str(), b.c_str(), c.c_str()) * turns[i - 2], 0.0) << i;
+        EXPECT_GT(turnsAfter[i] * turns[i], 0.0) << "triangle ending at T" << i + 2;
     }
 }
