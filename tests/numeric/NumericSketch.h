@@ -124,15 +124,4 @@ private:
     std::vector<std::unique_ptr<CRel>> m_rels;
 };
 
-/// Numeric parameters (c, theta) of a line's current geometry.
-inline void LineParams(CMathline* l, double& c, double& theta)
-{
-    double a = 0.0;
-    double b = 0.0;
-    const XYZ p = l->m_Line.m_ThroughPoint;
-    const VECTOR d = l->m_Line.m_Direction;
-    sktGetLineCoef(p.x, p.y, p.x + d.x, p.y + d.y, a, b, c);
-    sktGetLineAngle(a, b, theta);
-}
-
 } // namespace numtest
