@@ -196,6 +196,11 @@ TEST(DriveSketch, RectangleTakesSeveralChangesInARow)
     EXPECT_TRUE(AllHold(s));
     EXPECT_NEAR(s.FindPoint("P3")->m_Pos.x, 6.0, 1e-9);
     EXPECT_NEAR(s.FindPoint("P3")->m_Pos.y, 1.0, 1e-9);
+
+    // Back at the drawn values, the corner is back where it was drawn.
+    ASSERT_TRUE(s.Drive({{"width", 5.0}, {"height", 3.0}}).IsOk());
+    EXPECT_NEAR(s.FindPoint("P3")->m_Pos.x, 5.0, 1e-9);
+    EXPECT_NEAR(s.FindPoint("P3")->m_Pos.y, 3.0, 1e-9);
 }
 
 TEST(DriveSketch, BracketHoleMovesAloneAndTheOthersKeepTheirBits)
