@@ -56,16 +56,11 @@ TEST_F(ClusterGrowth, MainClusterGrowsLayerByLayerFromTwoFixedPoints)
 {
     // P fixed with distances to Q and R, Q-R joined; a second fixed point S places Q, and R
     // follows from P and Q in the next layer.
-    sketch.AddPoint("P", 0, 0);
-    sketch.AddPoint("Q", 3, 0);
-    sketch.AddPoint("R", 0, 3);
-    sketch.AddPoint("S", 3, 3);
+    Points({{"P", 0, 0}, {"Q", 3, 0}, {"R", 0, 3}, {"S", 3, 3}});
     sketch.AddFix("fp", "P");
     sketch.AddFix("fs", "S");
-    sketch.AddPPdis("pq", "P", "Q", ValueSpec::Own(3));
-    sketch.AddPPdis("pr", "P", "R", ValueSpec::Own(3));
-    sketch.AddPPdis("qr", "Q", "R", ValueSpec::Own(4.2426));
-    sketch.AddPPdis("sq", "S", "Q", ValueSpec::Own(3));
+    Distances(
+        {{"pq", "P", "Q", 3}, {"pr", "P", "R", 3}, {"qr", "Q", "R", 4.2426}, {"sq", "S", "Q", 3}});
     LoadCore();
     ASSERT_EQ(g_sktUndefinedNodeChain.GetCount(), 4);
 
@@ -90,8 +85,7 @@ TEST_F(ClusterGrowth, MainClusterKeepsRelationsToPartlyPlacedNodes)
     sketch.AddFix("fa", "A");
     BraceSquare("A", "B", "C", "D");
     sketch.AddFix("fa2", "A");
-    sketch.AddPPdis("AC", "A", "C", ValueSpec::Own(1.4142));
-    sketch.AddPPdis("BD", "B", "D", ValueSpec::Own(1.4142));
+    Distances({{"AC", "A", "C", 1.4142}, {"BD", "B", "D", 1.4142}});
     Init();
 
     EXPECT_EQ(sktCreateMainCluster(cluster), 1);
@@ -121,8 +115,7 @@ TEST_F(ClusterGrowth, ReasoningStopsAtAnIllegalNode)
     // Q lies at known distances from two lines that are parallel.
     sketch.AddLine("L1", 0, 0, 1, 0);
     sketch.AddLine("L2", 0, 4, 1, 0);
-    sketch.AddPoint("Q", 0, 1);
-    sketch.AddPoint("X", 5, 5);
+    Points({{"Q", 0, 1}, {"X", 5, 5}});
     sketch.AddPLdis("q1", "Q", "L1", ValueSpec::Own(1));
     sketch.AddPLdis("q2", "Q", "L2", ValueSpec::Own(3));
     sketch.AddPPdis("qx", "Q", "X", ValueSpec::Own(1));
@@ -166,9 +159,7 @@ TEST_F(ClusterGrowth, BaseNodesAreTheBestConnectedPairAndActivationIsUndone)
     BraceSquare("A", "B", "C", "D");
     sketch.AddPPdis("AC", "A", "C", ValueSpec::Own(1.4142));
     sketch.AddPoint("E", 2, 2);
-    sketch.AddPPdis("CE", "C", "E", ValueSpec::Own(1.4142));
-    sketch.AddPPdis("EA", "E", "A", ValueSpec::Own(2.8284));
-    sketch.AddPPdis("EB", "E", "B", ValueSpec::Own(2.2361));
+    Distances({{"CE", "C", "E", 1.4142}, {"EA", "E", "A", 2.8284}, {"EB", "E", "B", 2.2361}});
     LoadCore();
     ASSERT_EQ(g_sktUndefinedNodeChain.GetCount(), 5);
 
@@ -193,8 +184,7 @@ TEST_F(ClusterGrowth, BaseNodesAreTheBestConnectedPairAndActivationIsUndone)
 TEST_F(ClusterGrowth, TieGoesToTheFirstRelationOfTheChain)
 {
     BraceSquare("A", "B", "C", "D");
-    sketch.AddPPdis("BD", "B", "D", ValueSpec::Own(1.4142));
-    sketch.AddPPdis("AC", "A", "C", ValueSpec::Own(1.4142));
+    Distances({{"BD", "B", "D", 1.4142}, {"AC", "A", "C", 1.4142}});
     Init();
 
     EXPECT_EQ(sktFindBaseNodesForCluster(cluster), 1);
@@ -206,16 +196,13 @@ TEST_F(ClusterGrowth, TieGoesToTheFirstRelationOfTheChain)
 TEST_F(ClusterGrowth, CoincidentBaseNodesLeaveAClusterThatOnlyMoves)
 {
     // A zero distance places the second base node from the first alone.
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 0, 0);
-    sketch.AddPoint("C", 1, 0);
-    sketch.AddPoint("D", 0, 1);
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(0));
-    sketch.AddPPdis("ac", "A", "C", ValueSpec::Own(1, false));
-    sketch.AddPPdis("ad", "A", "D", ValueSpec::Own(1, false));
-    sketch.AddPPdis("bc", "B", "C", ValueSpec::Own(1, false));
-    sketch.AddPPdis("bd", "B", "D", ValueSpec::Own(1, false));
-    sketch.AddPPdis("cd", "C", "D", ValueSpec::Own(1, false));
+    Points({{"A", 0, 0}, {"B", 0, 0}, {"C", 1, 0}, {"D", 0, 1}});
+    Distances({{"ab", "A", "B", 0},
+               {"ac", "A", "C", 1, false},
+               {"ad", "A", "D", 1, false},
+               {"bc", "B", "C", 1, false},
+               {"bd", "B", "D", 1, false},
+               {"cd", "C", "D", 1, false}});
     Init();
     ASSERT_EQ(g_sktUndefinedNodeChain.GetCount(), 4);
 
@@ -230,15 +217,13 @@ TEST_F(ClusterGrowth, CoincidentBaseNodesLeaveAClusterThatOnlyMoves)
 TEST_F(ClusterGrowth, SecondZeroDistanceToTheSecondBaseNodeIsAContradiction)
 {
     // Two zero distances from A to B: B is placed twice over.
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 0, 0);
-    sketch.AddPoint("C", 1, 0);
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(0));
-    sketch.AddPPdis("ab2", "A", "B", ValueSpec::Own(1, false));
-    sketch.AddPPdis("ac", "A", "C", ValueSpec::Own(1, false));
-    sketch.AddPPdis("bc", "B", "C", ValueSpec::Own(1, false));
-    sketch.AddPPdis("bc2", "B", "C", ValueSpec::Own(1, false));
-    sketch.AddPPdis("ac2", "A", "C", ValueSpec::Own(1, false));
+    Points({{"A", 0, 0}, {"B", 0, 0}, {"C", 1, 0}});
+    Distances({{"ab", "A", "B", 0},
+               {"ab2", "A", "B", 1, false},
+               {"ac", "A", "C", 1, false},
+               {"bc", "B", "C", 1, false},
+               {"bc2", "B", "C", 1, false},
+               {"ac2", "A", "C", 1, false}});
     Init();
     ASSERT_EQ(g_sktUndefinedNodeChain.GetCount(), 3);
     // Make the second A-B relation a known 0 as well, after stripping.

@@ -35,14 +35,9 @@ TEST_F(JudgeInit, EmptyNodeListLoadsOnlyTheRelations)
 
 TEST_F(JudgeInit, PathIsStrippedButItsFixedEndStays)
 {
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
-    sketch.AddPoint("C", 2, 0);
-    sketch.AddPoint("D", 3, 0);
+    Points({{"A", 0, 0}, {"B", 1, 0}, {"C", 2, 0}, {"D", 3, 0}});
     sketch.AddFix("fixD", "D");
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(1));
-    sketch.AddPPdis("bc", "B", "C", ValueSpec::Own(1));
-    sketch.AddPPdis("cd", "C", "D", ValueSpec::Own(1));
+    Distances({{"ab", "A", "B", 1}, {"bc", "B", "C", 1}, {"cd", "C", "D", 1}});
 
     Init();
 
@@ -57,12 +52,8 @@ TEST_F(JudgeInit, PathIsStrippedButItsFixedEndStays)
 
 TEST_F(JudgeInit, TriangleIsStrippedInOneWalk)
 {
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 4, 0);
-    sketch.AddPoint("C", 4, 3);
-    sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(4));
-    sketch.AddPPdis("bc", "B", "C", ValueSpec::Own(3));
-    sketch.AddPPdis("ca", "C", "A", ValueSpec::Own(5));
+    Points({{"A", 0, 0}, {"B", 4, 0}, {"C", 4, 3}});
+    Distances({{"ab", "A", "B", 4}, {"bc", "B", "C", 3}, {"ca", "C", "A", 5}});
 
     Init();
 
@@ -99,9 +90,7 @@ TEST_F(JudgeInit, LegalityTestLeavesKnownFlagsAsBackedUp)
 {
     // Two equal unknown distances from fixed points: the test takes the value as known for a
     // moment, and the flag must come back from its backup.
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 4, 0);
-    sketch.AddPoint("P", 2, 3);
+    Points({{"A", 0, 0}, {"B", 4, 0}, {"P", 2, 3}});
     sketch.AddFix("fa", "A");
     sketch.AddFix("fb", "B");
     sketch.AddValue("same", 0, false);
@@ -132,8 +121,7 @@ TEST_F(JudgeInit, EmptiesChainsAndDeletesClustersOfAnEarlierPass)
 
 TEST_F(JudgeInit, FinishResetsRelationsAndFlagsButNotOtherRelations)
 {
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
+    Points({{"A", 0, 0}, {"B", 1, 0}});
     sketch.AddPPdis("ab", "A", "B", ValueSpec::Own(1, false));
     CVert c(0, 0, 0);
     CVert d(1, 0, 0);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Sketch.h"
+#include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,15 @@ protected:
     {
         sketch.BackupAll();
         sktInitJudge(sketch.Nodes(), sketch.Relations());
+    }
+
+    void Points(std::initializer_list<sketchrows::At> points)
+    {
+        sketchrows::Points(sketch, points);
+    }
+    void Distances(std::initializer_list<sketchrows::Distance> distances)
+    {
+        sketchrows::Distances(sketch, distances);
     }
 
     qsolver::host::Sketch sketch;

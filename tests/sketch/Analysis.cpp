@@ -2,6 +2,8 @@
 // nodes, and a sketch handed back as it was (values, their flags and geometry included).
 #include "sketch/AnalysisTestUtil.h"
 
+#include "common/SketchRows.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -13,6 +15,8 @@ using qsolver::host::AnalysisResult;
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 using qsolver::host::Verdict;
+using sketchrows::Distances;
+using sketchrows::Points;
 
 namespace
 {
@@ -20,12 +24,8 @@ namespace
 // A triangle with A fixed and B held on a fixed horizontal line: fully dimensioned.
 void Triangle(Sketch& s, bool fixed = true)
 {
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("B", 4, 0);
-    s.AddPoint("C", 4, 3);
-    s.AddPPdis("ab", "A", "B", ValueSpec::Own(4));
-    s.AddPPdis("bc", "B", "C", ValueSpec::Own(3));
-    s.AddPPdis("ca", "C", "A", ValueSpec::Own(5));
+    Points(s, {{"A", 0, 0}, {"B", 4, 0}, {"C", 4, 3}});
+    Distances(s, {{"ab", "A", "B", 4}, {"bc", "B", "C", 3}, {"ca", "C", "A", 5}});
     if (fixed)
     {
         s.AddLine("H", 0, 0, 1, 0);
@@ -67,10 +67,7 @@ void EqualPairBodies(Sketch& s)
 // Three reference points and P among them.
 void References(Sketch& s)
 {
-    s.AddPoint("R1", 0, 0);
-    s.AddPoint("R2", 4, 0);
-    s.AddPoint("R3", 0, 4);
-    s.AddPoint("P", 2, 2);
+    Points(s, {{"R1", 0, 0}, {"R2", 4, 0}, {"R3", 0, 4}, {"P", 2, 2}});
     for (const char* r : {"R1", "R2", "R3"})
     {
         s.SetReference(r, 7);
@@ -154,8 +151,7 @@ TEST(Analysis, WholeSketches)
         {"distance between two fixed points",
          [](Sketch& s)
          {
-             s.AddPoint("A", 0, 0);
-             s.AddPoint("B", 3, 0);
+             Points(s, {{"A", 0, 0}, {"B", 3, 0}});
              s.AddFix("fa", "A");
              s.AddFix("fb", "B");
              s.AddPPdis("ab", "A", "B", ValueSpec::Own(3));
@@ -174,8 +170,7 @@ TEST(Analysis, WholeSketches)
         {"distance between two reference points",
          [](Sketch& s)
          {
-             s.AddPoint("R1", 0, 0);
-             s.AddPoint("R2", 3, 0);
+             Points(s, {{"R1", 0, 0}, {"R2", 3, 0}});
              s.SetReference("R1", 1);
              s.SetReference("R2", 2);
              s.AddPPdis("r", "R1", "R2", ValueSpec::Own(3));
@@ -184,10 +179,7 @@ TEST(Analysis, WholeSketches)
         {"point placed twice from fixed points",
          [](Sketch& s)
          {
-             s.AddPoint("A", 0, 0);
-             s.AddPoint("B", 4, 0);
-             s.AddPoint("C", 0, 4);
-             s.AddPoint("P", 2, 2);
+             Points(s, {{"A", 0, 0}, {"B", 4, 0}, {"C", 0, 4}, {"P", 2, 2}});
              for (const char* f : {"A", "B", "C"})
              {
                  s.AddFix(std::string("f") + f, f);
@@ -212,9 +204,9 @@ TEST(Analysis, WholeSketches)
          [](Sketch& s)
          {
              References(s);
-             s.AddPPdis("p1", "P", "R1", ValueSpec::Own(2.8284));
-             s.AddPPdis("p2", "P", "R2", ValueSpec::Own(2.8284));
-             s.AddPPdis("p3", "P", "R3", ValueSpec::Own(123.0, false));
+             Distances(s, {{"p1", "P", "R1", 2.8284},
+                           {"p2", "P", "R2", 2.8284},
+                           {"p3", "P", "R3", 123.0, false}});
          },
          Verdict::Ok, "fixed[R1 R2 P R3]", nullptr, nullptr},
     };

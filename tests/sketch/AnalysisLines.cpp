@@ -2,6 +2,8 @@
 // angles, and bodies whose relative rotation angles settle.
 #include "sketch/AnalysisTestUtil.h"
 
+#include "common/SketchRows.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,6 +16,8 @@ using qsolver::host::AnalysisResult;
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 using qsolver::host::Verdict;
+using sketchrows::Distances;
+using sketchrows::Points;
 
 typedef std::vector<std::string> Ids;
 
@@ -150,8 +154,7 @@ TEST(AnalysisLines, AngleAndTwoDistancesHoldTwoBodies)
     Body(sketch, "X", 0, true);
     Body(sketch, "Y", 5, true);
     sketch.AddLLang("a", "XL", "YL", ValueSpec::Own(0.5));
-    sketch.AddPPdis("j3", "X3", "Y3", ValueSpec::Own(5));
-    sketch.AddPPdis("j4", "X4", "Y4", ValueSpec::Own(5));
+    Distances(sketch, {{"j3", "X3", "Y3", 5}, {"j4", "X4", "Y4", 5}});
 
     AnalysisResult result = AnalyseHandingBack(sketch);
 

@@ -2,11 +2,15 @@
 // angles and distances, re-solved through the host's drive sequence.
 #include "drive/DriveCheck.h"
 
+#include "common/SketchRows.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <string>
 
+using sketchrows::Distances;
+using sketchrows::Points;
 using namespace qsolver::host;
 using namespace drivecheck;
 
@@ -28,31 +32,27 @@ double Deg(double d)
 void DrawCrankFourBar(Sketch& s, double crankDeg)
 {
     const double r = 1.5;
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("D", 4, 0);
+    Points(s, {{"A", 0, 0}, {"D", 4, 0}});
     s.AddLine("ground", 0, 0, 1, 0);
     s.AddLine("crank", 0, 0, std::cos(Deg(crankDeg)), std::sin(Deg(crankDeg)));
-    s.AddPoint("B", r * std::cos(Deg(crankDeg)), r * std::sin(Deg(crankDeg)));
-    s.AddPoint("C", 3.5, 2.0);
+    Points(s, {{"B", r * std::cos(Deg(crankDeg)), r * std::sin(Deg(crankDeg))}, {"C", 3.5, 2.0}});
     s.AddFix("fixA", "A");
     s.AddFix("fixD", "D");
     s.AddFix("fixGround", "ground");
     s.AddPLdis("AonCrank", "A", "crank", ValueSpec::Own(0));
     s.AddPLdis("BonCrank", "B", "crank", ValueSpec::Own(0));
     s.AddLLang("crankAngle", "ground", "crank", ValueSpec::Own(Deg(crankDeg)));
-    s.AddPPdis("ab", "A", "B", ValueSpec::Own(r));
-    s.AddPPdis("bc", "B", "C", ValueSpec::Own(Dist(s, "B", "C")));
-    s.AddPPdis("cd", "C", "D", ValueSpec::Own(Dist(s, "C", "D")));
+    Distances(s, {{"ab", "A", "B", r},
+                  {"bc", "B", "C", Dist(s, "B", "C")},
+                  {"cd", "C", "D", Dist(s, "C", "D")}});
 }
 
 // The same linkage, but the coupler BC is a rigid body held by its angle to the ground.
 void DrawCouplerFourBar(Sketch& s)
 {
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("D", 4, 0);
+    Points(s, {{"A", 0, 0}, {"D", 4, 0}});
     s.AddLine("ground", 0, 0, 1, 0);
-    s.AddPoint("B", 0.75, 1.5 * std::sin(Deg(60)));
-    s.AddPoint("C", 3.5, 2.0);
+    Points(s, {{"B", 0.75, 1.5 * std::sin(Deg(60))}, {"C", 3.5, 2.0}});
     const XYZ b = s.FindPoint("B")->m_Pos;
     const XYZ c = s.FindPoint("C")->m_Pos;
     s.AddLine("coupler", b.x, b.y, c.x - b.x, c.y - b.y);
@@ -61,9 +61,9 @@ void DrawCouplerFourBar(Sketch& s)
     s.AddFix("fixGround", "ground");
     s.AddPLdis("BonCoupler", "B", "coupler", ValueSpec::Own(0));
     s.AddPLdis("ConCoupler", "C", "coupler", ValueSpec::Own(0));
-    s.AddPPdis("ab", "A", "B", ValueSpec::Own(Dist(s, "A", "B")));
-    s.AddPPdis("bc", "B", "C", ValueSpec::Own(Dist(s, "B", "C")));
-    s.AddPPdis("cd", "C", "D", ValueSpec::Own(Dist(s, "C", "D")));
+    Distances(s, {{"ab", "A", "B", Dist(s, "A", "B")},
+                  {"bc", "B", "C", Dist(s, "B", "C")},
+                  {"cd", "C", "D", Dist(s, "C", "D")}});
     s.AddLLang("couplerAngle", "ground", "coupler",
                ValueSpec::Own(std::atan2(c.y - b.y, c.x - b.x)));
 }
@@ -71,27 +71,23 @@ void DrawCouplerFourBar(Sketch& s)
 // A rigid triangle P1 P2 P3 tied to two fixed points by three distances.
 void DrawTiedBody(Sketch& s)
 {
-    s.AddPoint("F1", 0, 0);
-    s.AddPoint("F2", 6, 0);
+    Points(s, {{"F1", 0, 0}, {"F2", 6, 0}});
     s.AddFix("fixF1", "F1");
     s.AddFix("fixF2", "F2");
-    s.AddPoint("P1", 1, 3);
-    s.AddPoint("P2", 4, 3.5);
-    s.AddPoint("P3", 2.5, 5);
-    s.AddPPdis("p12", "P1", "P2", ValueSpec::Own(Dist(s, "P1", "P2")));
-    s.AddPPdis("p23", "P2", "P3", ValueSpec::Own(Dist(s, "P2", "P3")));
-    s.AddPPdis("p31", "P3", "P1", ValueSpec::Own(Dist(s, "P3", "P1")));
-    s.AddPPdis("tie1", "F1", "P1", ValueSpec::Own(Dist(s, "F1", "P1")));
-    s.AddPPdis("tie2", "F2", "P2", ValueSpec::Own(Dist(s, "F2", "P2")));
-    s.AddPPdis("tie3", "F2", "P3", ValueSpec::Own(Dist(s, "F2", "P3")));
+    Points(s, {{"P1", 1, 3}, {"P2", 4, 3.5}, {"P3", 2.5, 5}});
+    Distances(s, {{"p12", "P1", "P2", Dist(s, "P1", "P2")},
+                  {"p23", "P2", "P3", Dist(s, "P2", "P3")},
+                  {"p31", "P3", "P1", Dist(s, "P3", "P1")},
+                  {"tie1", "F1", "P1", Dist(s, "F1", "P1")},
+                  {"tie2", "F2", "P2", Dist(s, "F2", "P2")},
+                  {"tie3", "F2", "P3", Dist(s, "F2", "P3")}});
 }
 
 // Two rigid triangles, each tied to the fixed points by two distances and to each other by two:
 // neither can be placed alone.
 void DrawTwoBodies(Sketch& s)
 {
-    s.AddPoint("F1", 0, 0);
-    s.AddPoint("F2", 10, 0);
+    Points(s, {{"F1", 0, 0}, {"F2", 10, 0}});
     s.AddFix("fixF1", "F1");
     s.AddFix("fixF2", "F2");
     const char* names[2][3] = {{"P1", "P2", "P3"}, {"Q1", "Q2", "Q3"}};
@@ -109,12 +105,12 @@ void DrawTwoBodies(Sketch& s)
             s.AddPPdis(std::string(u) + v, u, v, ValueSpec::Own(Dist(s, u, v)));
         }
     }
-    s.AddPPdis("tP1", "F1", "P1", ValueSpec::Own(Dist(s, "F1", "P1")));
-    s.AddPPdis("tP3", "F1", "P3", ValueSpec::Own(Dist(s, "F1", "P3")));
-    s.AddPPdis("tQ2", "F2", "Q2", ValueSpec::Own(Dist(s, "F2", "Q2")));
-    s.AddPPdis("tQ3", "F2", "Q3", ValueSpec::Own(Dist(s, "F2", "Q3")));
-    s.AddPPdis("jP2Q1", "P2", "Q1", ValueSpec::Own(Dist(s, "P2", "Q1")));
-    s.AddPPdis("jP3Q3", "P3", "Q3", ValueSpec::Own(Dist(s, "P3", "Q3")));
+    Distances(s, {{"tP1", "F1", "P1", Dist(s, "F1", "P1")},
+                  {"tP3", "F1", "P3", Dist(s, "F1", "P3")},
+                  {"tQ2", "F2", "Q2", Dist(s, "F2", "Q2")},
+                  {"tQ3", "F2", "Q3", Dist(s, "F2", "Q3")},
+                  {"jP2Q1", "P2", "Q1", Dist(s, "P2", "Q1")},
+                  {"jP3Q3", "P3", "Q3", Dist(s, "P3", "Q3")}});
 }
 
 void ExpectBodyKept(Sketch& s, const Snapshot& before, const char* a, const char* b)
@@ -238,8 +234,7 @@ TEST(DriveEqualDistance, IsoscelesApexFollowsTheBase)
     Sketch s;
     s.AddPoint("A", 0, 0);
     s.AddLine("base", 0, 0, 1, 0);
-    s.AddPoint("B", 4, 0);
-    s.AddPoint("C", 2, 3);
+    Points(s, {{"B", 4, 0}, {"C", 2, 3}});
     s.AddFix("fixA", "A");
     s.AddFix("fixBase", "base");
     s.AddValue("leg", 0.0, false);

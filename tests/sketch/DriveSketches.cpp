@@ -3,10 +3,14 @@
 // change keeps its coordinates, and triangles keep their orientation.
 #include "drive/DriveCheck.h"
 
+#include "common/SketchRows.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
+using sketchrows::Distances;
+using sketchrows::Points;
 using namespace qsolver::host;
 using namespace drivecheck;
 
@@ -19,14 +23,11 @@ void DrawTriangle(Sketch& s)
 {
     s.AddPoint("A", 0, 0);
     s.AddLine("base", 0, 0, 1, 0);
-    s.AddPoint("B", 4, 0);
-    s.AddPoint("C", 4, 3);
+    Points(s, {{"B", 4, 0}, {"C", 4, 3}});
     s.AddFix("fixA", "A");
     s.AddFix("fixBase", "base");
     s.AddPLdis("onBase", "B", "base", ValueSpec::Own(0));
-    s.AddPPdis("ab", "A", "B", ValueSpec::Own(4));
-    s.AddPPdis("bc", "B", "C", ValueSpec::Own(3));
-    s.AddPPdis("ca", "C", "A", ValueSpec::Own(5));
+    Distances(s, {{"ab", "A", "B", 4}, {"bc", "B", "C", 3}, {"ca", "C", "A", 5}});
 }
 
 // Two fixed edges and two edges held at a distance from them; corners on the edges.
