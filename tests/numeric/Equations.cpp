@@ -25,7 +25,7 @@ template <class T> bool Is(CEquation* e)
 }
 
 // A point at (x, y), or a line through (x, y) pointing at `deg` degrees.
-struct NodeSpec
+struct NodeAt
 {
     bool line;
     double x;
@@ -35,12 +35,12 @@ struct NodeSpec
     bool dirFixed;
 };
 
-NodeSpec P(double x, double y, bool known = false)
+NodeAt P(double x, double y, bool known = false)
 {
     return {false, x, y, 0.0, known, false};
 }
 
-NodeSpec L(double x, double y, double deg, bool known = false, bool dirFixed = false)
+NodeAt L(double x, double y, double deg, bool known = false, bool dirFixed = false)
 {
     return {true, x, y, deg, known, dirFixed};
 }
@@ -60,8 +60,8 @@ struct EquCase
 {
     std::string name;
     RelKind rel;
-    NodeSpec a;
-    NodeSpec b;
+    NodeAt a;
+    NodeAt b;
     double value; // degrees for angles; kMeasured: what the geometry has
     bool (*isClass)(CEquation*);
     bool onCircle = false; // the value is an unknown carried by a circle's radius
@@ -69,7 +69,7 @@ struct EquCase
     int rev2 = 0;
 };
 
-CNode* Make(Sketch& s, const NodeSpec& n)
+CNode* Make(Sketch& s, const NodeAt& n)
 {
     if (n.line)
     {
