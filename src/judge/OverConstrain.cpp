@@ -9,68 +9,173 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
+#include <deque>
+#include <set>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 namespace
 {
 
-// Removes the first cluster that its relations cannot over-constrain, with its relations, from
-// the other clusters and the pool; returns whether one was found.
-bool StripOneLooseCluster(CClusterList& clusters, CRelList& pool)
+// Removing relations from the pool by value, first occurrence first, without searching it: the
+// positions of every relation's entries are indexed once, in pool order.
+class PoolIndex
 {
-    POSITION pos = clusters.GetHeadPosition();
-    POSITION loosePos = nullptr;
-    while (pos != nullptr)
+public:
+    explicit PoolIndex(CRelList& pool) : m_Pool(pool)
     {
-        const POSITION at = pos;
-        CCluster* cluster = clusters.GetNext(pos);
-        if (cluster->GetRelNum() <= cluster->GetFreeNum() && sktGetAngleSurplus(cluster) == 0)
+        POSITION pos = pool.GetHeadPosition();
+        while (pos != nullptr)
         {
-            loosePos = at;
-            break;
+            const POSITION at = pos;
+            m_At[pool.GetNext(pos)].push_back(at);
         }
     }
-    if (loosePos == nullptr)
+
+    void Remove(CRel* rel)
     {
-        return false;
+        auto it = m_At.find(rel);
+        if (it == m_At.end() || it->second.empty())
+        {
+            return;
+        }
+        m_Pool.RemoveAt(it->second.front());
+        it->second.pop_front();
     }
 
-    CCluster* loose = clusters.GetAt(loosePos);
-    POSITION relPos = loose->m_RelList.GetHeadPosition();
-    while (relPos != nullptr)
+private:
+    CRelList& m_Pool;
+    std::unordered_map<CRel*, std::deque<POSITION>> m_At;
+};
+
+// Stripping clusters that hang loosely on the others. Which cluster is loose depends only on its
+// own relation list, so the loose ones are kept in a set ordered by list position and only the
+// clusters that lose a relation are looked at again; each relation knows where it stands in
+// every list, so no list is searched.
+class LooseStripper
+{
+public:
+    LooseStripper(CClusterList& clusters, PoolIndex& pool) : m_Clusters(clusters), m_Pool(pool)
     {
-        CRel* rel = loose->m_RelList.GetNext(relPos);
-        POSITION otherPos = clusters.GetHeadPosition();
-        while (otherPos != nullptr)
+        POSITION pos = clusters.GetHeadPosition();
+        while (pos != nullptr)
         {
-            CCluster* other = clusters.GetNext(otherPos);
-            if (other == loose)
+            const POSITION at = pos;
+            CCluster* cluster = clusters.GetNext(pos);
+            const int index = static_cast<int>(m_Entries.size());
+            Entry entry;
+            entry.cluster = cluster;
+            entry.at = at;
+            POSITION relPos = cluster->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
+            {
+                const POSITION relAt = relPos;
+                CRel* rel = cluster->m_RelList.GetNext(relPos);
+                m_Holdings[rel].push_back({index, relAt, true});
+                ++(rel->GetType() == SKT_REL_LLANG ? entry.angles : entry.others);
+            }
+            m_Entries.push_back(entry);
+            if (IsLoose(entry))
+            {
+                m_Loose.insert(index);
+            }
+        }
+    }
+
+    void Run()
+    {
+        while (!m_Loose.empty())
+        {
+            StripOne(*m_Loose.begin());
+        }
+    }
+
+private:
+    struct Entry
+    {
+        CCluster* cluster = nullptr;
+        POSITION at = nullptr;
+        int angles = 0;
+        int others = 0;
+    };
+    struct Holding
+    {
+        int cluster;
+        POSITION at;
+        bool alive;
+    };
+
+    static bool IsLoose(const Entry& e)
+    {
+        const int free = e.cluster->GetFreeNum();
+        return e.angles + e.others <= free && sktAngleSurplusOf(free, e.angles, e.others) == 0;
+    }
+
+    void StripOne(int k)
+    {
+        CCluster* loose = m_Entries[static_cast<size_t>(k)].cluster;
+        POSITION relPos = loose->m_RelList.GetHeadPosition();
+        while (relPos != nullptr)
+        {
+            CRel* rel = loose->m_RelList.GetNext(relPos);
+            auto it = m_Holdings.find(rel);
+            if (it == m_Holdings.end())
             {
                 continue;
             }
-            POSITION found = other->m_RelList.Find(rel);
-            if (found != nullptr)
+            // Holdings stand in list order of the clusters, and within one cluster in the order
+            // of its list: the first live one of each other cluster is its first occurrence.
+            int done = -1;
+            for (Holding& h : it->second)
             {
-                other->m_RelList.RemoveAt(found);
-                RemoveFromList(rel, pool);
+                if (!h.alive || h.cluster == k || h.cluster == done)
+                {
+                    continue;
+                }
+                Entry& other = m_Entries[static_cast<size_t>(h.cluster)];
+                if (other.cluster == nullptr)
+                {
+                    continue;
+                }
+                done = h.cluster;
+                h.alive = false;
+                other.cluster->m_RelList.RemoveAt(h.at);
+                --(rel->GetType() == SKT_REL_LLANG ? other.angles : other.others);
+                m_Pool.Remove(rel);
+                if (IsLoose(other))
+                {
+                    m_Loose.insert(h.cluster);
+                }
+                else
+                {
+                    m_Loose.erase(h.cluster);
+                }
             }
         }
+        m_Clusters.RemoveAt(m_Entries[static_cast<size_t>(k)].at);
+        m_Entries[static_cast<size_t>(k)].cluster = nullptr;
+        m_Loose.erase(k);
+        delete loose;
     }
-    clusters.RemoveAt(loosePos);
-    delete loose;
-    return true;
-}
 
-void StripLooseClusters(CClusterList& clusters, CRelList& pool)
+    CClusterList& m_Clusters;
+    PoolIndex& m_Pool;
+    std::vector<Entry> m_Entries;
+    std::unordered_map<CRel*, std::vector<Holding>> m_Holdings;
+    std::set<int> m_Loose;
+};
+
+// Removes, one at a time and always the first in list order, every cluster that its relations
+// cannot over-constrain, with its relations, from the other clusters and the pool.
+void StripLooseClusters(CClusterList& clusters, PoolIndex& pool)
 {
-    while (StripOneLooseCluster(clusters, pool))
-    {
-    }
+    LooseStripper stripper(clusters, pool);
+    stripper.Run();
 }
 
 // 1 when y was merged into x, 0 when the two are not joined rigidly, -1 when over-constrained.
-int PairTest(CCluster* x, CCluster* y, CRelList& pool)
+int PairTest(CCluster* x, CCluster* y, PoolIndex& pool)
 {
     std::unordered_set<CRel*> inY;
     POSITION pos = y->m_RelList.GetHeadPosition();
@@ -132,7 +237,7 @@ int PairTest(CCluster* x, CCluster* y, CRelList& pool)
     {
         for (CRel* rel : *part)
         {
-            RemoveFromList(rel, pool);
+            pool.Remove(rel);
             RemoveFromList(rel, x->m_RelList);
             RemoveFromList(rel, y->m_RelList);
         }
@@ -154,7 +259,7 @@ int PairTest(CCluster* x, CCluster* y, CRelList& pool)
 }
 
 // Merges pairs until none merges: 1 over-constrained, 0 otherwise.
-int MergeRigidPairs(CClusterList& clusters, CRelList& pool)
+int MergeRigidPairs(CClusterList& clusters, PoolIndex& pool)
 {
     bool merged = true;
     while (merged)
@@ -275,21 +380,22 @@ int sktIsClusterChainOverConstrain(CClusterList& clusters)
         }
     }
     sktDistributeRelations(pool, clusters);
+    PoolIndex poolIndex(pool);
 
     if (sktIsTranslationOverConstrained(clusters) != 0)
     {
         return 1;
     }
-    StripLooseClusters(clusters, pool);
+    StripLooseClusters(clusters, poolIndex);
     if (clusters.IsEmpty())
     {
         return 0;
     }
-    if (MergeRigidPairs(clusters, pool) != 0)
+    if (MergeRigidPairs(clusters, poolIndex) != 0)
     {
         return 1;
     }
-    StripLooseClusters(clusters, pool);
+    StripLooseClusters(clusters, poolIndex);
     if (clusters.GetCount() < 2)
     {
         return pool.IsEmpty() ? 0 : 1;
