@@ -12,7 +12,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <set>
+#include <functional>
+#include <queue>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -188,15 +189,12 @@ private:
     }
 
     // Puts the node in the ranking of first base nodes: most unused known relations first, then
-    // the earliest end in the relation chain (2 * chain index, +1 for a second node).
+    // the earliest end in the relation chain (2 * chain index, +1 for a second node). Entries
+    // left behind by a node's earlier rank are dropped when they come to the top.
     void Rank(int index)
     {
         NodeInfo& info = m_Nodes[static_cast<size_t>(index)];
-        if (info.ranked)
-        {
-            m_Ranking.erase({{-info.rankCount, info.rankKey}, index});
-            info.ranked = false;
-        }
+        info.ranked = false;
         const size_t end = info.keyBegin + info.keyCount;
         while (info.keyNext < end && !m_Rels[static_cast<size_t>(m_Keys[info.keyNext] / 2)].inChain)
         {
@@ -208,8 +206,34 @@ private:
         }
         info.rankCount = info.node->GetUnusedKnownRelNum();
         info.rankKey = m_Keys[info.keyNext];
-        m_Ranking.insert({{-info.rankCount, info.rankKey}, index});
         info.ranked = true;
+        const size_t bucket = static_cast<size_t>(info.rankCount);
+        if (bucket >= m_Buckets.size())
+        {
+            m_Buckets.resize(bucket + 1);
+        }
+        m_Buckets[bucket].push({info.rankKey, index});
+    }
+
+    // The node the walk of the relation chain would choose as first base node, or -1.
+    int BestRanked()
+    {
+        for (size_t bucket = m_Buckets.size(); bucket-- > 0;)
+        {
+            Bucket& heap = m_Buckets[bucket];
+            while (!heap.empty())
+            {
+                const NodeInfo& info = m_Nodes[static_cast<size_t>(heap.top().second)];
+                if (info.ranked && static_cast<size_t>(info.rankCount) == bucket &&
+                    info.rankKey == heap.top().first)
+                {
+                    return heap.top().second;
+                }
+                heap.pop();
+            }
+            m_Buckets.pop_back();
+        }
+        return -1;
     }
 
     void ResetTouched()
@@ -249,11 +273,16 @@ private:
     // answer them: the ranking for the first base node, its own relations for the rest.
     int FindBaseNodes(CCluster* cluster)
     {
-        if (g_sktUndefinedNodeChain.GetCount() < 2 || m_Ranking.empty())
+        if (g_sktUndefinedNodeChain.GetCount() < 2)
         {
             return 0;
         }
-        CNode* first = m_Nodes[static_cast<size_t>(m_Ranking.begin()->second)].node;
+        const int best = BestRanked();
+        if (best < 0)
+        {
+            return 0;
+        }
+        CNode* first = m_Nodes[static_cast<size_t>(best)].node;
         first->m_nFreeNum = 0;
         if (first->ActiveRel() == 0)
         {
@@ -415,7 +444,11 @@ private:
     std::vector<RelInfo> m_Rels;
     std::unordered_map<CRel*, int> m_RelIndex;
     std::vector<int> m_Keys;
-    std::set<std::pair<std::pair<int, int>, int>> m_Ranking;
+    // Per count of unused known relations, the ranked nodes by their earliest end.
+    typedef std::priority_queue<std::pair<int, int>, std::vector<std::pair<int, int>>,
+                                std::greater<std::pair<int, int>>>
+        Bucket;
+    std::vector<Bucket> m_Buckets;
     std::vector<int> m_Touched;
 };
 

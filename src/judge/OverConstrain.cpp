@@ -9,8 +9,8 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
-#include <deque>
-#include <set>
+#include <functional>
+#include <queue>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -25,32 +25,51 @@ class PoolIndex
 public:
     explicit PoolIndex(CRelList& pool) : m_Pool(pool)
     {
+        m_First.reserve(static_cast<size_t>(pool.GetCount()));
         POSITION pos = pool.GetHeadPosition();
         while (pos != nullptr)
         {
             const POSITION at = pos;
-            m_At[pool.GetNext(pos)].push_back(at);
+            CRel* rel = pool.GetNext(pos);
+            const int entry = static_cast<int>(m_At.size());
+            m_At.push_back(at);
+            m_Next.push_back(-1);
+            auto inserted = m_First.emplace(rel, Chain{entry, entry});
+            if (!inserted.second)
+            {
+                m_Next[static_cast<size_t>(inserted.first->second.last)] = entry;
+                inserted.first->second.last = entry;
+            }
         }
     }
 
     void Remove(CRel* rel)
     {
-        auto it = m_At.find(rel);
-        if (it == m_At.end() || it->second.empty())
+        auto it = m_First.find(rel);
+        if (it == m_First.end() || it->second.first < 0)
         {
             return;
         }
-        m_Pool.RemoveAt(it->second.front());
-        it->second.pop_front();
+        const size_t entry = static_cast<size_t>(it->second.first);
+        m_Pool.RemoveAt(m_At[entry]);
+        it->second.first = m_Next[entry];
     }
 
 private:
+    // The entries of one relation, linked in pool order.
+    struct Chain
+    {
+        int first;
+        int last;
+    };
     CRelList& m_Pool;
-    std::unordered_map<CRel*, std::deque<POSITION>> m_At;
+    std::vector<POSITION> m_At;
+    std::vector<int> m_Next;
+    std::unordered_map<CRel*, Chain> m_First;
 };
 
 // Stripping clusters that hang loosely on the others. Which cluster is loose depends only on its
-// own relation list, so the loose ones are kept in a set ordered by list position and only the
+// own relation list, so the loose ones are kept in a heap ordered by list position and only the
 // clusters that lose a relation are looked at again; each relation knows where it stands in
 // every list, so no list is searched.
 class LooseStripper
@@ -72,22 +91,37 @@ public:
             {
                 const POSITION relAt = relPos;
                 CRel* rel = cluster->m_RelList.GetNext(relPos);
-                m_Holdings[rel].push_back({index, relAt, true});
+                const int holding = static_cast<int>(m_Holdings.size());
+                m_Holdings.push_back({index, relAt, true, -1});
+                auto inserted = m_HoldingsOf.emplace(rel, Chain{holding, holding});
+                if (!inserted.second)
+                {
+                    m_Holdings[static_cast<size_t>(inserted.first->second.last)].next = holding;
+                    inserted.first->second.last = holding;
+                }
                 ++(rel->GetType() == SKT_REL_LLANG ? entry.angles : entry.others);
             }
             m_Entries.push_back(entry);
             if (IsLoose(entry))
             {
-                m_Loose.insert(index);
+                m_Loose.push(index);
             }
         }
     }
 
     void Run()
     {
+        // A cluster may stand in the heap more than once, or no longer be loose: the first entry
+        // that is still alive and loose is the first loose cluster of the list.
         while (!m_Loose.empty())
         {
-            StripOne(*m_Loose.begin());
+            const int k = m_Loose.top();
+            m_Loose.pop();
+            const Entry& entry = m_Entries[static_cast<size_t>(k)];
+            if (entry.cluster != nullptr && IsLoose(entry))
+            {
+                StripOne(k);
+            }
         }
     }
 
@@ -99,11 +133,18 @@ private:
         int angles = 0;
         int others = 0;
     };
+    // Where a relation stands in one cluster's list; those of one relation are linked.
     struct Holding
     {
         int cluster;
         POSITION at;
         bool alive;
+        int next;
+    };
+    struct Chain
+    {
+        int first;
+        int last;
     };
 
     static bool IsLoose(const Entry& e)
@@ -119,16 +160,17 @@ private:
         while (relPos != nullptr)
         {
             CRel* rel = loose->m_RelList.GetNext(relPos);
-            auto it = m_Holdings.find(rel);
-            if (it == m_Holdings.end())
+            auto it = m_HoldingsOf.find(rel);
+            if (it == m_HoldingsOf.end())
             {
                 continue;
             }
             // Holdings stand in list order of the clusters, and within one cluster in the order
             // of its list: the first live one of each other cluster is its first occurrence.
             int done = -1;
-            for (Holding& h : it->second)
+            for (int at = it->second.first; at >= 0; at = m_Holdings[static_cast<size_t>(at)].next)
             {
+                Holding& h = m_Holdings[static_cast<size_t>(at)];
                 if (!h.alive || h.cluster == k || h.cluster == done)
                 {
                     continue;
@@ -145,25 +187,21 @@ private:
                 m_Pool.Remove(rel);
                 if (IsLoose(other))
                 {
-                    m_Loose.insert(h.cluster);
-                }
-                else
-                {
-                    m_Loose.erase(h.cluster);
+                    m_Loose.push(h.cluster);
                 }
             }
         }
         m_Clusters.RemoveAt(m_Entries[static_cast<size_t>(k)].at);
         m_Entries[static_cast<size_t>(k)].cluster = nullptr;
-        m_Loose.erase(k);
         delete loose;
     }
 
     CClusterList& m_Clusters;
     PoolIndex& m_Pool;
     std::vector<Entry> m_Entries;
-    std::unordered_map<CRel*, std::vector<Holding>> m_Holdings;
-    std::set<int> m_Loose;
+    std::vector<Holding> m_Holdings;
+    std::unordered_map<CRel*, Chain> m_HoldingsOf;
+    std::priority_queue<int, std::vector<int>, std::greater<int>> m_Loose;
 };
 
 // Removes, one at a time and always the first in list order, every cluster that its relations
