@@ -21,10 +21,11 @@
 namespace
 {
 
-// The indexed loop. It holds only while every relation left to seed has a known value: then no
-// value changes during seeding, relation states change only on relations of the nodes a round
-// takes into its cluster, and free numbers only on those nodes and their neighbours. Sketches
-// outside that take the plain loop.
+// The indexed loop. While no value becomes known, a round changes relation states only on the
+// relations of the nodes it takes into its cluster, and free numbers only on those nodes and
+// their neighbours. A value that becomes known can reach relations anywhere (every relation
+// sharing it is looked at again): such a round finishes with the plain steps and the indexes
+// are built anew. Sketches the indexes cannot follow take the plain loop.
 class Seeder
 {
 public:
@@ -32,6 +33,13 @@ public:
     // indexes can follow.
     bool Prepare()
     {
+        m_Nodes.clear();
+        m_NodeIndex.clear();
+        m_Rels.clear();
+        m_RelIndex.clear();
+        m_Keys.clear();
+        m_Buckets.clear();
+        m_Touched.clear();
         if (!g_sktDefinedNodeChain.IsEmpty() || !g_sktKnownNodeChain.IsEmpty())
         {
             return false;
@@ -56,16 +64,20 @@ public:
             const POSITION at = pos;
             CRel* rel = g_sktRelChain.GetNext(pos);
             const int ends[2] = {NodeIndexOf(rel->m_pNode1), NodeIndexOf(rel->m_pNode2)};
-            if (!rel->IsUnused() || rel->m_pVal == nullptr || !rel->m_pVal->IsKnown() ||
-                ends[0] < 0 || ends[1] < 0 || ends[0] == ends[1] ||
+            if (!rel->IsUnused() || rel->m_pVal == nullptr || ends[0] < 0 || ends[1] < 0 ||
+                ends[0] == ends[1] ||
                 !m_RelIndex.emplace(rel, static_cast<int>(m_Rels.size())).second)
             {
                 return false;
             }
-            m_Rels.push_back({rel, at, true, false});
-            for (int end : ends)
+            const bool known = rel->m_pVal->IsKnown() != 0;
+            m_Rels.push_back({rel, at, true, false, known});
+            if (known)
             {
-                ++m_Nodes[static_cast<size_t>(end)].keyCount;
+                for (int end : ends)
+                {
+                    ++m_Nodes[static_cast<size_t>(end)].keyCount;
+                }
             }
         }
         // Outside the relation chain a node may only hold relations already taken into account.
@@ -99,6 +111,11 @@ public:
         }
         for (size_t r = 0; r < m_Rels.size(); ++r)
         {
+            // The walk for the first base node looks only at relations with a known value.
+            if (!m_Rels[r].known)
+            {
+                continue;
+            }
             const int ends[2] = {NodeIndexOf(m_Rels[r].rel->m_pNode1),
                                  NodeIndexOf(m_Rels[r].rel->m_pNode2)};
             for (int slot = 0; slot < 2; ++slot)
@@ -130,7 +147,8 @@ public:
                 ResetTouched();
             }
             CCluster* cluster = new CCluster();
-            const int seeded = FindBaseNodes(cluster);
+            bool valueBecameKnown = false;
+            const int seeded = FindBaseNodes(cluster, valueBecameKnown);
             if (seeded != 1)
             {
                 delete cluster;
@@ -144,6 +162,27 @@ public:
             {
                 delete cluster;
                 return 0;
+            }
+            if (!valueBecameKnown)
+            {
+                POSITION nodePos = cluster->m_NodeList.GetHeadPosition();
+                while (nodePos != nullptr && !valueBecameKnown)
+                {
+                    valueBecameKnown = MadeValueKnown(cluster->m_NodeList.GetNext(nodePos));
+                }
+            }
+            if (valueBecameKnown)
+            {
+                sktGetClusterRelChain(cluster);
+                sktRemoveKnownNodeFromChain();
+                sktRemoveActiveAndUsedRelFromChain();
+                clusters.AddTail(cluster);
+                if (!Prepare())
+                {
+                    return sktSeedClustersPlain(clusters);
+                }
+                wholeReset = true;
+                continue;
             }
             CollectClusterRels(cluster);
             RemoveTakenFromChains(cluster);
@@ -174,6 +213,7 @@ private:
         POSITION at; // in the relation chain
         bool inChain;
         bool seen;
+        bool known; // its value when the indexes were built
     };
 
     int NodeIndexOf(CNode* node) const
@@ -236,6 +276,23 @@ private:
         return -1;
     }
 
+    // Whether a value of one of the node's relations has become known since the indexes were
+    // built. A value becomes known only through a relation of a node being activated or
+    // checked, so asking the nodes a round took finds every such round.
+    bool MadeValueKnown(CNode* node)
+    {
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            RelInfo* info = RelInfoOf(node->m_RelList.GetNext(pos));
+            if (info != nullptr && !info->known && info->rel->m_pVal->IsKnown())
+            {
+                return true;
+            }
+        }
+        return false;
+    }
+
     void ResetTouched()
     {
         for (int index : m_Touched)
@@ -271,7 +328,7 @@ private:
 
     // sktFindBaseNodesForCluster, with the walks of the relation chain narrowed to what can
     // answer them: the ranking for the first base node, its own relations for the rest.
-    int FindBaseNodes(CCluster* cluster)
+    int FindBaseNodes(CCluster* cluster, bool& valueBecameKnown)
     {
         if (g_sktUndefinedNodeChain.GetCount() < 2)
         {
@@ -288,14 +345,15 @@ private:
         {
             return -1;
         }
-        // Only the first node's relations can be active now.
+        valueBecameKnown = MadeValueKnown(first);
+        // Unless a value became known, only the first node's relations can be active now.
         const std::vector<int> firstRels = ChainRelsOf(first);
-        CNode* second = nullptr;
+        CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first) : nullptr;
         int bestCount = -1;
         for (int r : firstRels)
         {
             CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
-            if (!rel->IsActive())
+            if (valueBecameKnown || !rel->IsActive() || !rel->m_pVal->IsKnown())
             {
                 continue;
             }
@@ -327,6 +385,7 @@ private:
             {
                 return -1;
             }
+            valueBecameKnown = valueBecameKnown || MadeValueKnown(second);
             cluster->m_nFreeNum = 2;
         }
         else
@@ -334,6 +393,12 @@ private:
             cluster->m_nFreeNum = 3;
         }
 
+        if (valueBecameKnown)
+        {
+            sktUndoFirstActivation(first, second);
+            g_sktDefinedNodeChain.RemoveAll();
+            return 1;
+        }
         // Undoing the first node's activation touches only its relations: the rest of the chain
         // is unused already.
         for (int r : firstRels)
@@ -343,7 +408,14 @@ private:
                                     (rel->m_pNode1 == second && rel->m_pNode2 == first);
             if (joinsBases)
             {
-                rel->SetUsed(); // every value in the chain is known
+                if (rel->m_pVal->IsKnown())
+                {
+                    rel->SetUsed();
+                }
+                else
+                {
+                    rel->SetUnused();
+                }
                 continue;
             }
             rel->SetUnused();

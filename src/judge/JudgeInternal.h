@@ -5,6 +5,7 @@
 #include "model/PtrList.h"
 
 class CCluster;
+class CNode;
 
 /// Empties every cluster's relation list, then gives each relation of the pool, in pool order,
 /// to the first two clusters (in list order) whose node list holds one of its nodes.
@@ -26,6 +27,12 @@ int sktIsTranslationOverConstrained(CClusterList& clusters);
 
 /// sktInitJudge with the stripping done as plain sweeps over the whole chain, as a reference.
 void sktInitJudgePlain(CNodeList& nodes, CRelList& rels);
+
+/// The two walks of the relation chain that finish seeding a cluster once its first base node
+/// is active: the second base node (null when there is none), and taking back the first node's
+/// activation except between the two.
+CNode* sktChooseSecondBaseNode(CNode* first);
+void sktUndoFirstActivation(CNode* first, CNode* second);
 
 /// The host's loop after the main cluster: while undetermined nodes are left, seeds a cluster
 /// with two base nodes, grows it from both, collects its relations, takes what it determined

@@ -24,7 +24,7 @@ public:
     explicit BodySketch(unsigned seed) : m_Rng(seed)
     {
         std::uniform_real_distribution<double> coord(-10.0, 10.0);
-        const bool withUnknowns = m_Rng() % 5 == 0;
+        const bool withUnknowns = m_Rng() % 3 == 0;
         const int bodies = 1 + static_cast<int>(m_Rng() % 12);
         std::vector<std::vector<CNode*>> members;
         for (int b = 0; b < bodies; ++b)
@@ -44,6 +44,11 @@ public:
             {
                 Relate(body[3], body[0], withUnknowns);
                 Relate(body[3], body[1], withUnknowns);
+            }
+            if (withUnknowns && m_Rng() % 3 == 0)
+            {
+                // A second relation between two nodes, whose value the first one settles.
+                Relate(body[0], body[1], withUnknowns, true);
             }
         }
         for (int b = 1; b < bodies; ++b)
@@ -199,15 +204,17 @@ private:
         return nodes.back().get();
     }
 
-    void Relate(CNode* a, CNode* b, bool withUnknowns)
+    void Relate(CNode* a, CNode* b, bool withUnknowns, bool unknown = false)
     {
         const bool pa = a->GetType() == SKT_NODE_POINT;
         const bool pb = b->GetType() == SKT_NODE_POINT;
         // A zero distance determines a point from one other alone.
-        const double value = m_Rng() % 30 == 0 ? 0.0 : 1.0 + static_cast<double>(m_Rng() % 4);
-        const unsigned char known = withUnknowns && m_Rng() % 4 == 0 ? 0 : 1;
-        CVal* val =
-            m_Rng() % 6 == 0 && !m_Shared.empty() ? m_Shared[m_Rng() % m_Shared.size()] : nullptr;
+        const double value =
+            m_Rng() % (withUnknowns ? 8 : 30) == 0 ? 0.0 : 1.0 + static_cast<double>(m_Rng() % 4);
+        const unsigned char known = unknown || (withUnknowns && m_Rng() % 4 == 0) ? 0 : 1;
+        CVal* val = !unknown && m_Rng() % 6 == 0 && !m_Shared.empty()
+                        ? m_Shared[m_Rng() % m_Shared.size()]
+                        : nullptr;
         CRel* rel = nullptr;
         if (pa && pb)
         {
