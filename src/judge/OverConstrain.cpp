@@ -9,6 +9,7 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
+#include <algorithm>
 #include <functional>
 #include <queue>
 #include <unordered_map>
@@ -296,26 +297,59 @@ int PairTest(CCluster* x, CCluster* y, PoolIndex& pool)
     return 1;
 }
 
-// Merges pairs until none merges: 1 over-constrained, 0 otherwise.
+// Merges pairs until none merges: 1 over-constrained, 0 otherwise. A pair that shares no
+// relation cannot be joined by one, so each cluster is tested only against the clusters that
+// hold one of its relations, in list order.
 int MergeRigidPairs(CClusterList& clusters, PoolIndex& pool)
 {
+    std::vector<CCluster*> order;
+    std::vector<POSITION> at;
+    std::unordered_map<CRel*, std::vector<int>> holders;
+    std::vector<int> candidates;
     bool merged = true;
     while (merged)
     {
         merged = false;
-        POSITION xPos = clusters.GetHeadPosition();
-        while (xPos != nullptr && !merged)
+        order.clear();
+        at.clear();
+        holders.clear();
+        POSITION pos = clusters.GetHeadPosition();
+        while (pos != nullptr)
         {
-            CCluster* x = clusters.GetNext(xPos);
-            POSITION yPos = clusters.GetHeadPosition();
-            while (yPos != nullptr)
+            at.push_back(pos);
+            CCluster* cluster = clusters.GetNext(pos);
+            const int index = static_cast<int>(order.size());
+            order.push_back(cluster);
+            POSITION relPos = cluster->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
             {
-                const POSITION at = yPos;
-                CCluster* y = clusters.GetNext(yPos);
-                if (y == x)
+                std::vector<int>& of = holders[cluster->m_RelList.GetNext(relPos)];
+                if (of.empty() || of.back() != index)
                 {
-                    continue;
+                    of.push_back(index);
                 }
+            }
+        }
+        for (size_t xi = 0; xi < order.size() && !merged; ++xi)
+        {
+            CCluster* x = order[xi];
+            candidates.clear();
+            POSITION relPos = x->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
+            {
+                for (int yi : holders[x->m_RelList.GetNext(relPos)])
+                {
+                    if (order[static_cast<size_t>(yi)] != x)
+                    {
+                        candidates.push_back(yi);
+                    }
+                }
+            }
+            std::sort(candidates.begin(), candidates.end());
+            candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+            for (int yi : candidates)
+            {
+                CCluster* y = order[static_cast<size_t>(yi)];
                 const int result = PairTest(x, y, pool);
                 if (result < 0)
                 {
@@ -323,7 +357,7 @@ int MergeRigidPairs(CClusterList& clusters, PoolIndex& pool)
                 }
                 if (result > 0)
                 {
-                    clusters.RemoveAt(at);
+                    clusters.RemoveAt(at[static_cast<size_t>(yi)]);
                     delete y;
                     merged = true;
                     break;
