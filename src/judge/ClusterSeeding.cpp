@@ -308,9 +308,9 @@ private:
     }
 
     // The node's relations that are still in the relation chain, each once, in chain order.
-    std::vector<int> ChainRelsOf(CNode* node)
+    void ChainRelsOf(CNode* node, std::vector<int>& rels)
     {
-        std::vector<int> rels;
+        rels.clear();
         POSITION pos = node->m_RelList.GetHeadPosition();
         while (pos != nullptr)
         {
@@ -323,7 +323,6 @@ private:
         }
         std::sort(rels.begin(), rels.end());
         rels.erase(std::unique(rels.begin(), rels.end()), rels.end());
-        return rels;
     }
 
     // sktFindBaseNodesForCluster, with the walks of the relation chain narrowed to what can
@@ -347,7 +346,8 @@ private:
         }
         valueBecameKnown = MadeValueKnown(first);
         // Unless a value became known, only the first node's relations can be active now.
-        const std::vector<int> firstRels = ChainRelsOf(first);
+        std::vector<int>& firstRels = m_FirstRels;
+        ChainRelsOf(first, firstRels);
         CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first) : nullptr;
         int bestCount = -1;
         for (int r : firstRels)
@@ -435,7 +435,8 @@ private:
     // sktGetClusterRelChain: the active relations are those of the cluster's nodes.
     void CollectClusterRels(CCluster* cluster)
     {
-        std::vector<int> active;
+        std::vector<int>& active = m_Active;
+        active.clear();
         POSITION pos = cluster->m_NodeList.GetHeadPosition();
         while (pos != nullptr)
         {
@@ -466,7 +467,8 @@ private:
     // numbers and counts the round changed.
     void RemoveTakenFromChains(CCluster* cluster)
     {
-        std::vector<int> ends;
+        std::vector<int>& ends = m_Ends;
+        ends.clear();
         POSITION pos = cluster->m_NodeList.GetHeadPosition();
         while (pos != nullptr)
         {
@@ -522,6 +524,10 @@ private:
         Bucket;
     std::vector<Bucket> m_Buckets;
     std::vector<int> m_Touched;
+    // Scratch lists of one round, kept to save allocating them per cluster.
+    std::vector<int> m_FirstRels;
+    std::vector<int> m_Active;
+    std::vector<int> m_Ends;
 };
 
 } // namespace
