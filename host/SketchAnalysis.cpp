@@ -1,6 +1,9 @@
-// The analysis pass as a host runs it: the exported steps in their order, and what the host
-// reads off the chains before the over-constraint test consumes the clusters.
+// The analysis pass as a host runs it: the exported steps in their order (the seeding loop
+// through the judge's indexed equivalent of its steps), and what the host reads off the chains
+// before the over-constraint test consumes the clusters.
 #include "Sketch.h"
+
+#include "judge/JudgeInternal.h"
 
 #include <algorithm>
 #include <string>
@@ -23,37 +26,6 @@ ClusterInfo DescribeCluster(const Sketch& sketch, CCluster* cluster, bool fixed)
         info.nodes.push_back(sketch.IdOf(cluster->m_NodeList.GetNext(pos)));
     }
     return info;
-}
-
-// Seeds and grows clusters until the core is used up or no seed is left.
-Verdict SeedClusters()
-{
-    while (!g_sktUndefinedNodeChain.IsEmpty())
-    {
-        sktInitUndefinedNodeChain();
-        CCluster* cluster = new CCluster();
-        const int seeded = sktFindBaseNodesForCluster(cluster);
-        if (seeded != 1)
-        {
-            delete cluster;
-            return seeded == 0 ? Verdict::Ok : Verdict::SeedContradiction;
-        }
-        // Growing appends to the node list: take both base nodes before it starts.
-        POSITION pos = cluster->m_NodeList.GetHeadPosition();
-        CNode* first = cluster->m_NodeList.GetNext(pos);
-        CNode* second = cluster->m_NodeList.GetAt(pos);
-        if (sktReasoningFromOneNode(first, cluster) == 0 ||
-            sktReasoningFromOneNode(second, cluster) == 0)
-        {
-            delete cluster;
-            return Verdict::SeedContradiction;
-        }
-        sktGetClusterRelChain(cluster);
-        sktRemoveKnownNodeFromChain();
-        sktRemoveActiveAndUsedRelFromChain();
-        g_sktClusterChain.AddTail(cluster);
-    }
-    return Verdict::Ok;
 }
 
 } // namespace
@@ -85,7 +57,17 @@ AnalysisResult Sketch::Analyse()
     CCluster* main = new CCluster();
     const int fixedOk = sktCreateMainCluster(main);
     g_sktClusterChain.AddTail(main);
-    result.verdict = fixedOk != 0 ? SeedClusters() : Verdict::FixedContradiction;
+    // The exported seeding steps per cluster, with their walks of the chains narrowed to what
+    // each cluster touches.
+    if (fixedOk == 0)
+    {
+        result.verdict = Verdict::FixedContradiction;
+    }
+    else
+    {
+        result.verdict =
+            sktSeedClusters(g_sktClusterChain) != 0 ? Verdict::Ok : Verdict::SeedContradiction;
+    }
 
     // Sorted pointers answer "in a cluster?" and "left unseeded?" without a hash per node.
     std::vector<CNode*> clustered;

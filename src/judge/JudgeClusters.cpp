@@ -2,6 +2,8 @@
 // fixed and reference geometry, and the choice of two base nodes that seed each further cluster.
 #include "judge/Judge.h"
 
+#include "judge/JudgeInternal.h"
+
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
@@ -82,9 +84,11 @@ CNode* ChooseFirstBaseNode()
     return best;
 }
 
+} // namespace
+
 // The second base node: the best neighbour of the first over a known-valued relation that the
 // first node's activation made active.
-CNode* ChooseSecondBaseNode(CNode* first)
+CNode* sktChooseSecondBaseNode(CNode* first)
 {
     CNode* best = nullptr;
     int bestCount = -1;
@@ -113,7 +117,7 @@ CNode* ChooseSecondBaseNode(CNode* first)
 
 // Takes back what activating the first base node did, except between the two base nodes: the
 // cluster is grown from both of them afterwards, so only their own relations stay taken.
-void UndoFirstActivation(CNode* first, CNode* second)
+void sktUndoFirstActivation(CNode* first, CNode* second)
 {
     POSITION pos = g_sktRelChain.GetHeadPosition();
     while (pos != nullptr)
@@ -144,8 +148,6 @@ void UndoFirstActivation(CNode* first, CNode* second)
         }
     }
 }
-
-} // namespace
 
 int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
 {
@@ -223,7 +225,7 @@ int sktFindBaseNodesForCluster(CCluster* cluster)
     {
         return -1;
     }
-    CNode* second = ChooseSecondBaseNode(first);
+    CNode* second = sktChooseSecondBaseNode(first);
     if (second == nullptr)
     {
         g_sktDefinedNodeChain.RemoveAll();
@@ -250,7 +252,7 @@ int sktFindBaseNodesForCluster(CCluster* cluster)
         cluster->m_nFreeNum = 3;
     }
 
-    UndoFirstActivation(first, second);
+    sktUndoFirstActivation(first, second);
     g_sktDefinedNodeChain.RemoveAll();
     return 1;
 }

@@ -5,6 +5,7 @@
 #include "model/PtrList.h"
 
 class CCluster;
+class CNode;
 
 /// Empties every cluster's relation list, then gives each relation of the pool, in pool order,
 /// to the first two clusters (in list order) whose node list holds one of its nodes.
@@ -17,9 +18,27 @@ int sktGetEffectiveRelNum(CRelList& rels);
 /// How many of the cluster's angle relations are more than its rotation can absorb.
 int sktGetAngleSurplus(CCluster* cluster);
 
+/// The same from the counts: free number, angle relations, other relations.
+int sktAngleSurplusOf(int free, int angles, int others);
+
 /// 1 when point-line distances between clusters whose relative rotation is settled fix a
 /// translation twice (a third direction, or a cycle of distances along one direction).
 int sktIsTranslationOverConstrained(CClusterList& clusters);
 
 /// sktInitJudge with the stripping done as plain sweeps over the whole chain, as a reference.
 void sktInitJudgePlain(CNodeList& nodes, CRelList& rels);
+
+/// The two walks of the relation chain that finish seeding a cluster once its first base node
+/// is active: the second base node (null when there is none), and taking back the first node's
+/// activation except between the two.
+CNode* sktChooseSecondBaseNode(CNode* first);
+void sktUndoFirstActivation(CNode* first, CNode* second);
+
+/// The host's loop after the main cluster: while undetermined nodes are left, seeds a cluster
+/// with two base nodes, grows it from both, collects its relations, takes what it determined
+/// out of the chains and appends it to the list. 1 when no further cluster can be seeded or
+/// none is needed, 0 on a contradiction (the cluster being built is deleted).
+int sktSeedClusters(CClusterList& clusters);
+
+/// The same loop as the exported steps themselves, as a reference.
+int sktSeedClustersPlain(CClusterList& clusters);

@@ -9,68 +9,212 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
+#include <algorithm>
+#include <functional>
+#include <queue>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 namespace
 {
 
-// Removes the first cluster that its relations cannot over-constrain, with its relations, from
-// the other clusters and the pool; returns whether one was found.
-bool StripOneLooseCluster(CClusterList& clusters, CRelList& pool)
+// Removing relations from the pool by value, first occurrence first, without searching it: the
+// positions of every relation's entries are indexed once, in pool order.
+class PoolIndex
 {
-    POSITION pos = clusters.GetHeadPosition();
-    POSITION loosePos = nullptr;
-    while (pos != nullptr)
+public:
+    explicit PoolIndex(CRelList& pool) : m_Pool(pool)
     {
-        const POSITION at = pos;
-        CCluster* cluster = clusters.GetNext(pos);
-        if (cluster->GetRelNum() <= cluster->GetFreeNum() && sktGetAngleSurplus(cluster) == 0)
+        m_First.reserve(static_cast<size_t>(pool.GetCount()));
+        POSITION pos = pool.GetHeadPosition();
+        while (pos != nullptr)
         {
-            loosePos = at;
-            break;
+            const POSITION at = pos;
+            CRel* rel = pool.GetNext(pos);
+            const int entry = static_cast<int>(m_At.size());
+            m_At.push_back(at);
+            m_Next.push_back(-1);
+            auto inserted = m_First.emplace(rel, Chain{entry, entry});
+            if (!inserted.second)
+            {
+                m_Next[static_cast<size_t>(inserted.first->second.last)] = entry;
+                inserted.first->second.last = entry;
+            }
         }
     }
-    if (loosePos == nullptr)
+
+    void Remove(CRel* rel)
     {
-        return false;
+        auto it = m_First.find(rel);
+        if (it == m_First.end() || it->second.first < 0)
+        {
+            return;
+        }
+        const size_t entry = static_cast<size_t>(it->second.first);
+        m_Pool.RemoveAt(m_At[entry]);
+        it->second.first = m_Next[entry];
     }
 
-    CCluster* loose = clusters.GetAt(loosePos);
-    POSITION relPos = loose->m_RelList.GetHeadPosition();
-    while (relPos != nullptr)
+private:
+    // The entries of one relation, linked in pool order.
+    struct Chain
     {
-        CRel* rel = loose->m_RelList.GetNext(relPos);
-        POSITION otherPos = clusters.GetHeadPosition();
-        while (otherPos != nullptr)
+        int first;
+        int last;
+    };
+    CRelList& m_Pool;
+    std::vector<POSITION> m_At;
+    std::vector<int> m_Next;
+    std::unordered_map<CRel*, Chain> m_First;
+};
+
+// Stripping clusters that hang loosely on the others. Which cluster is loose depends only on its
+// own relation list, so the loose ones are kept in a heap ordered by list position and only the
+// clusters that lose a relation are looked at again; each relation knows where it stands in
+// every list, so no list is searched.
+class LooseStripper
+{
+public:
+    LooseStripper(CClusterList& clusters, PoolIndex& pool) : m_Clusters(clusters), m_Pool(pool)
+    {
+        POSITION pos = clusters.GetHeadPosition();
+        while (pos != nullptr)
         {
-            CCluster* other = clusters.GetNext(otherPos);
-            if (other == loose)
+            const POSITION at = pos;
+            CCluster* cluster = clusters.GetNext(pos);
+            const int index = static_cast<int>(m_Entries.size());
+            Entry entry;
+            entry.cluster = cluster;
+            entry.at = at;
+            POSITION relPos = cluster->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
+            {
+                const POSITION relAt = relPos;
+                CRel* rel = cluster->m_RelList.GetNext(relPos);
+                const int holding = static_cast<int>(m_Holdings.size());
+                m_Holdings.push_back({index, relAt, true, -1});
+                auto inserted = m_HoldingsOf.emplace(rel, Chain{holding, holding});
+                if (!inserted.second)
+                {
+                    m_Holdings[static_cast<size_t>(inserted.first->second.last)].next = holding;
+                    inserted.first->second.last = holding;
+                }
+                ++(rel->GetType() == SKT_REL_LLANG ? entry.angles : entry.others);
+            }
+            m_Entries.push_back(entry);
+            if (IsLoose(entry))
+            {
+                m_Loose.push(index);
+            }
+        }
+    }
+
+    void Run()
+    {
+        // A cluster may stand in the heap more than once, or no longer be loose: the first entry
+        // that is still alive and loose is the first loose cluster of the list.
+        while (!m_Loose.empty())
+        {
+            const int k = m_Loose.top();
+            m_Loose.pop();
+            const Entry& entry = m_Entries[static_cast<size_t>(k)];
+            if (entry.cluster != nullptr && IsLoose(entry))
+            {
+                StripOne(k);
+            }
+        }
+    }
+
+private:
+    struct Entry
+    {
+        CCluster* cluster = nullptr;
+        POSITION at = nullptr;
+        int angles = 0;
+        int others = 0;
+    };
+    // Where a relation stands in one cluster's list; those of one relation are linked.
+    struct Holding
+    {
+        int cluster;
+        POSITION at;
+        bool alive;
+        int next;
+    };
+    struct Chain
+    {
+        int first;
+        int last;
+    };
+
+    static bool IsLoose(const Entry& e)
+    {
+        const int free = e.cluster->GetFreeNum();
+        return e.angles + e.others <= free && sktAngleSurplusOf(free, e.angles, e.others) == 0;
+    }
+
+    void StripOne(int k)
+    {
+        CCluster* loose = m_Entries[static_cast<size_t>(k)].cluster;
+        POSITION relPos = loose->m_RelList.GetHeadPosition();
+        while (relPos != nullptr)
+        {
+            CRel* rel = loose->m_RelList.GetNext(relPos);
+            auto it = m_HoldingsOf.find(rel);
+            if (it == m_HoldingsOf.end())
             {
                 continue;
             }
-            POSITION found = other->m_RelList.Find(rel);
-            if (found != nullptr)
+            // Holdings stand in list order of the clusters, and within one cluster in the order
+            // of its list: the first live one of each other cluster is its first occurrence.
+            int done = -1;
+            for (int at = it->second.first; at >= 0; at = m_Holdings[static_cast<size_t>(at)].next)
             {
-                other->m_RelList.RemoveAt(found);
-                RemoveFromList(rel, pool);
+                Holding& h = m_Holdings[static_cast<size_t>(at)];
+                if (!h.alive || h.cluster == k || h.cluster == done)
+                {
+                    continue;
+                }
+                Entry& other = m_Entries[static_cast<size_t>(h.cluster)];
+                if (other.cluster == nullptr)
+                {
+                    continue;
+                }
+                done = h.cluster;
+                h.alive = false;
+                other.cluster->m_RelList.RemoveAt(h.at);
+                --(rel->GetType() == SKT_REL_LLANG ? other.angles : other.others);
+                m_Pool.Remove(rel);
+                if (IsLoose(other))
+                {
+                    m_Loose.push(h.cluster);
+                }
             }
         }
+        m_Clusters.RemoveAt(m_Entries[static_cast<size_t>(k)].at);
+        m_Entries[static_cast<size_t>(k)].cluster = nullptr;
+        delete loose;
     }
-    clusters.RemoveAt(loosePos);
-    delete loose;
-    return true;
-}
 
-void StripLooseClusters(CClusterList& clusters, CRelList& pool)
+    CClusterList& m_Clusters;
+    PoolIndex& m_Pool;
+    std::vector<Entry> m_Entries;
+    std::vector<Holding> m_Holdings;
+    std::unordered_map<CRel*, Chain> m_HoldingsOf;
+    std::priority_queue<int, std::vector<int>, std::greater<int>> m_Loose;
+};
+
+// Removes, one at a time and always the first in list order, every cluster that its relations
+// cannot over-constrain, with its relations, from the other clusters and the pool.
+void StripLooseClusters(CClusterList& clusters, PoolIndex& pool)
 {
-    while (StripOneLooseCluster(clusters, pool))
-    {
-    }
+    LooseStripper stripper(clusters, pool);
+    stripper.Run();
 }
 
 // 1 when y was merged into x, 0 when the two are not joined rigidly, -1 when over-constrained.
-int PairTest(CCluster* x, CCluster* y, CRelList& pool)
+int PairTest(CCluster* x, CCluster* y, PoolIndex& pool)
 {
     std::unordered_set<CRel*> inY;
     POSITION pos = y->m_RelList.GetHeadPosition();
@@ -132,7 +276,7 @@ int PairTest(CCluster* x, CCluster* y, CRelList& pool)
     {
         for (CRel* rel : *part)
         {
-            RemoveFromList(rel, pool);
+            pool.Remove(rel);
             RemoveFromList(rel, x->m_RelList);
             RemoveFromList(rel, y->m_RelList);
         }
@@ -153,26 +297,59 @@ int PairTest(CCluster* x, CCluster* y, CRelList& pool)
     return 1;
 }
 
-// Merges pairs until none merges: 1 over-constrained, 0 otherwise.
-int MergeRigidPairs(CClusterList& clusters, CRelList& pool)
+// Merges pairs until none merges: 1 over-constrained, 0 otherwise. A pair that shares no
+// relation cannot be joined by one, so each cluster is tested only against the clusters that
+// hold one of its relations, in list order.
+int MergeRigidPairs(CClusterList& clusters, PoolIndex& pool)
 {
+    std::vector<CCluster*> order;
+    std::vector<POSITION> at;
+    std::unordered_map<CRel*, std::vector<int>> holders;
+    std::vector<int> candidates;
     bool merged = true;
     while (merged)
     {
         merged = false;
-        POSITION xPos = clusters.GetHeadPosition();
-        while (xPos != nullptr && !merged)
+        order.clear();
+        at.clear();
+        holders.clear();
+        POSITION pos = clusters.GetHeadPosition();
+        while (pos != nullptr)
         {
-            CCluster* x = clusters.GetNext(xPos);
-            POSITION yPos = clusters.GetHeadPosition();
-            while (yPos != nullptr)
+            at.push_back(pos);
+            CCluster* cluster = clusters.GetNext(pos);
+            const int index = static_cast<int>(order.size());
+            order.push_back(cluster);
+            POSITION relPos = cluster->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
             {
-                const POSITION at = yPos;
-                CCluster* y = clusters.GetNext(yPos);
-                if (y == x)
+                std::vector<int>& of = holders[cluster->m_RelList.GetNext(relPos)];
+                if (of.empty() || of.back() != index)
                 {
-                    continue;
+                    of.push_back(index);
                 }
+            }
+        }
+        for (size_t xi = 0; xi < order.size() && !merged; ++xi)
+        {
+            CCluster* x = order[xi];
+            candidates.clear();
+            POSITION relPos = x->m_RelList.GetHeadPosition();
+            while (relPos != nullptr)
+            {
+                for (int yi : holders[x->m_RelList.GetNext(relPos)])
+                {
+                    if (order[static_cast<size_t>(yi)] != x)
+                    {
+                        candidates.push_back(yi);
+                    }
+                }
+            }
+            std::sort(candidates.begin(), candidates.end());
+            candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+            for (int yi : candidates)
+            {
+                CCluster* y = order[static_cast<size_t>(yi)];
                 const int result = PairTest(x, y, pool);
                 if (result < 0)
                 {
@@ -180,7 +357,7 @@ int MergeRigidPairs(CClusterList& clusters, CRelList& pool)
                 }
                 if (result > 0)
                 {
-                    clusters.RemoveAt(at);
+                    clusters.RemoveAt(at[static_cast<size_t>(yi)]);
                     delete y;
                     merged = true;
                     break;
@@ -275,21 +452,22 @@ int sktIsClusterChainOverConstrain(CClusterList& clusters)
         }
     }
     sktDistributeRelations(pool, clusters);
+    PoolIndex poolIndex(pool);
 
     if (sktIsTranslationOverConstrained(clusters) != 0)
     {
         return 1;
     }
-    StripLooseClusters(clusters, pool);
+    StripLooseClusters(clusters, poolIndex);
     if (clusters.IsEmpty())
     {
         return 0;
     }
-    if (MergeRigidPairs(clusters, pool) != 0)
+    if (MergeRigidPairs(clusters, poolIndex) != 0)
     {
         return 1;
     }
-    StripLooseClusters(clusters, pool);
+    StripLooseClusters(clusters, poolIndex);
     if (clusters.GetCount() < 2)
     {
         return pool.IsEmpty() ? 0 : 1;

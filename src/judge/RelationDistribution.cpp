@@ -109,6 +109,11 @@ int sktGetAngleSurplus(CCluster* cluster)
             ++others;
         }
     }
+    return sktAngleSurplusOf(free, angles, others);
+}
+
+int sktAngleSurplusOf(int free, int angles, int others)
+{
     if (others >= free - 1)
     {
         return 0;

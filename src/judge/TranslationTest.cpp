@@ -8,7 +8,10 @@
 #include "model/CVal.h"
 #include "model/Chains.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -279,77 +282,71 @@ int sktIsTranslationOverConstrained(CClusterList& list)
     Clusters c;
     IndexClusters(list, c);
 
-    std::vector<int> w;
-    for (size_t i = 0; i < c.all.size(); ++i)
+    const size_t n = c.all.size();
+    std::vector<int> slotOf(n, -1);
+    std::vector<char> sharesAngle(n, 0);
+    std::vector<char> dirFixed(n, 0);
+    // W in list order. Clusters that cannot turn never leave it, so they are listed once; of
+    // those that can, the ones holding a held direction are kept apart, the only others a group
+    // can take being the few that share a settling angle with P.
+    std::set<int> w;
+    std::vector<int> cannotTurn;
+    std::set<int> turningDirFixed;
+    for (size_t i = 0; i < n; ++i)
     {
-        w.push_back(static_cast<int>(i));
-    }
-    std::vector<int> slotOf(c.all.size(), -1);
-    std::vector<char> sharesAngle(c.all.size(), 0);
-    std::vector<char> dirFixed(c.all.size(), 0);
-    for (size_t i = 0; i < c.all.size(); ++i)
-    {
+        const int index = static_cast<int>(i);
         dirFixed[i] = HoldsDirFixedLine(c.all[i]) ? 1 : 0;
+        w.insert(index);
+        const int free = c.all[i]->GetFreeNum();
+        if (free < 3)
+        {
+            cannotTurn.push_back(index);
+        }
+        else if (free == 3 && dirFixed[i] != 0)
+        {
+            turningDirFixed.insert(index);
+        }
     }
 
-    size_t at = 0;
-    while (at < w.size())
+    std::vector<int> turning;
+    std::vector<int> group;
+    auto at = w.begin();
+    while (at != w.end())
     {
-        const int p = w[at];
+        const int p = *at;
         const bool pHoldsDirFixed = dirFixed[static_cast<size_t>(p)] != 0;
-        const std::vector<int> sharers =
-            pHoldsDirFixed ? std::vector<int>() : MarkSettlingAngleSharers(c, p, sharesAngle);
 
-        // The rotation group of P: clusters that cannot turn against it.
-        std::vector<int> group;
-        for (int d : w)
+        // The rotation group of P, in W's order: clusters that cannot turn against it.
+        turning.clear();
+        if (pHoldsDirFixed)
         {
-            CCluster* cd = c.all[static_cast<size_t>(d)];
-            bool take = false;
-            if (cd->GetFreeNum() < 3)
-            {
-                take = true;
-            }
-            else if (cd->GetFreeNum() == 3)
-            {
-                take = pHoldsDirFixed ? dirFixed[static_cast<size_t>(d)] != 0
-                                      : sharesAngle[static_cast<size_t>(d)] != 0;
-            }
-            if (take)
-            {
-                group.push_back(d);
-            }
+            turning.assign(turningDirFixed.begin(), turningDirFixed.end());
         }
-        for (int d : sharers)
+        else
         {
-            sharesAngle[static_cast<size_t>(d)] = 0;
+            const std::vector<int> sharers = MarkSettlingAngleSharers(c, p, sharesAngle);
+            for (int d : sharers)
+            {
+                sharesAngle[static_cast<size_t>(d)] = 0;
+                if (c.all[static_cast<size_t>(d)]->GetFreeNum() == 3 && w.count(d) != 0)
+                {
+                    turning.push_back(d);
+                }
+            }
+            std::sort(turning.begin(), turning.end());
         }
+        group.clear();
+        std::merge(cannotTurn.begin(), cannotTurn.end(), turning.begin(), turning.end(),
+                   std::back_inserter(group));
 
         // Clusters that can turn leave W once they have a group; those that cannot stay,
         // since they also belong to every later group.
-        bool shrunk = false;
-        if (!group.empty())
+        for (int d : turning)
         {
-            std::vector<int> kept;
-            for (int d : w)
-            {
-                bool drop = false;
-                for (int g : group)
-                {
-                    if (g == d && c.all[static_cast<size_t>(g)]->GetFreeNum() >= 3)
-                    {
-                        drop = true;
-                        break;
-                    }
-                }
-                if (!drop)
-                {
-                    kept.push_back(d);
-                }
-            }
-            shrunk = kept.size() < w.size();
-            w.swap(kept);
+            w.erase(d);
+            turningDirFixed.erase(d);
         }
+        const bool shrunk = !turning.empty();
 
         for (size_t s = 0; s < group.size(); ++s)
         {
@@ -374,7 +371,7 @@ int sktIsTranslationOverConstrained(CClusterList& list)
         }
 
         // The group is tested before the walk goes on; a shorter W starts again at its head.
-        at = shrunk ? 0 : at + 1;
+        at = shrunk ? w.begin() : w.upper_bound(p);
     }
     return 0;
 }
