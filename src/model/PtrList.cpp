@@ -65,26 +65,42 @@ CPtrList::~CPtrList()
 
 CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
 {
-    if (m_pFree == nullptr)
+    Entry* e = m_pFree;
+    if (e != nullptr)
+    {
+        m_pFree = e->pNext;
+    }
+    else
+    {
+        e = FreshEntry();
+    }
+    e->pPrev = prev;
+    e->pNext = next;
+    e->data = p;
+    ++m_nCount;
+    return e;
+}
+
+// Kept out of line so that taking a recycled entry stays a short path.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+CPtrList::Entry*
+CPtrList::FreshEntry()
+{
+    if (m_nFresh == 0)
     {
         // One allocation holds the block header followed by m_nBlockSize entries.
         size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
         Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
         block->pNext = m_pBlocks;
         m_pBlocks = block;
-        Entry* entries = reinterpret_cast<Entry*>(block) + 1;
-        for (int i = m_nBlockSize - 1; i >= 0; --i)
-        {
-            entries[i].pNext = m_pFree;
-            m_pFree = &entries[i];
-        }
+        m_nFresh = m_nBlockSize;
     }
-    Entry* e = m_pFree;
-    m_pFree = e->pNext;
-    e->pPrev = prev;
-    e->pNext = next;
-    e->data = p;
-    ++m_nCount;
+    // The newest block's entries go out front to back, so that a list filled in one go lies in
+    // address order.
+    Entry* e = reinterpret_cast<Entry*>(m_pBlocks) + 1 + (m_nBlockSize - m_nFresh);
+    --m_nFresh;
     return e;
 }
 
@@ -95,50 +111,6 @@ void CPtrList::FreeEntry(Entry* e)
     e->pNext = m_pFree;
     m_pFree = e;
     --m_nCount;
-}
-
-POSITION CPtrList::GetHeadPosition() const
-{
-    return reinterpret_cast<POSITION>(m_pHead);
-}
-
-POSITION CPtrList::GetTailPosition() const
-{
-    return reinterpret_cast<POSITION>(m_pTail);
-}
-
-void*& CPtrList::GetNext(POSITION& pos) const
-{
-    Entry* e = reinterpret_cast<Entry*>(pos);
-    pos = reinterpret_cast<POSITION>(e->pNext);
-    return e->data;
-}
-
-void*& CPtrList::GetPrev(POSITION& pos) const
-{
-    Entry* e = reinterpret_cast<Entry*>(pos);
-    pos = reinterpret_cast<POSITION>(e->pPrev);
-    return e->data;
-}
-
-void*& CPtrList::GetAt(POSITION pos) const
-{
-    return reinterpret_cast<Entry*>(pos)->data;
-}
-
-void CPtrList::SetAt(POSITION pos, void* p)
-{
-    reinterpret_cast<Entry*>(pos)->data = p;
-}
-
-void*& CPtrList::GetHead() const
-{
-    return m_pHead->data;
-}
-
-void*& CPtrList::GetTail() const
-{
-    return m_pTail->data;
 }
 
 POSITION CPtrList::AddHead(void* p)
