@@ -11,6 +11,29 @@ namespace qsolver::host
 
 namespace
 {
+// The checks walk every node and relation of the sketch; asking for the objects a few steps
+// ahead lets the waits for memory overlap.
+constexpr int kLookahead = 8;
+
+inline void PrefetchObject(const void* p)
+{
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
+// A position `steps` entries after pos (null past the tail).
+POSITION Ahead(const CPtrList& list, POSITION pos, int steps)
+{
+    for (int i = 0; i < steps && pos != nullptr; ++i)
+    {
+        list.GetNext(pos);
+    }
+    return pos;
+}
+
 // The pass leaves relations active or used and measured values marked known. The next pass
 // starts from the known flags backed up before it, so they must be the sketch's own again,
 // while the numbers the pass measured stay.
@@ -69,8 +92,19 @@ double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
     auto grow = [&extent](double v) { extent = std::max(extent, std::fabs(v)); };
     CNodeList& nodes = sketch.Nodes();
     POSITION pos = nodes.GetHeadPosition();
+    POSITION ahead = Ahead(nodes, pos, 2 * kLookahead);
+    POSITION near = Ahead(nodes, pos, kLookahead);
     while (pos != nullptr)
     {
+        if (ahead != nullptr)
+        {
+            PrefetchObject(nodes.GetNext(ahead));
+        }
+        if (near != nullptr)
+        {
+            // Arrived by now: ask for its relation list, which IsFixed walks.
+            PrefetchObject(nodes.GetNext(near)->m_RelList.GetHeadPosition());
+        }
         CNode* node = nodes.GetNext(pos);
         if ((node->IsRefObject() != 0 || node->IsFixed() != 0) && HasBackup(node))
         {
@@ -230,8 +264,21 @@ std::string VerifyResult(Sketch& sketch, bool& released)
     std::unordered_map<const CVal*, CRel*> firstOfValue;
     CRelList& rels = sketch.Relations();
     POSITION pos = rels.GetHeadPosition();
+    POSITION ahead = Ahead(rels, pos, 2 * kLookahead);
+    POSITION near = Ahead(rels, pos, kLookahead);
     while (pos != nullptr)
     {
+        if (ahead != nullptr)
+        {
+            PrefetchObject(rels.GetNext(ahead));
+        }
+        if (near != nullptr)
+        {
+            CRel* soon = rels.GetNext(near);
+            PrefetchObject(soon->m_pVal);
+            PrefetchObject(soon->m_pNode1);
+            PrefetchObject(soon->m_pNode2);
+        }
         CRel* rel = rels.GetNext(pos);
         ReleaseRelation(rel);
         const int type = rel->GetType();

@@ -8,6 +8,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/Prefetch.h"
 #include "construct/ConstructInternal.h"
 #include "numeric/NumericInternal.h"
 
@@ -47,6 +48,45 @@ int DriveRelSet::Holds(CRel* rel) const
 
 namespace
 {
+// How many entries ahead the walks over whole chains ask for the objects they will reach.
+constexpr int kPrefetchDistance = 8;
+
+// Asks for what testing or placing the node `distance` steps ahead will read, in stages so that
+// each stage reads only what an earlier one asked for: the node, then its relation list, then
+// its relations, then their values and other nodes.
+void PrefetchAhead(const std::vector<CNode*>& nodes, int at, int step)
+{
+    const int count = static_cast<int>(nodes.size());
+    auto nodeAt = [&](int distance) -> CNode*
+    {
+        const int j = at + step * distance;
+        return j >= 0 && j < count ? nodes[static_cast<std::size_t>(j)] : nullptr;
+    };
+    sktPrefetch(nodeAt(4 * kPrefetchDistance / 2));
+    if (CNode* node = nodeAt(3 * kPrefetchDistance / 2))
+    {
+        sktPrefetch(node->m_RelList.GetHeadPosition());
+    }
+    if (CNode* node = nodeAt(kPrefetchDistance))
+    {
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            sktPrefetch(node->m_RelList.GetNext(pos));
+        }
+    }
+    if (CNode* node = nodeAt(kPrefetchDistance / 2))
+    {
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = node->m_RelList.GetNext(pos);
+            sktPrefetch(rel->m_pVal);
+            sktPrefetch(rel->GetAnotherNode(node));
+        }
+    }
+}
+
 void DeleteClusters(CClusterList& chain)
 {
     POSITION pos = chain.GetHeadPosition();
@@ -312,9 +352,11 @@ void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
     {
         // The first sweep also drops relations that were used before the call, and records
         // where the others stand so later sweeps remove theirs without a walk.
+        CLookahead ahead(g_sktRelChain, kPrefetchDistance);
         POSITION pos = g_sktRelChain.GetHeadPosition();
         while (pos != nullptr)
         {
+            sktPrefetch(ahead.Next());
             POSITION at = pos;
             CRel* rel = g_sktRelChain.GetNext(pos);
             if (rel->IsUsed())
@@ -353,6 +395,7 @@ void GoodNodeStripper::Run()
     std::fill(m_bInCurrent.begin(), m_bInCurrent.end(), 1);
     for (int i = static_cast<int>(m_Nodes.size()) - 1; i >= 0; --i)
     {
+        PrefetchAhead(m_Nodes, i, -1);
         m_bInCurrent[i] = 0;
         if (!m_bStripped[i] && TestAndStrip(i))
         {
@@ -516,13 +559,20 @@ void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
 
 int GoodNodePlacer::ConstructionRun()
 {
+    CLookahead ahead(g_sktGoodNodeChain, 2 * kPrefetchDistance);
     POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(ahead.Next());
         g_sktGoodNodeChain.GetNext(pos)->m_nFreeNum = 2;
     }
+    // The run always takes the head, so the nodes it handles come in the order of m_A.
     while (!g_sktGoodNodeChain.IsEmpty())
     {
+        if (m_nHandled < m_A.size() && g_sktGoodNodeChain.GetHead() == m_A[m_nHandled])
+        {
+            PrefetchAhead(m_A, static_cast<int>(m_nHandled), 1);
+        }
         CNode* node = g_sktGoodNodeChain.GetHead();
         POSITION rpos = node->m_RelList.GetHeadPosition();
         while (rpos != nullptr)
@@ -631,9 +681,11 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
     DeleteClusters(g_sktGoodClusterChain);
     sktDriveRetiredClusters().DeleteAll();
 
+    CLookahead nodeAhead(nodes, kPrefetchDistance);
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(nodeAhead.Next());
         CNode* node = nodes.GetNext(pos);
         const int type = node->GetType();
         if (type == SKT_NODE_POINT)
@@ -653,9 +705,18 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
         g_sktUndefinedNodeChain.AddTail(node);
     }
 
+    // Relations are asked for two steps ahead, their values one step, from the relation that
+    // arrived by then.
+    CLookahead relAhead(rels, 2 * kPrefetchDistance);
+    CLookahead valAhead(rels, kPrefetchDistance);
     pos = rels.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(relAhead.Next());
+        if (CRel* near = static_cast<CRel*>(valAhead.Next()))
+        {
+            sktPrefetch(near->m_pVal);
+        }
         CRel* rel = rels.GetNext(pos);
         rel->SetUnused();
         if (rel->m_pVal != nullptr)

@@ -88,29 +88,59 @@ __attribute__((noinline))
 CPtrList::Entry*
 CPtrList::FreshEntry()
 {
-    if (m_nFresh == 0)
+    while (m_nFresh == 0)
     {
-        // One allocation holds the block header followed by m_nBlockSize entries.
-        size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
-        Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
-        block->pNext = m_pBlocks;
-        m_pBlocks = block;
+        if (m_pCarve != nullptr && m_pCarve->pNext != nullptr)
+        {
+            // Blocks that an emptied list keeps are handed out again in order.
+            m_pCarve = m_pCarve->pNext;
+        }
+        else
+        {
+            // One allocation holds the block header followed by m_nBlockSize entries; new
+            // blocks go to the end of the chain, after the ones already carved.
+            size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
+            Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
+            block->pNext = nullptr;
+            if (m_pLastBlock != nullptr)
+            {
+                m_pLastBlock->pNext = block;
+            }
+            else
+            {
+                m_pBlocks = block;
+            }
+            m_pLastBlock = block;
+            m_pCarve = block;
+        }
         m_nFresh = m_nBlockSize;
     }
-    // The newest block's entries go out front to back, so that a list filled in one go lies in
-    // address order.
-    Entry* e = reinterpret_cast<Entry*>(m_pBlocks) + 1 + (m_nBlockSize - m_nFresh);
+    // A block's entries go out front to back, so that a list filled in one go lies in address
+    // order.
+    Entry* e = reinterpret_cast<Entry*>(m_pCarve) + 1 + (m_nBlockSize - m_nFresh);
     --m_nFresh;
     return e;
 }
 
 void CPtrList::FreeEntry(Entry* e)
 {
-    e->data = nullptr;
-    e->pPrev = nullptr;
+    if (--m_nCount == 0)
+    {
+        // Nothing is in use any more: forget the free entries and carve the blocks again from
+        // the first, so the next filling lies in address order instead of in the order of
+        // removal.
+        Recarve();
+        return;
+    }
     e->pNext = m_pFree;
     m_pFree = e;
-    --m_nCount;
+}
+
+void CPtrList::Recarve()
+{
+    m_pFree = nullptr;
+    m_pCarve = m_pBlocks;
+    m_nFresh = m_pBlocks != nullptr ? m_nBlockSize : 0;
 }
 
 POSITION CPtrList::AddHead(void* p)
@@ -183,17 +213,11 @@ void CPtrList::RemoveAt(POSITION pos)
 
 void CPtrList::RemoveAll()
 {
-    // Entries go back to the free list; the blocks are kept for reuse until destruction.
-    Entry* e = m_pHead;
-    while (e != nullptr)
-    {
-        Entry* next = e->pNext;
-        FreeEntry(e);
-        e = next;
-    }
+    // Every entry is free again at once; the blocks are kept for reuse until destruction.
     m_pHead = nullptr;
     m_pTail = nullptr;
     m_nCount = 0;
+    Recarve();
 }
 
 POSITION CPtrList::Find(void* p, POSITION after) const

@@ -73,6 +73,7 @@ private:
 
     Entry* NewEntry(Entry* prev, Entry* next, void* p);
     Entry* FreshEntry();
+    void Recarve();
     void FreeEntry(Entry* e);
 
     Entry* m_pHead = nullptr;
@@ -82,8 +83,11 @@ private:
     Block* m_pBlocks = nullptr;
     int m_nCount = 0;
     int m_nBlockSize = 10;
-    // Entries of the newest block never handed out yet: a short scratch list touches only the
-    // entries it uses instead of threading a whole block onto the free list.
+    // Blocks are carved front to back, in chain order: a short scratch list touches only the
+    // entries it uses instead of threading a whole block onto the free list, and an emptied list
+    // fills its blocks again in address order. m_nFresh entries of m_pCarve are still uncarved.
+    Block* m_pCarve = nullptr;
+    Block* m_pLastBlock = nullptr;
     int m_nFresh = 0;
 };
 
