@@ -82,7 +82,7 @@ void PrefetchAhead(const std::vector<CNode*>& nodes, int at, int step)
         {
             CRel* rel = node->m_RelList.GetNext(pos);
             sktPrefetch(rel->m_pVal);
-            sktPrefetch(rel->GetAnotherNode(node));
+            sktPrefetch(rel->m_pNode1 != node ? rel->m_pNode1 : rel->m_pNode2);
         }
     }
 }
