@@ -18,6 +18,9 @@ struct SizeClass
     FreeSlot* free = nullptr;
     char* fresh = nullptr; // untouched rest of the newest chunk
     std::size_t freshLeft = 0;
+    // The chunks, newest first, linked through their first slot: every chunk stays referenced
+    // from its start, so leak checkers see it as in use.
+    void* chunks = nullptr;
 };
 
 // The sizes a sketch asks for are few (a double, a point, a line); a handful of classes covers
@@ -77,12 +80,15 @@ void* sktTakeBackupSlot(std::size_t bytes) noexcept
     }
     if (c->freshLeft == 0)
     {
-        char* chunk = static_cast<char*>(::operator new(c->bytes* kSlotsPerChunk, std::nothrow));
+        const std::size_t chunkBytes = c->bytes * (kSlotsPerChunk + 1);
+        char* chunk = static_cast<char*>(::operator new(chunkBytes, std::nothrow));
         if (chunk == nullptr)
         {
             return nullptr;
         }
-        c->fresh = chunk;
+        *reinterpret_cast<void**>(chunk) = c->chunks;
+        c->chunks = chunk;
+        c->fresh = chunk + c->bytes;
         c->freshLeft = kSlotsPerChunk;
     }
     void* slot = c->fresh;
