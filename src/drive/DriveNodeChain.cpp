@@ -161,8 +161,8 @@ void GoodNodeStripper::Load()
     m_bStripped.assign(n, 0);
     m_bInCurrent.assign(n, 0);
     m_bInNext.assign(n, 0);
-
-    m_RelPos.reserve(static_cast<std::size_t>(g_sktRelChain.GetCount()));
+    // m_RelPos is not sized up front: it holds only the relations the first sweep leaves unused,
+    // often none, and clearing a table for every relation cost more than growing it.
 }
 
 void GoodNodeStripper::CountValues()
