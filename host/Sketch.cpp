@@ -639,19 +639,56 @@ std::vector<CVal*> Sketch::AllValuesByWalk() const
     return all;
 }
 
+namespace
+{
+// A host backs up every node and value of a large sketch, spread over the heap: asking for the
+// objects a few steps ahead lets the waits for memory overlap.
+constexpr int kBackupLookahead = 8;
+
+inline void PrefetchObject(const void* p)
+{
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
+void BackupValues(const std::vector<CVal*>& values)
+{
+    const std::size_t count = values.size();
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        if (i + kBackupLookahead < count)
+        {
+            PrefetchObject(values[i + kBackupLookahead]);
+        }
+        values[i]->BackupValue();
+        values[i]->BackupKnownFlag();
+    }
+}
+} // namespace
+
 void Sketch::BackupAll()
 {
+    POSITION ahead = m_nodes.GetHeadPosition();
+    for (int i = 0; i < kBackupLookahead && ahead != nullptr; ++i)
+    {
+        m_nodes.GetNext(ahead);
+    }
     POSITION pos = m_nodes.GetHeadPosition();
     while (pos != nullptr)
     {
+        if (ahead != nullptr)
+        {
+            PrefetchObject(m_nodes.GetNext(ahead));
+        }
         m_nodes.GetNext(pos)->BackupNode();
     }
-    ForEachValue(
-        [](CVal* val)
-        {
-            val->BackupValue();
-            val->BackupKnownFlag();
-        });
+    // The same order as ForEachValue.
+    BackupValues(m_values);
+    BackupValues(m_radiusValues);
+    BackupValues(m_ownValues);
 }
 
 void Sketch::RestoreAll()

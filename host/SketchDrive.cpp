@@ -4,15 +4,48 @@
 #include <algorithm>
 #include <cmath>
 #include <unordered_map>
+#include <vector>
 
 namespace qsolver::host
 {
 
 namespace
 {
+// The checks walk every node and relation of the sketch; asking for the objects a few steps
+// ahead lets the waits for memory overlap.
+constexpr int kLookahead = 8;
+
+inline void PrefetchObject(const void* p)
+{
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
+// A position `steps` entries after pos (null past the tail).
+POSITION Ahead(const CPtrList& list, POSITION pos, int steps)
+{
+    for (int i = 0; i < steps && pos != nullptr; ++i)
+    {
+        list.GetNext(pos);
+    }
+    return pos;
+}
+
 // The pass leaves relations active or used and measured values marked known. The next pass
 // starts from the known flags backed up before it, so they must be the sketch's own again,
 // while the numbers the pass measured stay.
+void ReleaseRelation(CRel* rel)
+{
+    rel->SetUnused();
+    if (rel->m_pVal != nullptr)
+    {
+        rel->m_pVal->RestoreKnownFlag();
+    }
+}
+
 void ReleasePassState(Sketch& sketch)
 {
     // The pass reaches values only through relations, so restoring those is enough.
@@ -20,12 +53,7 @@ void ReleasePassState(Sketch& sketch)
     POSITION pos = rels.GetHeadPosition();
     while (pos != nullptr)
     {
-        CRel* rel = rels.GetNext(pos);
-        rel->SetUnused();
-        if (rel->m_pVal != nullptr)
-        {
-            rel->m_pVal->RestoreKnownFlag();
-        }
+        ReleaseRelation(rels.GetNext(pos));
     }
     g_sktDriveRelChain.RemoveAll();
 }
@@ -54,16 +82,34 @@ double TwoPi()
     return 4.0 * std::acos(0.0);
 }
 
-// The largest magnitude among the coordinates of the nodes, now and in their backups.
-double SketchExtent(Sketch& sketch)
+bool HasBackup(CNode* node);
+
+// The largest magnitude among the coordinates of the nodes, now and in their backups. The same
+// walk collects, in node order, the fixed and reference nodes that have a backup.
+double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
 {
     double extent = 1.0;
     auto grow = [&extent](double v) { extent = std::max(extent, std::fabs(v)); };
     CNodeList& nodes = sketch.Nodes();
     POSITION pos = nodes.GetHeadPosition();
+    POSITION ahead = Ahead(nodes, pos, 2 * kLookahead);
+    POSITION near = Ahead(nodes, pos, kLookahead);
     while (pos != nullptr)
     {
+        if (ahead != nullptr)
+        {
+            PrefetchObject(nodes.GetNext(ahead));
+        }
+        if (near != nullptr)
+        {
+            // Arrived by now: ask for its relation list, which IsFixed walks.
+            PrefetchObject(nodes.GetNext(near)->m_RelList.GetHeadPosition());
+        }
         CNode* node = nodes.GetNext(pos);
+        if ((node->IsRefObject() != 0 || node->IsFixed() != 0) && HasBackup(node))
+        {
+            held.push_back(node);
+        }
         const int type = node->GetType();
         if (type == SKT_NODE_POINT)
         {
@@ -190,25 +236,22 @@ double RelationGap(CRel* rel, double target, double extent)
 // Checks the re-solved sketch as a host would. Fixed and reference nodes must not have moved;
 // those that moved by rounding only are put back exactly. Every relation with a known value must
 // measure it; relations sharing an unknown value must measure the same. Returns the message
-// naming what failed, or an empty string.
-std::string VerifyResult(Sketch& sketch)
+// naming what failed, or an empty string. The check reads neither use states nor known flags,
+// so it releases each relation as it passes it (saving a walk over all of them); `released`
+// tells whether it got through them all.
+std::string VerifyResult(Sketch& sketch, bool& released)
 {
-    const double extent = SketchExtent(sketch);
+    released = false;
+    std::vector<CNode*> held;
+    const double extent = SketchExtent(sketch, held);
     if (!std::isfinite(extent))
     {
         return "the re-solved geometry is not finite";
     }
     const double lengthTol = kHoldTol * std::max(1.0, extent / kFarOut);
 
-    CNodeList& nodes = sketch.Nodes();
-    POSITION pos = nodes.GetHeadPosition();
-    while (pos != nullptr)
+    for (CNode* node : held)
     {
-        CNode* node = nodes.GetNext(pos);
-        if ((node->IsFixed() == 0 && node->IsRefObject() == 0) || !HasBackup(node))
-        {
-            continue;
-        }
         const double offset = FixedNodeOffset(node, extent);
         if (!(offset <= lengthTol))
         {
@@ -220,10 +263,24 @@ std::string VerifyResult(Sketch& sketch)
     // The measure of the first relation met on each unknown value.
     std::unordered_map<const CVal*, CRel*> firstOfValue;
     CRelList& rels = sketch.Relations();
-    pos = rels.GetHeadPosition();
+    POSITION pos = rels.GetHeadPosition();
+    POSITION ahead = Ahead(rels, pos, 2 * kLookahead);
+    POSITION near = Ahead(rels, pos, kLookahead);
     while (pos != nullptr)
     {
+        if (ahead != nullptr)
+        {
+            PrefetchObject(rels.GetNext(ahead));
+        }
+        if (near != nullptr)
+        {
+            CRel* soon = rels.GetNext(near);
+            PrefetchObject(soon->m_pVal);
+            PrefetchObject(soon->m_pNode1);
+            PrefetchObject(soon->m_pNode2);
+        }
         CRel* rel = rels.GetNext(pos);
+        ReleaseRelation(rel);
         const int type = rel->GetType();
         if (type == SKT_REL_FIX || rel->m_pVal == nullptr)
         {
@@ -247,6 +304,7 @@ std::string VerifyResult(Sketch& sketch)
             return "relation '" + sketch.IdOf(rel) + "' is off by " + std::to_string(gap);
         }
     }
+    released = true;
     return std::string();
 }
 
@@ -370,9 +428,10 @@ DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string,
     }
 
     result.failed = RunPass(sketch, options);
+    bool released = false;
     if (result.IsOk())
     {
-        result.message = VerifyResult(sketch);
+        result.message = VerifyResult(sketch, released);
         if (!result.message.empty())
         {
             result.failed = DriveStep::Verify;
@@ -383,7 +442,14 @@ DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string,
         sketch.RestoreAll();
         result.restored = true;
     }
-    ReleasePassState(sketch);
+    if (released)
+    {
+        g_sktDriveRelChain.RemoveAll();
+    }
+    else
+    {
+        ReleasePassState(sketch);
+    }
     return result;
 }
 

@@ -8,6 +8,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/Prefetch.h"
 #include "construct/ConstructInternal.h"
 #include "numeric/NumericInternal.h"
 
@@ -47,6 +48,45 @@ int DriveRelSet::Holds(CRel* rel) const
 
 namespace
 {
+// How many entries ahead the walks over whole chains ask for the objects they will reach.
+constexpr int kPrefetchDistance = 8;
+
+// Asks for what testing or placing the node `distance` steps ahead will read, in stages so that
+// each stage reads only what an earlier one asked for: the node, then its relation list, then
+// its relations, then their values and other nodes.
+void PrefetchAhead(const std::vector<CNode*>& nodes, int at, int step)
+{
+    const int count = static_cast<int>(nodes.size());
+    auto nodeAt = [&](int distance) -> CNode*
+    {
+        const int j = at + step * distance;
+        return j >= 0 && j < count ? nodes[static_cast<std::size_t>(j)] : nullptr;
+    };
+    sktPrefetch(nodeAt(4 * kPrefetchDistance / 2));
+    if (CNode* node = nodeAt(3 * kPrefetchDistance / 2))
+    {
+        sktPrefetch(node->m_RelList.GetHeadPosition());
+    }
+    if (CNode* node = nodeAt(kPrefetchDistance))
+    {
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            sktPrefetch(node->m_RelList.GetNext(pos));
+        }
+    }
+    if (CNode* node = nodeAt(kPrefetchDistance / 2))
+    {
+        POSITION pos = node->m_RelList.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = node->m_RelList.GetNext(pos);
+            sktPrefetch(rel->m_pVal);
+            sktPrefetch(rel->m_pNode1 != node ? rel->m_pNode1 : rel->m_pNode2);
+        }
+    }
+}
+
 void DeleteClusters(CClusterList& chain)
 {
     POSITION pos = chain.GetHeadPosition();
@@ -76,6 +116,7 @@ private:
     void Touch(CNode* node, int walkIndex);
     void RemoveUsedRelations(bool fullWalk);
     void ReleaseValue(CVal* val);
+    void CountValues();
     void CountValue(CVal* val, int delta);
 
     std::vector<CNode*> m_Nodes; // the undefined chain, head first
@@ -91,8 +132,10 @@ private:
     std::vector<char> m_bInNext;
 
     // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each unknown value (known
-    // flags stand still while stripping, and only unknown values are ever asked about).
+    // flags stand still while stripping, and only unknown values are ever asked about), once
+    // m_bCounted.
     FlatPtrMap<int> m_ValueRefs;
+    bool m_bCounted = false;
     // Nodes whose three shared relations were refused only for the count of that value.
     std::unordered_map<CVal*, std::vector<int>> m_WaitOnValue;
     FlatPtrMap<POSITION> m_RelPos;
@@ -118,11 +161,19 @@ void GoodNodeStripper::Load()
     m_bStripped.assign(n, 0);
     m_bInCurrent.assign(n, 0);
     m_bInNext.assign(n, 0);
+    // m_RelPos is not sized up front: it holds only the relations the first sweep leaves unused,
+    // often none, and clearing a table for every relation cost more than growing it.
+}
 
-    m_RelPos.reserve(static_cast<std::size_t>(g_sktRelChain.GetCount()));
+void GoodNodeStripper::CountValues()
+{
+    // The counts are first needed when a node with three relations sharing a value comes up,
+    // which most sketches never have: until then nothing is counted, and from then on the
+    // counts follow every change the stripping makes to the two chains.
+    m_bCounted = true;
     for (CRelList* chain : {&g_sktRelChain, &g_sktSaveRelChain})
     {
-        pos = chain->GetHeadPosition();
+        POSITION pos = chain->GetHeadPosition();
         while (pos != nullptr)
         {
             CountValue(chain->GetNext(pos)->m_pVal, 1);
@@ -132,7 +183,7 @@ void GoodNodeStripper::Load()
 
 void GoodNodeStripper::CountValue(CVal* val, int delta)
 {
-    if (val != nullptr && val->m_bKnown == 0)
+    if (m_bCounted && val != nullptr && val->m_bKnown == 0)
     {
         m_ValueRefs[val] += delta;
     }
@@ -168,15 +219,20 @@ void GoodNodeStripper::Touch(CNode* node, int walkIndex)
 int GoodNodeStripper::TestAndStrip(int index)
 {
     CNode* node = m_Nodes[index];
-    if (node->IsRefObject() || node->IsFixed())
+    if (node->IsRefObject())
     {
         return 0;
     }
+    // One walk both refuses a fixed node and gathers the unused relations.
     m_Scratch.clear();
     POSITION pos = node->m_RelList.GetHeadPosition();
     while (pos != nullptr)
     {
         CRel* rel = node->m_RelList.GetNext(pos);
+        if (rel->GetType() == SKT_REL_FIX)
+        {
+            return 0;
+        }
         if (rel->IsUnused())
         {
             m_Scratch.push_back(rel);
@@ -222,6 +278,10 @@ int GoodNodeStripper::TestAndStrip(int index)
         if (val != nullptr && val->m_bKnown == 0 && m_Scratch[1]->m_pVal == val &&
             m_Scratch[2]->m_pVal == val)
         {
+            if (!m_bCounted)
+            {
+                CountValues();
+            }
             if (m_ValueRefs[val] <= 3)
             {
                 good = true;
@@ -264,7 +324,8 @@ int GoodNodeStripper::TestAndStrip(int index)
 
 void GoodNodeStripper::ReleaseValue(CVal* val)
 {
-    if (val == nullptr || val->m_bKnown != 0)
+    // Before counting began there is neither a count nor a waiting node.
+    if (!m_bCounted || val == nullptr || val->m_bKnown != 0)
     {
         return;
     }
@@ -291,9 +352,11 @@ void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
     {
         // The first sweep also drops relations that were used before the call, and records
         // where the others stand so later sweeps remove theirs without a walk.
+        CLookahead ahead(g_sktRelChain, kPrefetchDistance);
         POSITION pos = g_sktRelChain.GetHeadPosition();
         while (pos != nullptr)
         {
+            sktPrefetch(ahead.Next());
             POSITION at = pos;
             CRel* rel = g_sktRelChain.GetNext(pos);
             if (rel->IsUsed())
@@ -326,15 +389,22 @@ void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
 void GoodNodeStripper::Run()
 {
     Load();
+    // The first sweep visits every node from the tail, so it needs no queue: a node touched
+    // ahead of the walk is due anyway.
+    bool changed = false;
+    std::fill(m_bInCurrent.begin(), m_bInCurrent.end(), 1);
     for (int i = static_cast<int>(m_Nodes.size()) - 1; i >= 0; --i)
     {
-        m_bInCurrent[i] = 1;
-        m_Current.push(i);
+        PrefetchAhead(m_Nodes, i, -1);
+        m_bInCurrent[i] = 0;
+        if (!m_bStripped[i] && TestAndStrip(i))
+        {
+            changed = true;
+        }
     }
     bool firstSweep = true;
     for (;;)
     {
-        bool changed = false;
         while (!m_Current.empty())
         {
             const int i = m_Current.top();
@@ -355,6 +425,7 @@ void GoodNodeStripper::Run()
         {
             break;
         }
+        changed = false;
         for (int j : m_Next)
         {
             m_bInNext[j] = 0;
@@ -380,12 +451,19 @@ private:
     int ConstructionRun();
     int SolveHandledSoFar();
     void TakeFromSaveChain(CRel* rel);
+    void IndexSaveChain();
+
+    // How far past the first untaken entry of m_B a relation is looked for before the index.
+    static constexpr std::size_t kNearWindow = 8;
 
     std::vector<CNode*> m_A;
     std::vector<CRel*> m_B;
     std::vector<POSITION> m_BPos;
     std::vector<char> m_bTaken;
-    // First entry of m_B for each relation, then the next entry holding the same relation.
+    std::size_t m_nFirstUntaken = 0;
+    // Built when a relation is first not found near the front: first entry of m_B for each
+    // relation, then the next entry holding the same relation.
+    bool m_bIndexed = false;
     FlatPtrMap<int> m_FirstOf;
     std::vector<int> m_NextSame;
     std::size_t m_nHandled = 0;
@@ -403,18 +481,25 @@ GoodNodePlacer::GoodNodePlacer()
     const std::size_t count = static_cast<std::size_t>(g_sktSaveRelChain.GetCount());
     m_B.reserve(count);
     m_BPos.reserve(count);
-    m_NextSame.reserve(count);
-    m_FirstOf.reserve(count);
     pos = g_sktSaveRelChain.GetHeadPosition();
     while (pos != nullptr)
     {
         POSITION at = pos;
-        CRel* rel = g_sktSaveRelChain.GetNext(pos);
-        const int idx = static_cast<int>(m_B.size());
-        m_B.push_back(rel);
+        m_B.push_back(g_sktSaveRelChain.GetNext(pos));
         m_BPos.push_back(at);
-        m_NextSame.push_back(-1);
-        auto ins = m_FirstOf.emplace(rel, idx);
+    }
+    m_bTaken.assign(m_B.size(), 0);
+}
+
+void GoodNodePlacer::IndexSaveChain()
+{
+    const std::size_t count = m_B.size();
+    m_NextSame.assign(count, -1);
+    m_FirstOf.reserve(count);
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const int idx = static_cast<int>(i);
+        auto ins = m_FirstOf.emplace(m_B[i], idx);
         if (!ins.second)
         {
             // A relation saved twice: chain its entries in chain order.
@@ -426,11 +511,33 @@ GoodNodePlacer::GoodNodePlacer()
             m_NextSame[last] = idx;
         }
     }
-    m_bTaken.assign(m_B.size(), 0);
+    m_bIndexed = true;
 }
 
 void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
 {
+    // Nodes are placed about in the reverse order of stripping, and the save chain holds the
+    // relations most recently stripped first, so the relation is nearly always among the first
+    // entries not yet taken. Every entry before the first untaken one is taken, so the first
+    // match from there is the relation's first occurrence in the chain.
+    while (m_nFirstUntaken < m_B.size() && m_bTaken[m_nFirstUntaken])
+    {
+        ++m_nFirstUntaken;
+    }
+    const std::size_t end = std::min(m_B.size(), m_nFirstUntaken + kNearWindow);
+    for (std::size_t i = m_nFirstUntaken; i < end; ++i)
+    {
+        if (m_B[i] == rel && !m_bTaken[i])
+        {
+            g_sktSaveRelChain.RemoveAt(m_BPos[i]);
+            m_bTaken[i] = 1;
+            return;
+        }
+    }
+    if (!m_bIndexed)
+    {
+        IndexSaveChain();
+    }
     int* first = m_FirstOf.find(rel);
     if (first == nullptr)
     {
@@ -452,13 +559,20 @@ void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
 
 int GoodNodePlacer::ConstructionRun()
 {
+    CLookahead ahead(g_sktGoodNodeChain, 2 * kPrefetchDistance);
     POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(ahead.Next());
         g_sktGoodNodeChain.GetNext(pos)->m_nFreeNum = 2;
     }
+    // The run always takes the head, so the nodes it handles come in the order of m_A.
     while (!g_sktGoodNodeChain.IsEmpty())
     {
+        if (m_nHandled < m_A.size() && g_sktGoodNodeChain.GetHead() == m_A[m_nHandled])
+        {
+            PrefetchAhead(m_A, static_cast<int>(m_nHandled), 1);
+        }
         CNode* node = g_sktGoodNodeChain.GetHead();
         POSITION rpos = node->m_RelList.GetHeadPosition();
         while (rpos != nullptr)
@@ -567,9 +681,11 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
     DeleteClusters(g_sktGoodClusterChain);
     sktDriveRetiredClusters().DeleteAll();
 
+    CLookahead nodeAhead(nodes, kPrefetchDistance);
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(nodeAhead.Next());
         CNode* node = nodes.GetNext(pos);
         const int type = node->GetType();
         if (type == SKT_NODE_POINT)
@@ -589,9 +705,18 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
         g_sktUndefinedNodeChain.AddTail(node);
     }
 
+    // Relations are asked for two steps ahead, their values one step, from the relation that
+    // arrived by then.
+    CLookahead relAhead(rels, 2 * kPrefetchDistance);
+    CLookahead valAhead(rels, kPrefetchDistance);
     pos = rels.GetHeadPosition();
     while (pos != nullptr)
     {
+        sktPrefetch(relAhead.Next());
+        if (CRel* near = static_cast<CRel*>(valAhead.Next()))
+        {
+            sktPrefetch(near->m_pVal);
+        }
         CRel* rel = rels.GetNext(pos);
         rel->SetUnused();
         if (rel->m_pVal != nullptr)

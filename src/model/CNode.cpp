@@ -1,21 +1,54 @@
 // Nodes: numbering, relation lists, backups, copies and distances.
 #include "model/CNode.h"
 
+#include "model/BackupStore.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
 #include "model/Platform.h"
 
+#include <cstddef>
 #include <new>
+#include <vector>
 
 namespace
 {
 // Two points closer than this are one point.
 constexpr double kSamePointTol = 1e-4;
 
+// The relations a walk puts aside, in order: a node has a few relations, so they fit in place,
+// and a list entry per relation would cost more than the walk.
+class RelBuffer
+{
+public:
+    std::size_t Size() const { return m_nSize; }
+    CRel* operator[](std::size_t i) const
+    {
+        return i < kInPlace ? m_InPlace[i] : m_More[i - kInPlace];
+    }
+    void Add(CRel* rel)
+    {
+        if (m_nSize < kInPlace)
+        {
+            m_InPlace[m_nSize] = rel;
+        }
+        else
+        {
+            m_More.push_back(rel);
+        }
+        ++m_nSize;
+    }
+
+private:
+    static constexpr std::size_t kInPlace = 8;
+    CRel* m_InPlace[kInPlace] = {};
+    std::vector<CRel*> m_More;
+    std::size_t m_nSize = 0;
+};
+
 template <class T> T* NewBackup()
 {
-    T* p = new (std::nothrow) T();
+    T* p = sktNewBackup<T>();
     if (p == nullptr)
     {
         sktAllocFailed();
@@ -200,7 +233,7 @@ int CNode::GetValidRelChain(CRelList& out)
 {
     // k active relations sharing one unknown value give k - 1 equations: every member but the
     // first is counted as it is met, and the first is appended after all the others.
-    CRelList pending(10);
+    RelBuffer pending;
     int count = 0;
     POSITION pos = m_RelList.GetHeadPosition();
     while (pos != nullptr)
@@ -217,10 +250,9 @@ int CNode::GetValidRelChain(CRelList& out)
             continue;
         }
         int matched = 0;
-        POSITION ppos = pending.GetHeadPosition();
-        while (ppos != nullptr)
+        for (std::size_t i = 0; i < pending.Size(); ++i)
         {
-            if (pending.GetNext(ppos)->m_pVal == rel->m_pVal)
+            if (pending[i]->m_pVal == rel->m_pVal)
             {
                 ++count;
                 out.AddTail(rel);
@@ -229,13 +261,12 @@ int CNode::GetValidRelChain(CRelList& out)
         }
         if (!matched)
         {
-            pending.AddTail(rel);
+            pending.Add(rel);
         }
     }
-    POSITION ppos = pending.GetHeadPosition();
-    while (ppos != nullptr)
+    for (std::size_t i = 0; i < pending.Size(); ++i)
     {
-        CRel* first = pending.GetNext(ppos);
+        CRel* first = pending[i];
         POSITION opos = out.GetHeadPosition();
         while (opos != nullptr)
         {
@@ -248,7 +279,6 @@ int CNode::GetValidRelChain(CRelList& out)
             }
         }
     }
-    pending.RemoveAll();
     return count;
 }
 
@@ -292,7 +322,7 @@ CVert::CVert(double x, double y, double z) : m_Pos(x, y, z) {}
 
 CVert::~CVert()
 {
-    delete m_pBackupPos;
+    sktDeleteBackup(m_pBackupPos);
 }
 
 int CVert::GetType()
@@ -362,7 +392,7 @@ CNode* CVert::Copy()
     copy->m_Pos = m_Pos;
     if (m_pBackupPos != nullptr)
     {
-        copy->m_pBackupPos = new (std::nothrow) XYZ(*m_pBackupPos);
+        copy->m_pBackupPos = sktCopyBackup(*m_pBackupPos);
         if (copy->m_pBackupPos == nullptr)
         {
             delete copy;
@@ -382,7 +412,7 @@ CMathline::CMathline(CVert* p, VECTOR& dir) : m_Line(p->m_Pos, dir) {}
 
 CMathline::~CMathline()
 {
-    delete m_pBackupLine;
+    sktDeleteBackup(m_pBackupLine);
 }
 
 int CMathline::GetType()
@@ -453,7 +483,7 @@ CNode* CMathline::Copy()
     copy->m_Line = m_Line;
     if (m_pBackupLine != nullptr)
     {
-        copy->m_pBackupLine = new (std::nothrow) MATHLINE(*m_pBackupLine);
+        copy->m_pBackupLine = sktCopyBackup(*m_pBackupLine);
         if (copy->m_pBackupLine == nullptr)
         {
             delete copy;
@@ -510,8 +540,8 @@ CMathcir::~CMathcir()
         }
     }
     m_pRadiusVal = nullptr;
-    delete m_pBackupCenter;
-    delete m_pBackupRadius;
+    sktDeleteBackup(m_pBackupCenter);
+    sktDeleteBackup(m_pBackupRadius);
 }
 
 int CMathcir::GetType()
@@ -568,11 +598,11 @@ CNode* CMathcir::Copy()
     }
     if (m_pBackupCenter != nullptr)
     {
-        copy->m_pBackupCenter = new (std::nothrow) XYZ(*m_pBackupCenter);
+        copy->m_pBackupCenter = sktCopyBackup(*m_pBackupCenter);
     }
     if (m_pBackupRadius != nullptr)
     {
-        copy->m_pBackupRadius = new (std::nothrow) double(*m_pBackupRadius);
+        copy->m_pBackupRadius = sktCopyBackup(*m_pBackupRadius);
     }
     if ((m_pRadiusVal != nullptr && copy->m_pRadiusVal == nullptr) ||
         (m_pBackupCenter != nullptr && copy->m_pBackupCenter == nullptr) ||

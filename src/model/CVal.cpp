@@ -1,9 +1,12 @@
 // Values: numbering, backups, copies, and the re-evaluation when a shared value becomes known.
 #include "model/CVal.h"
 
+#include "model/BackupStore.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
+
+#include <new>
 
 CVal::CVal() : m_nID(g_nValNum++) {}
 
@@ -16,14 +19,18 @@ CVal::CVal(double value, char known, CRel* rel)
 CVal::~CVal()
 {
     m_RelSel.RemoveAll();
-    delete m_pBackupValue;
+    sktDeleteBackup(m_pBackupValue);
 }
 
 void CVal::BackupValue()
 {
     if (m_pBackupValue == nullptr)
     {
-        m_pBackupValue = new double(0.0);
+        m_pBackupValue = sktNewBackup<double>();
+        if (m_pBackupValue == nullptr)
+        {
+            throw std::bad_alloc();
+        }
     }
     *m_pBackupValue = m_dValue;
 }
@@ -43,7 +50,12 @@ CVal* CVal::Copy()
     copy->m_bBackupKnown = m_bBackupKnown;
     if (m_pBackupValue != nullptr)
     {
-        copy->m_pBackupValue = new double(*m_pBackupValue);
+        copy->m_pBackupValue = sktCopyBackup(*m_pBackupValue);
+        if (copy->m_pBackupValue == nullptr)
+        {
+            delete copy;
+            throw std::bad_alloc();
+        }
     }
     return copy;
 }

@@ -242,11 +242,55 @@ int LineChecks(CMathline* node, CRelList& valid, int k)
     }
     return 1;
 }
+// The checks run for every node a pass determines, each with a short list of relations: one
+// list serves them all, and a check begun while another is under way gets a list of its own.
+class ScratchRelList
+{
+public:
+    ScratchRelList() : m_pList(&m_Own)
+    {
+        Shared& shared = TheShared();
+        if (!shared.busy)
+        {
+            shared.busy = true;
+            m_pList = &shared.list;
+        }
+    }
+    ScratchRelList(const ScratchRelList&) = delete;
+    ScratchRelList& operator=(const ScratchRelList&) = delete;
+    ~ScratchRelList()
+    {
+        m_pList->RemoveAll();
+        if (m_pList != &m_Own)
+        {
+            TheShared().busy = false;
+        }
+    }
+
+    CRelList& List() { return *m_pList; }
+
+private:
+    struct Shared
+    {
+        CRelList list;
+        bool busy = false;
+    };
+    static Shared& TheShared()
+    {
+        // Never destroyed: nothing may run after its destruction at unload.
+        static Shared* shared = new Shared();
+        return *shared;
+    }
+
+    CRelList m_Own;
+    CRelList* m_pList;
+};
 } // namespace
 
 int CVert::IsLegal()
 {
-    CRelList valid(10);
+    ScratchRelList scratch;
+    CRelList& valid = scratch.List();
     int k = CollectValid(this, valid);
     if (k < 0 || k > 4)
     {
@@ -261,7 +305,8 @@ int CVert::IsLegal()
 
 int CMathline::IsLegal()
 {
-    CRelList valid(10);
+    ScratchRelList scratch;
+    CRelList& valid = scratch.List();
     int k = CollectValid(this, valid);
     if (k < 0 || k > 4)
     {

@@ -63,24 +63,24 @@ CPtrList::~CPtrList()
     }
 }
 
-CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
+inline CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
 {
-    if (m_pFree == nullptr)
-    {
-        // One allocation holds the block header followed by m_nBlockSize entries.
-        size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
-        Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
-        block->pNext = m_pBlocks;
-        m_pBlocks = block;
-        Entry* entries = reinterpret_cast<Entry*>(block) + 1;
-        for (int i = m_nBlockSize - 1; i >= 0; --i)
-        {
-            entries[i].pNext = m_pFree;
-            m_pFree = &entries[i];
-        }
-    }
     Entry* e = m_pFree;
-    m_pFree = e->pNext;
+    if (e != nullptr)
+    {
+        m_pFree = e->pNext;
+    }
+    else if (m_nFresh != 0)
+    {
+        // A block's entries go out front to back, so that a list filled in one go lies in
+        // address order.
+        e = reinterpret_cast<Entry*>(m_pCarve) + 1 + (m_nBlockSize - m_nFresh);
+        --m_nFresh;
+    }
+    else
+    {
+        e = FreshEntry();
+    }
     e->pPrev = prev;
     e->pNext = next;
     e->data = p;
@@ -88,57 +88,65 @@ CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
     return e;
 }
 
-void CPtrList::FreeEntry(Entry* e)
+// Moves to the next block to carve, allocating one when none is left. Kept out of line so that
+// taking an entry stays a short path.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+CPtrList::Entry*
+CPtrList::FreshEntry()
 {
-    e->data = nullptr;
-    e->pPrev = nullptr;
+    while (m_nFresh == 0)
+    {
+        if (m_pCarve != nullptr && m_pCarve->pNext != nullptr)
+        {
+            // Blocks that an emptied list keeps are handed out again in order.
+            m_pCarve = m_pCarve->pNext;
+        }
+        else
+        {
+            // One allocation holds the block header followed by m_nBlockSize entries; new
+            // blocks go to the end of the chain, after the ones already carved.
+            size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
+            Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
+            block->pNext = nullptr;
+            if (m_pLastBlock != nullptr)
+            {
+                m_pLastBlock->pNext = block;
+            }
+            else
+            {
+                m_pBlocks = block;
+            }
+            m_pLastBlock = block;
+            m_pCarve = block;
+        }
+        m_nFresh = m_nBlockSize;
+    }
+    Entry* e = reinterpret_cast<Entry*>(m_pCarve) + 1 + (m_nBlockSize - m_nFresh);
+    --m_nFresh;
+    return e;
+}
+
+inline void CPtrList::FreeEntry(Entry* e)
+{
+    if (--m_nCount == 0)
+    {
+        // Nothing is in use any more: forget the free entries and carve the blocks again from
+        // the first, so the next filling lies in address order instead of in the order of
+        // removal.
+        Recarve();
+        return;
+    }
     e->pNext = m_pFree;
     m_pFree = e;
-    --m_nCount;
 }
 
-POSITION CPtrList::GetHeadPosition() const
+void CPtrList::Recarve()
 {
-    return reinterpret_cast<POSITION>(m_pHead);
-}
-
-POSITION CPtrList::GetTailPosition() const
-{
-    return reinterpret_cast<POSITION>(m_pTail);
-}
-
-void*& CPtrList::GetNext(POSITION& pos) const
-{
-    Entry* e = reinterpret_cast<Entry*>(pos);
-    pos = reinterpret_cast<POSITION>(e->pNext);
-    return e->data;
-}
-
-void*& CPtrList::GetPrev(POSITION& pos) const
-{
-    Entry* e = reinterpret_cast<Entry*>(pos);
-    pos = reinterpret_cast<POSITION>(e->pPrev);
-    return e->data;
-}
-
-void*& CPtrList::GetAt(POSITION pos) const
-{
-    return reinterpret_cast<Entry*>(pos)->data;
-}
-
-void CPtrList::SetAt(POSITION pos, void* p)
-{
-    reinterpret_cast<Entry*>(pos)->data = p;
-}
-
-void*& CPtrList::GetHead() const
-{
-    return m_pHead->data;
-}
-
-void*& CPtrList::GetTail() const
-{
-    return m_pTail->data;
+    m_pFree = nullptr;
+    m_pCarve = m_pBlocks;
+    m_nFresh = m_pBlocks != nullptr ? m_nBlockSize : 0;
 }
 
 POSITION CPtrList::AddHead(void* p)
@@ -211,17 +219,11 @@ void CPtrList::RemoveAt(POSITION pos)
 
 void CPtrList::RemoveAll()
 {
-    // Entries go back to the free list; the blocks are kept for reuse until destruction.
-    Entry* e = m_pHead;
-    while (e != nullptr)
-    {
-        Entry* next = e->pNext;
-        FreeEntry(e);
-        e = next;
-    }
+    // Every entry is free again at once; the blocks are kept for reuse until destruction.
     m_pHead = nullptr;
     m_pTail = nullptr;
     m_nCount = 0;
+    Recarve();
 }
 
 POSITION CPtrList::Find(void* p, POSITION after) const

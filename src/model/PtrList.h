@@ -27,15 +27,26 @@ public:
     int GetCount() const { return m_nCount; }
     int IsEmpty() const { return m_nCount == 0; }
 
-    POSITION GetHeadPosition() const;
-    POSITION GetTailPosition() const;
+    // The walking accessors are inline: every pass walks lists in its innermost loops.
+    POSITION GetHeadPosition() const { return reinterpret_cast<POSITION>(m_pHead); }
+    POSITION GetTailPosition() const { return reinterpret_cast<POSITION>(m_pTail); }
     /// Returns the entry at pos and advances pos to the next entry (null past the tail).
-    void*& GetNext(POSITION& pos) const;
-    void*& GetPrev(POSITION& pos) const;
-    void*& GetAt(POSITION pos) const;
-    void SetAt(POSITION pos, void* p);
-    void*& GetHead() const;
-    void*& GetTail() const;
+    void*& GetNext(POSITION& pos) const
+    {
+        Entry* e = reinterpret_cast<Entry*>(pos);
+        pos = reinterpret_cast<POSITION>(e->pNext);
+        return e->data;
+    }
+    void*& GetPrev(POSITION& pos) const
+    {
+        Entry* e = reinterpret_cast<Entry*>(pos);
+        pos = reinterpret_cast<POSITION>(e->pPrev);
+        return e->data;
+    }
+    void*& GetAt(POSITION pos) const { return reinterpret_cast<Entry*>(pos)->data; }
+    void SetAt(POSITION pos, void* p) { reinterpret_cast<Entry*>(pos)->data = p; }
+    void*& GetHead() const { return m_pHead->data; }
+    void*& GetTail() const { return m_pTail->data; }
 
     POSITION AddHead(void* p);
     POSITION AddTail(void* p);
@@ -61,14 +72,23 @@ private:
     };
 
     Entry* NewEntry(Entry* prev, Entry* next, void* p);
+    Entry* FreshEntry();
+    void Recarve();
     void FreeEntry(Entry* e);
 
     Entry* m_pHead = nullptr;
     Entry* m_pTail = nullptr;
+    // Entries handed back; taken before the untouched rest of the newest block.
     Entry* m_pFree = nullptr;
     Block* m_pBlocks = nullptr;
     int m_nCount = 0;
     int m_nBlockSize = 10;
+    // Blocks are carved front to back, in chain order: a short scratch list touches only the
+    // entries it uses instead of threading a whole block onto the free list, and an emptied list
+    // fills its blocks again in address order. m_nFresh entries of m_pCarve are still uncarved.
+    Block* m_pCarve = nullptr;
+    Block* m_pLastBlock = nullptr;
+    int m_nFresh = 0;
 };
 
 /// A typed view of CPtrList over element pointers; the list owns none of them.

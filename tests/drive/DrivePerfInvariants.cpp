@@ -1,0 +1,328 @@
+// What the faster drive must keep: lists that hand out recycled and fresh entries walk like a
+// plain list, pooled backups keep every node's and value's own numbers, and the save chain
+// still loses each relation's first occurrence when its good node is placed.
+#include "drive/DriveCheck.h"
+
+#include "QsolverInternal.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace qsolver::host;
+
+namespace
+{
+// A tiny deterministic generator, so that a failing sequence replays.
+struct Lcg
+{
+    uint64_t state;
+    uint32_t Below(uint32_t n)
+    {
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        return static_cast<uint32_t>((state >> 33) % n);
+    }
+};
+
+void ExpectSameWalks(CPtrList& list, const std::list<std::intptr_t>& model)
+{
+    ASSERT_EQ(list.GetCount(), static_cast<int>(model.size()));
+    std::vector<std::intptr_t> forward;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        forward.push_back(reinterpret_cast<std::intptr_t>(list.GetNext(pos)));
+    }
+    EXPECT_EQ(forward, std::vector<std::intptr_t>(model.begin(), model.end()));
+    std::vector<std::intptr_t> backward;
+    pos = list.GetTailPosition();
+    while (pos != nullptr)
+    {
+        backward.push_back(reinterpret_cast<std::intptr_t>(list.GetPrev(pos)));
+    }
+    EXPECT_EQ(backward, std::vector<std::intptr_t>(model.rbegin(), model.rend()));
+}
+
+POSITION PositionAt(CPtrList& list, std::size_t index)
+{
+    POSITION pos = list.GetHeadPosition();
+    for (std::size_t i = 0; i < index; ++i)
+    {
+        list.GetNext(pos);
+    }
+    return pos;
+}
+} // namespace
+
+TEST(PtrListReuse, RecycledAndFreshEntriesWalkLikeAPlainList)
+{
+    struct Row
+    {
+        const char* name;
+        int blockSize;
+        uint64_t seed;
+    };
+    // The default size goes through the shared block pool, the others do not.
+    const Row rows[] = {{"pooled blocks", 10, 1}, {"small blocks", 3, 2}, {"one per block", 1, 3}};
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        CPtrList list(row.blockSize);
+        std::list<std::intptr_t> model;
+        Lcg rng{row.seed};
+        std::intptr_t next = 1;
+        for (int step = 0; step < 3000; ++step)
+        {
+            const uint32_t op = rng.Below(10);
+            if (op <= 2)
+            {
+                list.AddTail(reinterpret_cast<void*>(next));
+                model.push_back(next++);
+            }
+            else if (op == 3)
+            {
+                list.AddHead(reinterpret_cast<void*>(next));
+                model.push_front(next++);
+            }
+            else if (op <= 5 && !model.empty())
+            {
+                const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
+                list.RemoveAt(PositionAt(list, at));
+                model.erase(std::next(model.begin(), static_cast<long>(at)));
+            }
+            else if (op == 6 && !model.empty())
+            {
+                const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
+                list.InsertBefore(PositionAt(list, at), reinterpret_cast<void*>(next));
+                model.insert(std::next(model.begin(), static_cast<long>(at)), next++);
+            }
+            else if (op == 7 && !model.empty())
+            {
+                const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
+                list.InsertAfter(PositionAt(list, at), reinterpret_cast<void*>(next));
+                model.insert(std::next(model.begin(), static_cast<long>(at) + 1), next++);
+            }
+            else if (op == 8 && rng.Below(20) == 0)
+            {
+                // Emptying keeps the blocks: later entries come from them again.
+                list.RemoveAll();
+                model.clear();
+            }
+            else if (!model.empty())
+            {
+                EXPECT_EQ(reinterpret_cast<std::intptr_t>(list.RemoveHead()), model.front());
+                model.pop_front();
+            }
+            ExpectSameWalks(list, model);
+            if (::testing::Test::HasFailure())
+            {
+                return;
+            }
+        }
+    }
+}
+
+TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
+{
+    // Nodes are made and destroyed between backups, so that slots handed back are handed out
+    // again to other nodes.
+    std::vector<std::unique_ptr<CNode>> nodes;
+    std::vector<std::unique_ptr<CVal>> values;
+    for (int i = 0; i < 60; ++i)
+    {
+        const double d = i;
+        switch (i % 3)
+        {
+            case 0:
+                nodes.emplace_back(new CVert(d, -d, 0.0));
+                break;
+            case 1:
+            {
+                XYZ through(d, 2 * d, 0.0);
+                VECTOR dir(0.6, 0.8, 0.0);
+                CVert p(through);
+                nodes.emplace_back(new CMathline(&p, dir));
+                break;
+            }
+            default:
+                nodes.emplace_back(new CMathcir(XYZ(d, d, 0.0), 1.0 + d));
+                break;
+        }
+        nodes.back()->BackupNode();
+        values.emplace_back(new CVal());
+        values.back()->SetValue(10.0 + d);
+        values.back()->BackupValue();
+        if (i % 4 == 3)
+        {
+            nodes.erase(nodes.begin() + i / 3);
+            values.erase(values.begin() + i / 5);
+        }
+    }
+    // Move everything, then restore: each object must get back what it saved.
+    std::vector<std::vector<double>> saved;
+    for (auto& node : nodes)
+    {
+        const drivecheck::Geom g = drivecheck::GeomOf(node.get());
+        saved.emplace_back(g.v, g.v + 4);
+        if (node->GetType() == SKT_NODE_POINT)
+        {
+            static_cast<CVert*>(node.get())->m_Pos = XYZ(-1.0, -1.0, 0.0);
+        }
+        else if (node->GetType() == SKT_NODE_LINE)
+        {
+            static_cast<CMathline*>(node.get())->m_Line.m_ThroughPoint = XYZ(-1.0, -1.0, 0.0);
+        }
+        else
+        {
+            static_cast<CMathcir*>(node.get())->m_dRadius = -1.0;
+        }
+        node->RestoreNode();
+    }
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+    {
+        const drivecheck::Geom g = drivecheck::GeomOf(nodes[i].get());
+        EXPECT_EQ(std::vector<double>(g.v, g.v + 4), saved[i]) << "node " << i;
+    }
+    std::vector<double> numbers;
+    for (auto& val : values)
+    {
+        numbers.push_back(val->m_dValue);
+        val->SetValue(-1.0);
+        val->RestoreValue();
+        EXPECT_EQ(val->m_dValue, numbers.back());
+    }
+
+    // A copy's backup is its own: changing the source's leaves the copy's alone.
+    std::unique_ptr<CNode> copy(nodes.front()->Copy());
+    std::unique_ptr<CVal> valCopy(values.front()->Copy());
+    *static_cast<CVert*>(nodes.front().get())->m_pBackupPos = XYZ(99.0, 99.0, 0.0);
+    *values.front()->m_pBackupValue = 99.0;
+    EXPECT_EQ(static_cast<CVert*>(copy.get())->m_pBackupPos->x, saved.front()[0]);
+    EXPECT_EQ(*valCopy->m_pBackupValue, numbers.front());
+}
+
+TEST(GoodNodePlacing, TakesTheFirstOccurrenceOfARelationSavedTwice)
+{
+    // A host may put a relation into the save chain a second time, at either end; placing a
+    // good node takes the relation's first occurrence only, wherever it stands.
+    Sketch s;
+    s.AddPoint("A", 0, 0);
+    s.AddPoint("B", 2, 0);
+    s.AddFix("fixA", "A");
+    s.AddFix("fixB", "B");
+    const int count = 24;
+    for (int i = 0; i < count; ++i)
+    {
+        s.AddPoint("P" + std::to_string(i), 1.0 + 2.0 * i, 1.0 + (i % 2));
+    }
+    s.AddPPdis("a0", "A", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
+    s.AddPPdis("b0", "B", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
+    for (int i = 1; i < count; ++i)
+    {
+        const std::string p = "P" + std::to_string(i);
+        const std::string q = "P" + std::to_string(i - 1);
+        s.AddPPdis("a" + std::to_string(i), i == 1 ? "B" : "P" + std::to_string(i - 2), p,
+                   ValueSpec::Own(1.0));
+        s.AddPPdis("b" + std::to_string(i), q, p, ValueSpec::Own(1.0));
+    }
+    // Distances measured from the geometry, so that nothing needs to move.
+    CRelList& rels = s.Relations();
+    POSITION pos = rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = rels.GetNext(pos);
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetValue(rel->GetActualVal());
+        }
+    }
+
+    s.BackupAll();
+    g_sktDriveRelChain.RemoveAll();
+    sktInitDrive(s.Nodes(), s.Relations());
+    sktRemoveGoodNodeFromChain();
+    ASSERT_EQ(g_sktGoodNodeChain.GetCount(), count);
+    ASSERT_EQ(sktBuildClusterChain(), 1);
+    sktRemoveGoodClusterFromChain();
+    ASSERT_EQ(sktSolveClusterChain(), 1);
+    ASSERT_EQ(sktSolveGoodClusterChain(), 1);
+    // The head relation belongs to the node placed first, the tail one to the node placed last.
+    CRel* early = g_sktSaveRelChain.GetHead();
+    CRel* late = g_sktSaveRelChain.GetTail();
+    g_sktSaveRelChain.AddTail(early);
+    g_sktSaveRelChain.AddHead(late);
+    ASSERT_EQ(sktSolveGoodNodeChain(), 1);
+
+    // What is left are the second occurrences: the original `late` entry and the added `early`.
+    ASSERT_EQ(g_sktSaveRelChain.GetCount(), 2);
+    EXPECT_EQ(g_sktSaveRelChain.GetHead(), late);
+    EXPECT_EQ(g_sktSaveRelChain.GetTail(), early);
+    EXPECT_EQ(g_sktKnownNodeChain.GetCount(), count);
+
+    CNodeList none;
+    CRelList noRels;
+    sktInitDrive(none, noRels);
+}
+
+TEST(HostDrive, EveryRelationIsReleasedAfterASolvedAndAFailedDrive)
+{
+    struct Row
+    {
+        const char* name;
+        double newValue;
+        bool ok;
+    };
+    // A strip of triangles: a modest change is re-solved; a distance longer than the two sides
+    // together cannot be met and the drive restores the sketch.
+    const Row rows[] = {{"solved", 2.2, true}, {"failed", 50.0, false}};
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        Sketch s;
+        s.AddPoint("A", 0, 0);
+        s.AddPoint("B", 2, 0);
+        s.AddFix("fixA", "A");
+        s.AddFix("fixB", "B");
+        for (int i = 0; i < 12; ++i)
+        {
+            s.AddPoint("P" + std::to_string(i), 1.0 + i, 1.0 + (i % 2));
+        }
+        s.AddPPdis("a0", "A", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
+        s.AddPPdis("b0", "B", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
+        for (int i = 1; i < 12; ++i)
+        {
+            const std::string p = "P" + std::to_string(i);
+            s.AddPPdis("a" + std::to_string(i), i == 1 ? "A" : "P" + std::to_string(i - 2), p,
+                       ValueSpec::Own(1.0));
+            s.AddPPdis("b" + std::to_string(i), "P" + std::to_string(i - 1), p,
+                       ValueSpec::Own(1.0));
+        }
+        CRelList& rels = s.Relations();
+        POSITION pos = rels.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = rels.GetNext(pos);
+            if (rel->m_pVal != nullptr)
+            {
+                rel->m_pVal->SetValue(rel->GetActualVal());
+            }
+        }
+        const DriveResult result = s.Drive({{"b5", row.newValue}});
+        EXPECT_EQ(result.IsOk(), row.ok) << result.message;
+        pos = rels.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = rels.GetNext(pos);
+            EXPECT_TRUE(rel->IsUnused()) << s.IdOf(rel);
+            if (rel->m_pVal != nullptr)
+            {
+                EXPECT_EQ(rel->m_pVal->m_bKnown, rel->m_pVal->m_bBackupKnown) << s.IdOf(rel);
+            }
+        }
+        EXPECT_TRUE(g_sktDriveRelChain.IsEmpty());
+    }
+}
