@@ -4,7 +4,7 @@
 // its file on failure; QSOLVER_RANDOM_SEED=S QSOLVER_RANDOM_SKETCHES=1 replays case S, and a
 // larger QSOLVER_RANDOM_SKETCHES runs that many from the seed on. QSOLVER_RANDOM_KEEP_GOING=1
 // reports every broken case instead of the first, QSOLVER_RANDOM_WHY=1 says why the host refused
-// a sketch or failed a drive.
+// a sketch or failed a drive, QSOLVER_RANDOM_PRINT=1 prints every case.
 #include "random/CaseCheck.h"
 
 #include <gtest/gtest.h>
@@ -119,6 +119,7 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
     Watchdog watchdog(kSanitized ? 120 : 30);
     // Hunting: report every broken case instead of stopping at the first.
     const bool keepGoing = EnvNumber("QSOLVER_RANDOM_KEEP_GOING", 0) != 0;
+    const bool print = EnvNumber("QSOLVER_RANDOM_PRINT", 0) != 0;
     Tally tally;
     for (uint64_t i = 0; i < count; ++i)
     {
@@ -126,6 +127,11 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
         watchdog.Start(seed);
         SeededBits bits(seed * 2 + (consistent ? 1 : 0));
         const Case c = Generate(bits, consistent);
+        if (print)
+        {
+            std::printf("seed %llu\n%s", static_cast<unsigned long long>(seed),
+                        Describe(c).c_str());
+        }
         const Outcome first = RunCase(c);
         const Outcome second = RunCase(c);
         const bool same = first.stage == second.stage && first.bits == second.bits;
