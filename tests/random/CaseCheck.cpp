@@ -267,6 +267,7 @@ Outcome RunCase(const Case& c, const Case* between)
                          drive.message.c_str());
         }
         out.stage = Stage::Failed;
+        out.caughtByCheck = drive.failed == DriveStep::Verify;
         if (!drive.restored || after != before)
         {
             out.fault = std::string("the sketch was not restored after the drive failed at: ") +

@@ -26,6 +26,8 @@ struct Outcome
     int verdict = 0;
     /// Every number and flag of the sketch at the end, bit for bit.
     std::vector<uint64_t> bits;
+    /// The solver reported success but the host's check of the result failed the drive.
+    bool caughtByCheck = false;
     /// What went wrong; empty when every property held.
     std::string fault;
     /// Largest residual over all relations after a successful drive.

@@ -89,6 +89,8 @@ struct Tally
     int analysed = 0;
     int driven = 0;
     int failed = 0;
+    /// Failed drives the solver reported as solved.
+    int caught = 0;
     /// Verdicts by their enum's number: ok, over-constrained, two contradictions.
     int verdicts[4] = {0, 0, 0, 0};
 };
@@ -160,6 +162,7 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
                 break;
             case Stage::Failed:
                 ++tally.failed;
+                tally.caught += first.caughtByCheck ? 1 : 0;
                 break;
         }
         if (first.stage != Stage::Refused && first.verdict >= 0 && first.verdict < 4)
@@ -167,13 +170,14 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
             ++tally.verdicts[first.verdict];
         }
     }
-    std::printf(
-        "%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
-        "failed and restored; verdicts %d ok, %d over-constrained, %d fixed contradiction, %d seed "
-        "contradiction\n",
-        static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
-        static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed, tally.driven,
-        tally.failed, tally.verdicts[0], tally.verdicts[1], tally.verdicts[2], tally.verdicts[3]);
+    std::printf("%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
+                "failed and restored (%d of them by the check of the result); verdicts %d ok, %d "
+                "over-constrained, %d fixed contradiction, %d seed "
+                "contradiction\n",
+                static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
+                static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed,
+                tally.driven, tally.failed, tally.caught, tally.verdicts[0], tally.verdicts[1],
+                tally.verdicts[2], tally.verdicts[3]);
 }
 
 uint64_t CaseCount(uint64_t normal)
