@@ -235,7 +235,8 @@ double RelationGap(CRel* rel, double target, double extent)
 
 // Checks the re-solved sketch as a host would. Fixed and reference nodes must not have moved;
 // those that moved by rounding only are put back exactly. Every relation with a known value must
-// measure it; relations sharing an unknown value must measure the same. Returns the message
+// measure it; relations sharing an unknown value must measure the same, which then becomes the
+// value's number. Returns the message
 // naming what failed, or an empty string. The check reads neither use states nor known flags,
 // so it releases each relation as it passes it (saving a walk over all of them); `released`
 // tells whether it got through them all.
@@ -305,6 +306,18 @@ std::string VerifyResult(Sketch& sketch, bool& released)
         }
     }
     released = true;
+    // Unknown values (reference dimensions) carry what their relations now measure: a pass that
+    // places nodes by construction does not measure them again, and a host shows them.
+    for (const auto& entry : firstOfValue)
+    {
+        CRel* ref = entry.second;
+        double measure = ref->GetActualVal();
+        if (ref->GetType() == SKT_REL_LLANG)
+        {
+            measure = std::fmod(ConstructedAngle(ref), TwoPi());
+        }
+        ref->m_pVal->m_dValue = measure;
+    }
     return std::string();
 }
 
