@@ -1,5 +1,5 @@
 // The loci the constructions intersect: roots and their order, tangency before reachability,
-// the degenerate-line limit, the side band and the offset of a moved line.
+// the degenerate-line limit and the offset of a moved line.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
@@ -77,38 +77,6 @@ TEST(IntersectCircleCircle, TangencyBeforeReachability)
         int k = sktIntersectCircleCircle(XYZ(row.ax, row.ay, 0), row.bx, XYZ(row.mx, row.my, 0),
                                          row.r, o1, o2);
         ExpectIntersections(row, k, o1, o2);
-    }
-}
-
-TEST(PointToLineDistance, MeasuresFromTheFootOrFromAWhenDegenerate)
-{
-    EXPECT_NEAR(sktGetPointToLineDistance(XYZ(3, -2, 0), XYZ(0, 0, 0), XYZ(1, 0, 0)), 2.0, kEps);
-    // A and B closer than the tolerance: the distance from A.
-    EXPECT_NEAR(sktGetPointToLineDistance(XYZ(3, 4, 0), XYZ(0, 0, 0), XYZ(0.000009, 0, 0)), 5.0,
-                kEps);
-}
-
-TEST(PointSideOfLine, BandOfTheSineAroundTheLine)
-{
-    MATHLINE xAxis(XYZ(0, 0, 0), VECTOR(1, 0, 0));
-    struct Row
-    {
-        const char* name;
-        XYZ p;
-        int side;
-    } rows[] = {
-        {"left", {0, 1, 0}, 1},
-        {"right", {0, -1, 0}, -1},
-        {"inside the band above", {5, 0.00001, 0}, 0},
-        {"inside the band below", {5, -0.00004, 0}, 0},
-        {"just outside the band", {1, 0.0000101, 0}, 1},
-        {"just outside the band below", {1, -0.0000101, 0}, -1},
-        {"the through point itself", {0, 0, 0}, 0},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(sktGetPointSideOfLine(row.p, xAxis), row.side);
     }
 }
 

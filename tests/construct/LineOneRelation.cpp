@@ -40,32 +40,6 @@ TEST(RegenerateLine, RelationCountsAndPairsWithoutAConstruction)
     }
 }
 
-TEST(RegenerateLine, EitherOrderOfDistanceAndAngle)
-{
-    for (int order = 0; order < 2; ++order)
-    {
-        SCOPED_TRACE(order);
-        Sketch s;
-        CMathline* k = s.Line(0, 0, 1, 0);
-        CMathline* k2 = s.Line(0, -4, 1, 0);
-        CMathline* l = s.Line(0, 3, 1, 0);
-        CVert* p = s.Point(0, 5);
-        CRel* ang = s.Ang(k, l, kHalfPi);
-        CRel* pl = s.PL(p, l, 2.0);
-        CRel* ll = s.LL(l, k2, 1.0);
-        Rels pointFirst = order == 0 ? Rels{pl, ang} : Rels{ang, pl};
-        Rels lineFirst = order == 0 ? Rels{ll, ang} : Rels{ang, ll};
-
-        EXPECT_EQ(sktRegenerateLine(l, pointFirst.list), 1);
-        // Turned to +y with the point (left of the old line) kept on its left at 2.
-        ExpectLine(l->m_Line, 2, 5, 0, 1);
-
-        EXPECT_EQ(sktRegenerateLine(l, lineFirst.list), 1);
-        // Turned to +y, with k2's through point (right of the old line) kept on its right.
-        ExpectLine(l->m_Line, -1, -4, 0, 1);
-    }
-}
-
 TEST(LineFromPLdis, KeepsThePointOnItsSideOfTheDirectedLine)
 {
     struct Row

@@ -1,71 +1,8 @@
-// Lines from two relations: the common tangent of two circles with its sense, toggle and
-// fallbacks, and directions from an angle placed beside a point or a line.
+// Lines at given distances from two points: the common tangent of two circles with its sense,
+// toggle and fallbacks.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
-
-TEST(LineFromPLdisLLang, PointKeepsItsSideAtTheDistance)
-{
-    struct Row
-    {
-        const char* name;
-        XYZ pointBefore;
-        XYZ pointNow;
-        XYZ through;
-    } rows[] = {
-        {"point was left", {0, 5, 0}, {0, 5, 0}, {2, 5, 0}},
-        {"point was right", {0, -5, 0}, {0, -5, 0}, {-2, -5, 0}},
-        {"point lay on the old line: through it", {4, 3, 0}, {1, 1, 0}, {1, 1, 0}},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        CMathline* k = s.Line(0, 0, 1, 0);
-        CMathline* l = s.Line(0, 3, 1, 0);
-        CVert* p = s.Point(row.pointBefore.x, row.pointBefore.y);
-        CRel* pl = s.PL(p, l, 2.0, false);
-        CRel* ang = s.Ang(k, l, kHalfPi);
-        MoveTo(p, row.pointNow.x, row.pointNow.y);
-
-        EXPECT_EQ(sktLineFromPLdisLLang(l, pl, ang), 1);
-
-        ExpectLine(l->m_Line, row.through.x, row.through.y, 0, 1);
-        EXPECT_EQ(pl->m_pVal->m_bKnown, 1);
-    }
-}
-
-TEST(LineFromLLdisLLang, PartnerKeepsItsSideAndFlagsAreLeft)
-{
-    struct Row
-    {
-        const char* name;
-        double partnerBeforeY;
-        XYZ partnerNow;
-        XYZ through;
-    } rows[] = {
-        {"partner was left", 5, {0, 6, 0}, {2, 6, 0}},
-        {"partner was right", -5, {0, -6, 0}, {-2, -6, 0}},
-        {"partner lay on the line", 3, {1, 1, 0}, {1, 1, 0}},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        CMathline* k = s.Line(0, 0, 1, 0);
-        CMathline* partner = s.Line(0, row.partnerBeforeY, 1, 0);
-        CMathline* l = s.Line(0, 3, 1, 0);
-        CRel* ll = s.LL(l, partner, 2.0, false);
-        CRel* ang = s.Ang(l, k, 3 * kHalfPi);
-        SetLine(partner, row.partnerNow.x, row.partnerNow.y, 1, 0);
-
-        EXPECT_EQ(sktLineFromLLdisLLang(l, ll, ang), 1);
-
-        // The line is the angle's first node: from it to k is 3pi/2, so it points along +y.
-        ExpectLine(l->m_Line, row.through.x, row.through.y, 0, 1);
-        EXPECT_EQ(ll->m_pVal->m_bKnown, 0);
-    }
-}
 
 TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
 {

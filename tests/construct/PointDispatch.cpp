@@ -1,4 +1,4 @@
-// How a point is placed from its relation list: counts, orders, the refused and diagnosed
+// How a point is placed from its relation list: counts, the refused and diagnosed
 // three-relation mixes, and the placements from one distance.
 #include "construct/ConstructSketch.h"
 
@@ -38,28 +38,6 @@ TEST(RegeneratePoint, RelationCountsWithoutAConstruction)
 
         ExpectAt(p->m_Pos, 1, 1, 0.0);
     }
-}
-
-TEST(RegeneratePoint, EitherOrderOfPointAndLineDistanceGivesOnePlacement)
-{
-    XYZ placed[2];
-    for (int order = 0; order < 2; ++order)
-    {
-        SCOPED_TRACE(order == 0 ? "point distance first" : "line distance first");
-        Sketch s;
-        CVert* c = s.Point(0, 0);
-        CMathline* l = s.Line(0, 0, 1, 0);
-        CVert* p = s.Point(-4, 3);
-        CRel* pp = s.PP(p, c, 5.0);
-        CRel* pl = s.PL(p, l, 3.0);
-        Rels rels = order == 0 ? Rels{pp, pl} : Rels{pl, pp};
-        MoveTo(c, 1, 0);
-
-        EXPECT_EQ(sktRegeneratePoint(p, rels.list), 1);
-        placed[order] = p->m_Pos;
-    }
-    ExpectAt(placed[0], -3, 3);
-    ExpectAt(placed[1], -3, 3);
 }
 
 TEST(RegeneratePoint, ThreeRelationsRefusedOrDiagnosed)
@@ -127,32 +105,6 @@ TEST(RegeneratePoint, ThreeRelationsRefusedOrDiagnosed)
             ASSERT_EQ(MessageCapture::Texts().size(), 1u);
             EXPECT_EQ(MessageCapture::Texts()[0], row.message);
         }
-    }
-}
-
-TEST(RegeneratePoint, ThreeRelationsPlacedWhateverTheOrderOfTheRealOne)
-{
-    // Lines y = 0 and x = 0 held equally far, a real distance 3 from x = 5: the bisector y = x
-    // meets x = 2. The first and third lines are parallel, which is not tested.
-    for (int realAt = 0; realAt < 3; ++realAt)
-    {
-        SCOPED_TRACE(realAt);
-        Sketch s;
-        CVert* p = s.Point(1, 1);
-        CMathline* xAxis = s.Line(0, 0, 1, 0);
-        CMathline* yAxis = s.Line(0, 0, 0, 1);
-        CMathline* right = s.Line(5, 0, 0, 1);
-        CRel* v1 = s.PL(p, xAxis, 7.0, false);
-        CRel* v2 = s.PL(p, yAxis, v1->m_pVal);
-        CRel* real = s.PL(p, right, 3.0);
-        Rels rels = realAt == 0   ? Rels{real, v1, v2}
-                    : realAt == 1 ? Rels{v1, real, v2}
-                                  : Rels{v1, v2, real};
-
-        EXPECT_EQ(sktRegeneratePoint(p, rels.list), 1);
-
-        ExpectAt(p->m_Pos, 2, 2);
-        EXPECT_NEAR(v1->m_pVal->m_dValue, 2.0, kEps);
     }
 }
 

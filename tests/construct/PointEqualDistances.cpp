@@ -4,25 +4,6 @@
 
 using namespace constructtest;
 
-TEST(PointFromThreeEqualPLdis, CentreOfTheCircleTouchingAllThreeLines)
-{
-    Sketch s;
-    CMathline* xAxis = s.Line(0, 0, 1, 0);
-    CMathline* yAxis = s.Line(0, 0, 0, 1);
-    CMathline* slanted = s.Line(4, 0, -1, 1);
-    CVert* p = s.Point(1, 1);
-    CRel* r1 = s.PL(p, xAxis, 0.0, false);
-    CRel* r2 = s.PL(p, yAxis, r1->m_pVal);
-    CRel* r3 = s.PL(p, slanted, r1->m_pVal);
-
-    EXPECT_EQ(sktPointFromThreeEqualPLdis(p, r1, r2, r3), 1);
-
-    const double c = 4 - 2 * std::sqrt(2.0);
-    ExpectAt(p->m_Pos, c, c);
-    EXPECT_NEAR(r1->m_pVal->m_dValue, c, kEps);
-    EXPECT_EQ(r1->m_pVal->m_bKnown, 0); // made known by the caller
-}
-
 TEST(PointFromThreeEqualPLdis, ParallelBisectorsGiveNothing)
 {
     Sketch s;

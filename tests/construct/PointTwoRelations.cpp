@@ -1,5 +1,5 @@
-// Points from two distances: the old branch kept, the toggles alternating only when the old
-// position is undecided, and the fallbacks by known flags with their side checks.
+// Points from two distances: the side tolerance of the old branch, the toggles alternating only
+// when the old position is undecided, and the fallbacks by known flags with their side checks.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
@@ -50,19 +50,6 @@ TEST(PointFromTwoPLdis, IntersectsTheOffsetsOnTheOldSides)
         EXPECT_EQ(r1->m_pVal->m_bKnown, 1);
         EXPECT_EQ(r2->m_pVal->m_bKnown, 1);
     }
-}
-
-TEST(PointFromTwoPLdis, OneLineTwiceIsRefused)
-{
-    Sketch s;
-    CMathline* l = s.Line(0, 0, 1, 0);
-    CVert* p = s.Point(1, 1);
-    CRel* r1 = s.PL(p, l, 1.0);
-    CRel* r2 = s.PL(p, l, 2.0);
-
-    EXPECT_EQ(sktPointFromTwoPLdis(p, r1, r2), 0);
-
-    ExpectAt(p->m_Pos, 1, 1, 0.0);
 }
 
 TEST(PointFromTwoPLdis, ParallelLinesByKnownFlags)
@@ -210,40 +197,6 @@ TEST(PointFromPPdisPLdis, LociApartByKnownFlags)
     }
 }
 
-TEST(PointFromTwoPPdis, KeepsTheTriangleOrientation)
-{
-    struct Row
-    {
-        const char* name;
-        XYZ before;
-        XYZ secondNow;
-        XYZ expected;
-    } rows[] = {
-        {"above", {3, 4, 0}, {6, 0, 0}, {3, 4, 0}},
-        {"below", {3, -4, 0}, {6, 0, 0}, {3, -4, 0}},
-        {"second moved, above", {3, 4, 0}, {8, 0, 0}, {4, 3, 0}},
-        {"second moved, below", {3, -4, 0}, {8, 0, 0}, {4, -3, 0}},
-        {"second turned over the first", {3, 4, 0}, {-6, 0, 0}, {-3, -4, 0}},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        ToggleScope toggle(g_cTwoPPdisToggle, 1);
-        Sketch s;
-        CVert* a = s.Point(0, 0);
-        CVert* b = s.Point(6, 0);
-        CVert* p = s.Point(row.before.x, row.before.y);
-        CRel* ra = s.PP(p, a, 5.0);
-        CRel* rb = s.PP(p, b, 5.0);
-        MoveTo(b, row.secondNow.x, row.secondNow.y);
-
-        EXPECT_EQ(sktPointFromTwoPPdis(p, ra, rb), 1);
-
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
-        EXPECT_EQ(g_cTwoPPdisToggle, 1);
-    }
-}
-
 TEST(PointFromTwoPPdis, CollinearOldTriangleAlternatesBetweenCalls)
 {
     ToggleScope toggle(g_cTwoPPdisToggle, 1);
@@ -277,53 +230,4 @@ TEST(PointFromTwoPPdis, TangentCirclesGiveTheTouchingPoint)
 
     ExpectAt(p->m_Pos, 3, 0);
     EXPECT_EQ(ra->m_pVal->m_bKnown, 1);
-}
-
-TEST(PointFromTwoPPdis, CirclesApartByKnownFlags)
-{
-    // Circles of radius 1 about (0, 0) and (5, 0) do not meet. The old point (3, 4) seen from
-    // (5, 0) lies along (-2, 4).
-    const double fx = 5 - 2 / std::sqrt(20.0);
-    const double fy = 4 / std::sqrt(20.0);
-    const double far = std::sqrt(4.4 * 4.4 + 0.64);
-    struct Row
-    {
-        const char* name;
-        Values values;
-        int result;
-        double x, y, value1, value2;
-        int known1;
-    } rows[] = {
-        {"both known", {1, 1, 1, 1, 0}, 0, 2, 2, 1, 1, 1},
-        {"one shared value", {1, 0, 0, 0, 1}, 0, 2, 2, 1, 1, 0},
-        {"two unknown values: the first places", {1, 0, 1, 0, 0}, 1, 0.6, 0.8, 1, far, 1},
-        {"first unknown: the second places",
-         {1, 0, 1, 1, 0},
-         1,
-         fx,
-         fy,
-         std::sqrt(fx * fx + fy * fy),
-         1,
-         0},
-        {"second unknown: the first places", {1, 1, 1, 0, 0}, 1, 0.6, 0.8, 1, far, 1},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        CVert* a = s.Point(0, 0);
-        CVert* b = s.Point(5, 0);
-        CVert* p = s.Point(3, 4);
-        const Values& v = row.values;
-        CRel* ra = s.PP(p, a, v.v1, v.k1 != 0);
-        CRel* rb = v.shared ? s.PP(p, b, ra->m_pVal) : s.PP(p, b, v.v2, v.k2 != 0);
-        MoveTo(p, 2, 2);
-
-        EXPECT_EQ(sktPointFromTwoPPdis(p, ra, rb), row.result);
-
-        ExpectAt(p->m_Pos, row.x, row.y);
-        EXPECT_NEAR(ra->m_pVal->m_dValue, row.value1, kEps);
-        EXPECT_NEAR(rb->m_pVal->m_dValue, row.value2, kEps);
-        EXPECT_EQ(ra->m_pVal->m_bKnown, row.known1);
-    }
 }

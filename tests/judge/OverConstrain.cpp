@@ -1,5 +1,5 @@
-// The over-constraint test on clusters assembled by hand: stripping of loose clusters, the pair
-// test and merges, the translation test and the counts.
+// The over-constraint test on clusters assembled by hand: the pair test and merges, the
+// translation test and the counts.
 #include "judge/JudgeInternal.h"
 #include "judge/JudgeTestUtil.h"
 
@@ -95,14 +95,6 @@ class OverConstrain : public ::testing::Test, public TwoBodies
 {
 };
 
-TEST_F(OverConstrain, SingleClusterWithoutRelationsIsNot)
-{
-    sketch.BackupAll();
-    AddCluster(sketch, {"X1", "X2"}, {});
-
-    EXPECT_EQ(Verdict(), 0);
-}
-
 TEST_F(OverConstrain, SingleRemainingClusterWithRelationsLeftIs)
 {
     // Three relations inside a cluster that can only move: it is not loose and stays alone.
@@ -113,19 +105,6 @@ TEST_F(OverConstrain, SingleRemainingClusterWithRelationsLeftIs)
     AddCluster(sketch, {"X1", "X2", "X3"}, {"dX1X2", "dX2X3", "dX3X1"}, 2);
 
     EXPECT_EQ(Verdict(), 1);
-}
-
-TEST_F(OverConstrain, LooseClusterTakesItsSharedRelationsOutOfThePool)
-{
-    // Inside relations of a loose cluster stay in the pool; shared ones leave it.
-    Dis("X1", "Y1");
-    Dis("X2", "X3");
-    sketch.BackupAll();
-    AddCluster(sketch, {"X1", "X2", "X3"}, {"dX1Y1", "dX2X3"}, 3);
-    AddCluster(sketch, {"Y1", "Y2"}, {}, 2);
-    AddCluster(sketch, {"Y3", "Y4"}, {}, 2);
-
-    EXPECT_EQ(Verdict(), 0);
 }
 
 struct TwoBodiesRow
@@ -204,28 +183,6 @@ TEST(OverConstrainTwoBodies, Table)
 
         EXPECT_EQ(bodies.Verdict(), row.expected);
     }
-}
-
-TEST_F(OverConstrain, RelationsAreDistributedToTheClustersOfTheirNodes)
-{
-    Dis("X1", "Y1");
-    Dis("X1", "X2");
-    Dis("Y2", "Y3");
-    sketch.BackupAll();
-    CCluster* x = AddCluster(sketch, {"X1", "X2"}, {"dY2Y3", "dX1Y1"});
-    CCluster* y = AddCluster(sketch, {"Y1", "Y2", "Y3"}, {"dX1X2"});
-    CCluster* z = AddCluster(sketch, {"X3"}, {});
-    CRelList pool;
-    for (const char* id : {"dY2Y3", "dX1Y1", "dX1X2"})
-    {
-        pool.AddTail(sketch.FindRelation(id));
-    }
-
-    sktDistributeRelations(pool, g_sktClusterChain);
-
-    EXPECT_EQ(RelIds(sketch, x->m_RelList), (std::vector<std::string>{"dX1Y1", "dX1X2"}));
-    EXPECT_EQ(RelIds(sketch, y->m_RelList), (std::vector<std::string>{"dY2Y3", "dX1Y1"}));
-    EXPECT_TRUE(z->m_RelList.IsEmpty());
 }
 
 TEST_F(OverConstrain, MergeMakesTheCarriedValueKnownUntilFinish)

@@ -374,32 +374,3 @@ TEST_F(LegalityTest, EqualUnknownValueOfALegalPairBecomesKnown)
     EXPECT_EQ(r2->IsUsed(), 1);
     EXPECT_EQ(p->m_nFreeNum, 0);
 }
-
-TEST_F(LegalityTest, OverConstrainedNodeIsRefusedUntouched)
-{
-    CNode* p = Subject('p');
-    CRel* rels[] = {Add(p, Pt(0, 0)), Add(p, Pt(9, 0)), Add(p, Pt(0, 9))};
-    p->m_nFreeNum = 1;
-
-    EXPECT_EQ(p->IsLegal(), 0);
-
-    for (CRel* r : rels)
-    {
-        EXPECT_EQ(r->IsActive(), 1);
-    }
-    EXPECT_EQ(p->m_nFreeNum, 1);
-}
-
-TEST_F(LegalityTest, RefusedCheckLeavesTheCollectedRelationsUsed)
-{
-    CNode* p = Subject('p');
-    CRel* r1 = Add(p, Pt(0, 0));
-    CRel* r2 = Add(p, Pt(0.5e-4, 0));
-    p->m_nFreeNum = 1;
-
-    EXPECT_EQ(p->IsLegal(), 0);
-
-    EXPECT_EQ(r1->IsUsed(), 1);
-    EXPECT_EQ(r2->IsUsed(), 1);
-    EXPECT_EQ(p->m_nFreeNum, 1);
-}

@@ -1,5 +1,5 @@
-// Relations: measures, and Active in each of its branches (known value, measuring an unknown value,
-// equal unknown values).
+// Relations: the freedoms Active takes at the coincidence boundary, and the refusals of equal
+// unknown values. Measuring is left to the whole-sketch suites.
 #include "ModelTestSupport.h"
 
 #include <memory>
@@ -106,110 +106,6 @@ TEST_F(RelationTest, KnownValueRemovesFreedomsFromTheTarget)
     }
 }
 
-TEST_F(RelationTest, FixBecomesUsedAndChangesNothingElse)
-{
-    CVert p(1, 1, 0);
-    CFix fix(&p);
-
-    EXPECT_EQ(fix.Active(&p), 1);
-
-    EXPECT_EQ(fix.IsUsed(), 1);
-    EXPECT_EQ(p.m_nFreeNum, 2);
-    EXPECT_TRUE(g_sktDefinedNodeChain.IsEmpty());
-}
-
-TEST_F(RelationTest, NodeThatIsNeitherEndMakesTheFirstNodeTheTarget)
-{
-    CVert a(0, 0, 0);
-    CVert b(1, 0, 0);
-    CVert stranger(5, 5, 0);
-    CPPdis r(&a, &b, 1, 1);
-
-    EXPECT_EQ(r.Active(&stranger), 1);
-
-    EXPECT_EQ(a.m_nFreeNum, 1);
-    EXPECT_EQ(b.m_nFreeNum, 2);
-    EXPECT_EQ(r.GetAnotherNode(&a), &b);
-    EXPECT_EQ(r.GetAnotherNode(&b), &a);
-    EXPECT_EQ(r.GetAnotherNode(&stranger), nullptr);
-}
-
-TEST_F(RelationTest, UnknownValueTowardAKnownNodeIsMeasured)
-{
-    CVert o(0, 0, 0);
-    CVert e(1, 0, 0);
-    CVert n(0, 1, 0);
-    CVert p(3, 4, 0);
-    CMathline xAxis(&o, &e);
-    CMathline yAxis(&o, &n);
-    CPPdis dist(&o, &p, 0, 0);
-    CPLdis height(&p, &xAxis, 0, 0);
-    CLLang angle(&yAxis, &xAxis, 0, 0);
-    struct Row
-    {
-        const char* name;
-        CRel* rel;
-        CNode* from;
-        double expected;
-    };
-    const Row rows[] = {
-        {"point-point distance", &dist, &o, 5.0},
-        {"point-line distance from the line", &height, &xAxis, 4.0},
-        {"angle from the second line to a known first", &angle, &xAxis, 3 * Pi() / 2},
-    };
-    o.SetKnown();
-    p.SetKnown();
-    xAxis.SetKnown();
-    yAxis.SetKnown();
-
-    for (const Row& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.rel->Active(row.from), 1);
-        EXPECT_NEAR(row.rel->m_pVal->GetValue(), row.expected, 1e-12);
-        EXPECT_EQ(row.rel->m_pVal->IsKnown(), 1);
-        EXPECT_EQ(row.rel->IsUsed(), 1);
-    }
-    EXPECT_TRUE(g_sktDefinedNodeChain.IsEmpty());
-}
-
-TEST_F(RelationTest, MeasuredValueThatOverDeterminesIsStillKept)
-{
-    ValueWeb web;
-    CVert& a = web.Point(0, 0, true);
-    CVert& b = web.Point(3, 4, true);
-    CVert& c = web.Point(6, 0, true);
-    CVert& d = web.Point(9, 9, true);
-    CPPdis& measured = web.Shared(a, b);
-    web.Shared(c, d, true);
-
-    EXPECT_EQ(measured.Active(&a), 0);
-
-    EXPECT_DOUBLE_EQ(web.v->GetValue(), 5.0);
-    EXPECT_EQ(web.v->IsKnown(), 1);
-    EXPECT_EQ(measured.IsUsed(), 1);
-}
-
-TEST_F(RelationTest, EqualUnknownValuesTakeOneFreedomTogether)
-{
-    ValueWeb web;
-    CVert& k1 = web.Point(0, 0);
-    CVert& k2 = web.Point(6, 0);
-    CVert& u = web.Point(3, 4);
-    CPPdis& r1 = web.Shared(k1, u);
-    CPPdis& r2 = web.Shared(k2, u);
-
-    EXPECT_EQ(r1.Active(&k1), 1);
-    EXPECT_EQ(u.m_nFreeNum, 2);
-    EXPECT_EQ(r1.IsActive(), 1);
-    EXPECT_EQ(r2.Active(&k2), 1);
-
-    EXPECT_EQ(u.m_nFreeNum, 1);
-    EXPECT_EQ(r2.IsActive(), 1);
-    EXPECT_EQ(web.v->IsKnown(), 0);
-    EXPECT_TRUE(g_sktDefinedNodeChain.IsEmpty());
-}
-
 TEST_F(RelationTest, EqualUnknownValuesRefusalsChangeNothing)
 {
     struct Row
@@ -265,31 +161,4 @@ TEST_F(RelationTest, OnlyDistanceAndAngleRelationsCountAsSharers)
     EXPECT_EQ(rel.Active(&k), 1);
 
     EXPECT_EQ(u.m_nFreeNum, 2);
-}
-
-TEST_F(RelationTest, ActualValuesOfEachKind)
-{
-    CVert a(0, 0, 0);
-    CVert b(3, 4, 0);
-    CVert c(0, 2, 0);
-    CVert d(5, 2, 0);
-    CMathline lower(&a, &b);
-    CVert e(1, 0, 0);
-    CMathline xAxis(&a, &e);
-    CMathline upper(&c, &d);
-    CPPdis pp(&a, &b, 0, 0);
-    CPLdis pl(&b, &xAxis, 0, 0);
-    CLLdis parallel(&xAxis, &upper, 0, 0);
-    CLLdis crossing(&xAxis, &lower, 0, 0);
-    CLLang angle(&xAxis, &lower, 0, 0);
-    CLLang back(&lower, &xAxis, 0, 0);
-    CRel base(&a, &b, 7, 1);
-
-    EXPECT_DOUBLE_EQ(pp.GetActualVal(), 5);
-    EXPECT_DOUBLE_EQ(pl.GetActualVal(), 4);
-    EXPECT_DOUBLE_EQ(parallel.GetActualVal(), 2);
-    EXPECT_DOUBLE_EQ(crossing.GetActualVal(), 0);
-    EXPECT_DOUBLE_EQ(angle.GetActualVal(), std::atan2(4.0, 3.0));
-    EXPECT_DOUBLE_EQ(back.GetActualVal(), 2 * Pi() - std::atan2(4.0, 3.0));
-    EXPECT_EQ(base.GetActualVal(), 0.0);
 }
