@@ -1,6 +1,8 @@
 // The sketch a host owns, and the analysis sequence it runs over it.
 #include "Sketch.h"
 
+#include "model/Prefetch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
@@ -645,15 +647,6 @@ namespace
 // objects a few steps ahead lets the waits for memory overlap.
 constexpr int kBackupLookahead = 8;
 
-inline void PrefetchObject(const void* p)
-{
-#if defined(__GNUC__)
-    __builtin_prefetch(p);
-#else
-    (void)p;
-#endif
-}
-
 void BackupValues(const std::vector<CVal*>& values)
 {
     const std::size_t count = values.size();
@@ -661,7 +654,7 @@ void BackupValues(const std::vector<CVal*>& values)
     {
         if (i + kBackupLookahead < count)
         {
-            PrefetchObject(values[i + kBackupLookahead]);
+            sktPrefetch(values[i + kBackupLookahead]);
         }
         values[i]->BackupValue();
         values[i]->BackupKnownFlag();
@@ -681,7 +674,7 @@ void Sketch::BackupAll()
     {
         if (ahead != nullptr)
         {
-            PrefetchObject(m_nodes.GetNext(ahead));
+            sktPrefetch(m_nodes.GetNext(ahead));
         }
         m_nodes.GetNext(pos)->BackupNode();
     }

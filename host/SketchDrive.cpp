@@ -1,6 +1,8 @@
 // The drive sequence of a host, written once for the tools, the tests and the benchmark.
 #include "SketchDrive.h"
 
+#include "model/Prefetch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <unordered_map>
@@ -14,15 +16,6 @@ namespace
 // The checks walk every node and relation of the sketch; asking for the objects a few steps
 // ahead lets the waits for memory overlap.
 constexpr int kLookahead = 8;
-
-inline void PrefetchObject(const void* p)
-{
-#if defined(__GNUC__)
-    __builtin_prefetch(p);
-#else
-    (void)p;
-#endif
-}
 
 // A position `steps` entries after pos (null past the tail).
 POSITION Ahead(const CPtrList& list, POSITION pos, int steps)
@@ -98,12 +91,12 @@ double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
     {
         if (ahead != nullptr)
         {
-            PrefetchObject(nodes.GetNext(ahead));
+            sktPrefetch(nodes.GetNext(ahead));
         }
         if (near != nullptr)
         {
             // Arrived by now: ask for its relation list, which IsFixed walks.
-            PrefetchObject(nodes.GetNext(near)->m_RelList.GetHeadPosition());
+            sktPrefetch(nodes.GetNext(near)->m_RelList.GetHeadPosition());
         }
         CNode* node = nodes.GetNext(pos);
         if ((node->IsRefObject() != 0 || node->IsFixed() != 0) && HasBackup(node))
@@ -271,14 +264,14 @@ std::string VerifyResult(Sketch& sketch, bool& released)
     {
         if (ahead != nullptr)
         {
-            PrefetchObject(rels.GetNext(ahead));
+            sktPrefetch(rels.GetNext(ahead));
         }
         if (near != nullptr)
         {
             CRel* soon = rels.GetNext(near);
-            PrefetchObject(soon->m_pVal);
-            PrefetchObject(soon->m_pNode1);
-            PrefetchObject(soon->m_pNode2);
+            sktPrefetch(soon->m_pVal);
+            sktPrefetch(soon->m_pNode1);
+            sktPrefetch(soon->m_pNode2);
         }
         CRel* rel = rels.GetNext(pos);
         ReleaseRelation(rel);
