@@ -73,6 +73,11 @@ struct TwoBodies
     {
         sketch.AddPPdis("d" + a + b, a, b, ValueSpec::Own(v));
     }
+    // A distance whose value the sketch leaves open: it joins nothing, yet the clusters list it.
+    void OpenDis(const std::string& a, const std::string& b)
+    {
+        sketch.AddPPdis("u" + a + b, a, b, ValueSpec::Own(5, false));
+    }
     void Ang(const std::string& a, const std::string& b, double radians)
     {
         sketch.AddLLang("a" + a + b, a, b, ValueSpec::Own(radians));
@@ -115,8 +120,8 @@ struct TwoBodiesRow
     int expected;
     const char* pairs; // further two-point bodies, one letter each
     bool hold;         // XL1 and YL1 keep their directions
-    // "d A B" a distance of 5 between points, "a A B deg" an angle between lines, "h P L" a
-    // distance of 1 from a point to a line; separated by commas.
+    // "d A B" a distance of 5 between points, "u A B" one of unknown value, "a A B deg" an angle
+    // between lines, "h P L" a distance of 1 from a point to a line; separated by commas.
     const char* rels;
 };
 
@@ -147,6 +152,20 @@ TEST(OverConstrainTwoBodies, Table)
         {"four bodies pairwise joined by two distances: three too many", 3, 3, 1, "ZW", false,
          "d X1 Y1, d X2 Y2, d X1 Z1, d X2 Z2, d X1 W1, d X2 W2, "
          "d Y1 Z1, d Y2 Z2, d Y1 W1, d Y2 W2, d Z1 W1, d Z2 W2"},
+        // Each pair below differs by one relation or one free number at the edge of a count.
+        {"four bodies, nine distances: exactly twelve less three", 3, 3, 0, "ZW", false,
+         "d X1 Y1, d X2 Y2, d X1 Z1, d X2 Z2, d X3 W1, d Y1 Z1, d Y1 W1, d Z1 W1, d Z2 W2"},
+        {"four bodies, ten distances: one past twelve less three", 3, 3, 1, "ZW", false,
+         "d X1 Y1, d X2 Y2, d X1 Z1, d X2 Z2, d X3 W1, d Y1 Z1, d Y1 W1, d Y2 W2, d Z1 W1, "
+         "d Z2 W2"},
+        {"one angle between two bodies that both turn", 3, 3, 0, "", false,
+         "a XL1 YL1 30, d X1 Y1, u X2 Y2, u X3 Y3"},
+        {"one angle against a body that cannot turn", 3, 2, 1, "", false,
+         "a XL1 YL1 30, d X1 Y1, u X2 Y2, u X3 Y3"},
+        {"two angles alone on the first body, two freedoms spare", 3, 3, 0, "ZW", false,
+         "a XL1 YL1 30, a XL2 YL2 60, d Y1 Z1, d Y2 Z2, d Y1 W1, d Y2 W2, d Z1 W1, u Z2 W2"},
+        {"two angles alone on the first body, one freedom spare", 3, 3, 1, "ZW", false,
+         "a XL1 YL1 30, a XL2 YL2 60, d Y1 Z1, d Y2 Z2, d Y1 W1, d Y2 W2, d Z1 W1, d Z2 W2"},
     };
     for (const TwoBodiesRow& row : rows)
     {
@@ -173,6 +192,10 @@ TEST(OverConstrainTwoBodies, Table)
                 double degrees = 0.0;
                 rels >> degrees;
                 bodies.Ang(a, b, degrees * kPi / 180.0);
+            }
+            else if (kind == "u")
+            {
+                bodies.OpenDis(a, b);
             }
             else
             {
