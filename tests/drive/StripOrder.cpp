@@ -1,6 +1,7 @@
 // The stripping of good nodes and good clusters keeps the order of a plain sweep walk: random
 // sketches are stripped both ways and every chain, state and count must agree.
 #include "QsolverInternal.h"
+#include "common/RandomRows.h"
 #include "drive/DriveCheck.h"
 #include "drive/DriveInternal.h"
 
@@ -13,7 +14,7 @@
 namespace
 {
 // A sketch of random points and lines with random relations, some sharing unknown values.
-class RandomSketch
+class RandomSketch : public randomrows::OwnedSketch
 {
 public:
     explicit RandomSketch(unsigned seed)
@@ -71,9 +72,7 @@ public:
         }
         for (int i = 0; i < nodeCount / 6; ++i)
         {
-            CNode* n = nodes[rng() % nodes.size()].get();
-            rels.push_back(std::make_unique<CFix>(n));
-            n->AddRel(rels.back().get());
+            Fix(nodes[rng() % nodes.size()].get());
         }
         Finish();
     }
@@ -85,14 +84,7 @@ public:
             nodeList.AddTail(n.get());
             n->BackupNode();
         }
-        for (auto& r : rels)
-        {
-            relList.AddTail(r.get());
-            if (r->m_pVal != nullptr)
-            {
-                r->m_pVal->BackupKnownFlag();
-            }
-        }
+        ListRels(false);
     }
 
     /// Rigid triangles joined by bars to earlier ones, some with a line through two corners,
@@ -135,8 +127,7 @@ public:
                 {
                     for (CVert* c : p)
                     {
-                        rels.push_back(std::make_unique<CFix>(c));
-                        c->AddRel(rels.back().get());
+                        Fix(c);
                     }
                 }
                 continue;
@@ -170,61 +161,24 @@ public:
         }
     }
 
-    ~RandomSketch()
-    {
-        for (auto& r : rels)
-        {
-            r->CutRelWithNode();
-        }
-        rels.clear();
-    }
-
-    std::vector<std::unique_ptr<CNode>> nodes;
-    std::vector<std::unique_ptr<CRel>> rels;
-    CNodeList nodeList;
-    CRelList relList;
-
 private:
     void AddRelation(CNode* a, CNode* b, double value, bool share, std::vector<CVal*>& shared,
                      std::mt19937& rng, bool always = false)
     {
-        const bool pa = a->GetType() == SKT_NODE_POINT;
-        const bool pb = b->GetType() == SKT_NODE_POINT;
+        const bool lines = a->GetType() == SKT_NODE_LINE && b->GetType() == SKT_NODE_LINE;
         CVal* val = nullptr;
         if (share && !shared.empty() && (always || rng() % 2 == 0))
         {
             val = shared[rng() % shared.size()];
         }
-        CRel* rel = nullptr;
-        if (pa && pb)
-        {
-            rel = val ? new CPPdis(static_cast<CVert*>(a), static_cast<CVert*>(b), val)
-                      : new CPPdis(static_cast<CVert*>(a), static_cast<CVert*>(b), value,
-                                   share ? 0 : 1);
-        }
-        else if (pa || pb)
-        {
-            CVert* p = static_cast<CVert*>(pa ? a : b);
-            CMathline* l = static_cast<CMathline*>(pa ? b : a);
-            rel = val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, share ? 0 : 1);
-        }
-        else if (rng() % 2 == 0)
-        {
-            rel = new CLLang(static_cast<CMathline*>(a), static_cast<CMathline*>(b), 0.5, 1);
-        }
-        else
-        {
-            CMathline* la = static_cast<CMathline*>(a);
-            CMathline* lb = static_cast<CMathline*>(b);
-            rel = val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, share ? 0 : 1);
-        }
+        CRel* rel = lines && rng() % 2 == 0
+                        ? new CLLang(static_cast<CMathline*>(a), static_cast<CMathline*>(b), 0.5, 1)
+                        : randomrows::NewDistance(a, b, val, value, share ? 0 : 1);
         if (share && val == nullptr)
         {
             shared.push_back(rel->m_pVal);
         }
-        rels.push_back(std::unique_ptr<CRel>(rel));
-        a->AddRel(rel);
-        b->AddRel(rel);
+        Attach(rel, a, b);
     }
 };
 

@@ -2,6 +2,7 @@
 // after another: random sketches of small rigid bodies joined by bars are split both ways and
 // every cluster, chain, state, free number and value must agree.
 #include "QsolverInternal.h"
+#include "common/RandomRows.h"
 #include "judge/JudgeInternal.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +19,7 @@ namespace
 // Bodies of two to four points or lines with every pair related, joined in a row and at random
 // by bars; some distances are zero, some nodes coincide, some values are shared, a few sketches
 // hold unknown values (the loop then takes the plain steps), and some bodies are fixed.
-class BodySketch
+class BodySketch : public randomrows::OwnedSketch
 {
 public:
     explicit BodySketch(unsigned seed) : m_Rng(seed)
@@ -80,9 +81,7 @@ public:
             const int fixes = m_Rng() % 8 == 0 ? 2 : 1;
             for (int k = 0; k < fixes; ++k)
             {
-                CNode* n = nodes[m_Rng() % nodes.size()].get();
-                rels.push_back(std::make_unique<CFix>(n));
-                n->AddRel(rels.back().get());
+                Fix(nodes[m_Rng() % nodes.size()].get());
             }
         }
 
@@ -130,16 +129,13 @@ public:
         }
         for (int i = 0; i < 3; ++i)
         {
-            rels.push_back(std::make_unique<CFix>(nodes[static_cast<size_t>(i)].get()));
-            nodes[static_cast<size_t>(i)]->AddRel(rels.back().get());
+            Fix(nodes[static_cast<size_t>(i)].get());
         }
         auto bar = [this](int a, int b)
         {
             CVert* pa = static_cast<CVert*>(nodes[static_cast<size_t>(a)].get());
             CVert* pb = static_cast<CVert*>(nodes[static_cast<size_t>(b)].get());
-            rels.push_back(std::make_unique<CPPdis>(pa, pb, 1.0 + 0.1 * (a % 5), 1));
-            pa->AddRel(rels.back().get());
-            pb->AddRel(rels.back().get());
+            Attach(new CPPdis(pa, pb, 1.0 + 0.1 * (a % 5), 1), pa, pb);
         };
         for (int k = 1; k <= row.links; ++k)
         {
@@ -154,30 +150,8 @@ public:
         {
             nodeList.AddTail(n.get());
         }
-        for (auto& r : rels)
-        {
-            relList.AddTail(r.get());
-            if (r->m_pVal != nullptr)
-            {
-                r->m_pVal->BackupKnownFlag();
-                r->m_pVal->BackupValue();
-            }
-        }
+        ListRels(true);
     }
-
-    ~BodySketch()
-    {
-        for (auto& r : rels)
-        {
-            r->CutRelWithNode();
-        }
-        rels.clear();
-    }
-
-    std::vector<std::unique_ptr<CNode>> nodes;
-    std::vector<std::unique_ptr<CRel>> rels;
-    CNodeList nodeList;
-    CRelList relList;
 
 private:
     CNode* NewNode(std::uniform_real_distribution<double>& coord)
@@ -206,8 +180,7 @@ private:
 
     void Relate(CNode* a, CNode* b, bool withUnknowns, bool unknown = false)
     {
-        const bool pa = a->GetType() == SKT_NODE_POINT;
-        const bool pb = b->GetType() == SKT_NODE_POINT;
+        const bool lines = a->GetType() == SKT_NODE_LINE && b->GetType() == SKT_NODE_LINE;
         // A zero distance determines a point from one other alone.
         const double value =
             m_Rng() % (withUnknowns ? 8 : 30) == 0 ? 0.0 : 1.0 + static_cast<double>(m_Rng() % 4);
@@ -215,39 +188,15 @@ private:
         CVal* val = !unknown && m_Rng() % 6 == 0 && !m_Shared.empty()
                         ? m_Shared[m_Rng() % m_Shared.size()]
                         : nullptr;
-        CRel* rel = nullptr;
-        if (pa && pb)
-        {
-            auto* va = static_cast<CVert*>(a);
-            auto* vb = static_cast<CVert*>(b);
-            rel = val ? new CPPdis(va, vb, val) : new CPPdis(va, vb, value, known);
-        }
-        else if (pa || pb)
-        {
-            auto* p = static_cast<CVert*>(pa ? a : b);
-            auto* l = static_cast<CMathline*>(pa ? b : a);
-            rel = val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, known);
-        }
-        else
-        {
-            auto* la = static_cast<CMathline*>(a);
-            auto* lb = static_cast<CMathline*>(b);
-            if (m_Rng() % 2 == 0)
-            {
-                rel = new CLLang(la, lb, (m_Rng() % 3) * 0.5 * std::acos(0.0), known);
-            }
-            else
-            {
-                rel = val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, known);
-            }
-        }
+        CRel* rel = lines && m_Rng() % 2 == 0
+                        ? new CLLang(static_cast<CMathline*>(a), static_cast<CMathline*>(b),
+                                     (m_Rng() % 3) * 0.5 * std::acos(0.0), known)
+                        : randomrows::NewDistance(a, b, val, value, known);
         if (val == nullptr && rel->m_pVal != nullptr && rel->GetType() != SKT_REL_LLANG)
         {
             m_Shared.push_back(rel->m_pVal);
         }
-        rels.push_back(std::unique_ptr<CRel>(rel));
-        a->AddRel(rel);
-        b->AddRel(rel);
+        Attach(rel, a, b);
     }
 
     std::mt19937 m_Rng;

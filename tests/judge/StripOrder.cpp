@@ -1,6 +1,7 @@
 // The stripping of sktInitJudge keeps the order and result of plain sweeps over the whole chain:
 // random sketches are opened both ways and every chain, state, free number and flag must agree.
 #include "QsolverInternal.h"
+#include "common/RandomRows.h"
 #include "judge/JudgeInternal.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +18,7 @@ namespace
 // Random points and lines, some coincident or parallel so that legality tests fail, joined by
 // random relations (some sharing unknown values), with a few fixed and reference nodes, and a
 // zigzag strip that the sweeps take apart one node per walk from its far end.
-class RandomSketch
+class RandomSketch : public randomrows::OwnedSketch
 {
 public:
     explicit RandomSketch(unsigned seed)
@@ -86,8 +87,7 @@ public:
             const unsigned mark = rng() % 12;
             if (mark == 0)
             {
-                rels.push_back(std::make_unique<CFix>(n.get()));
-                n->AddRel(rels.back().get());
+                Fix(n.get());
             }
             else if (mark == 1)
             {
@@ -107,79 +107,38 @@ public:
             nodeList.AddTail(n);
             n->BackupNode();
         }
-        for (auto& r : rels)
-        {
-            relList.AddTail(r.get());
-            if (r->m_pVal != nullptr)
-            {
-                r->m_pVal->BackupKnownFlag();
-            }
-        }
+        ListRels(false);
     }
 
     ~RandomSketch()
     {
-        for (auto& r : rels)
-        {
-            r->CutRelWithNode();
-        }
-        rels.clear();
         for (auto& n : nodes)
         {
             n->m_pRefID = nullptr;
         }
     }
 
-    std::vector<std::unique_ptr<CNode>> nodes;
-    std::vector<std::unique_ptr<CRel>> rels;
     std::vector<std::unique_ptr<int>> refs;
-    CNodeList nodeList;
-    CRelList relList;
 
 private:
     void Relate(CNode* a, CNode* b, std::mt19937& rng, std::vector<CVal*>& shared)
     {
-        const bool pa = a->GetType() == SKT_NODE_POINT;
-        const bool pb = b->GetType() == SKT_NODE_POINT;
+        const bool lines = a->GetType() == SKT_NODE_LINE && b->GetType() == SKT_NODE_LINE;
         const double value = static_cast<double>(rng() % 4);
         const bool share = rng() % 5 == 0;
         CVal* val = share && !shared.empty() ? shared[rng() % shared.size()] : nullptr;
         const unsigned char known = rng() % 6 == 0 ? 0 : 1;
-        CRel* rel = nullptr;
-        if (pa && pb)
-        {
-            auto* va = static_cast<CVert*>(a);
-            auto* vb = static_cast<CVert*>(b);
-            rel = val ? new CPPdis(va, vb, val) : new CPPdis(va, vb, value, known);
-        }
-        else if (pa || pb)
-        {
-            auto* p = static_cast<CVert*>(pa ? a : b);
-            auto* l = static_cast<CMathline*>(pa ? b : a);
-            rel = val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, known);
-        }
-        else
-        {
-            auto* la = static_cast<CMathline*>(a);
-            auto* lb = static_cast<CMathline*>(b);
-            if (rng() % 2 == 0)
-            {
-                // Angles of 0 and of a right angle both occur.
-                rel = new CLLang(la, lb, (rng() % 2) * std::acos(0.0), known);
-            }
-            else
-            {
-                rel = val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, known);
-            }
-        }
+        // Angles of 0 and of a right angle both occur.
+        CRel* rel = lines && rng() % 2 == 0
+                        ? new CLLang(static_cast<CMathline*>(a), static_cast<CMathline*>(b),
+                                     (rng() % 2) * std::acos(0.0), known)
+                        : randomrows::NewDistance(a, b, val, value, known);
         if (share && val == nullptr && rel->m_pVal != nullptr)
         {
             rel->m_pVal->SetUnknown();
             shared.push_back(rel->m_pVal);
         }
-        rels.push_back(std::unique_ptr<CRel>(rel));
-        a->AddRel(rel);
-        b->AddRel(rel);
+        Attach(rel, a, b);
     }
 };
 

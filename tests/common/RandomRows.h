@@ -1,0 +1,92 @@
+// What the random sketch generators of the property suites share: they own their nodes and
+// relations, hand the passes the two lists, and relate any two nodes by a distance.
+#pragma once
+
+#include "QsolverInternal.h"
+
+#include <memory>
+#include <vector>
+
+namespace randomrows
+{
+
+/// A distance between two nodes of any kind: point-point, point-line or line-line. It takes
+/// `val` when one is given (a shared value), else a value of its own.
+inline CRel* NewDistance(CNode* a, CNode* b, CVal* val, double value, unsigned char known)
+{
+    const bool pa = a->GetType() == SKT_NODE_POINT;
+    const bool pb = b->GetType() == SKT_NODE_POINT;
+    if (pa && pb)
+    {
+        auto* va = static_cast<CVert*>(a);
+        auto* vb = static_cast<CVert*>(b);
+        return val ? new CPPdis(va, vb, val) : new CPPdis(va, vb, value, known);
+    }
+    if (pa || pb)
+    {
+        auto* p = static_cast<CVert*>(pa ? a : b);
+        auto* l = static_cast<CMathline*>(pa ? b : a);
+        return val ? new CPLdis(p, l, val) : new CPLdis(p, l, value, known);
+    }
+    auto* la = static_cast<CMathline*>(a);
+    auto* lb = static_cast<CMathline*>(b);
+    return val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, known);
+}
+
+/// Owns a generated sketch; cuts every relation from its nodes before they go.
+class OwnedSketch
+{
+public:
+    OwnedSketch() = default;
+    OwnedSketch(const OwnedSketch&) = delete;
+    OwnedSketch& operator=(const OwnedSketch&) = delete;
+
+    ~OwnedSketch()
+    {
+        for (auto& r : rels)
+        {
+            r->CutRelWithNode();
+        }
+        rels.clear();
+    }
+
+    std::vector<std::unique_ptr<CNode>> nodes;
+    std::vector<std::unique_ptr<CRel>> rels;
+    CNodeList nodeList;
+    CRelList relList;
+
+protected:
+    /// Takes `rel` between `a` and `b`.
+    void Attach(CRel* rel, CNode* a, CNode* b)
+    {
+        rels.push_back(std::unique_ptr<CRel>(rel));
+        a->AddRel(rel);
+        b->AddRel(rel);
+    }
+
+    void Fix(CNode* n)
+    {
+        rels.push_back(std::make_unique<CFix>(n));
+        n->AddRel(rels.back().get());
+    }
+
+    /// Lists the relations in creation order, backing up each value's known flag (and with
+    /// `values` the value too) so that a pass can be run again from the same start.
+    void ListRels(bool values)
+    {
+        for (auto& r : rels)
+        {
+            relList.AddTail(r.get());
+            if (r->m_pVal != nullptr)
+            {
+                r->m_pVal->BackupKnownFlag();
+                if (values)
+                {
+                    r->m_pVal->BackupValue();
+                }
+            }
+        }
+    }
+};
+
+} // namespace randomrows
