@@ -33,21 +33,6 @@ void DrawSharedValueTriple(Sketch& s)
     s.AddPLdis("r5", "P1", "L0", ValueSpec::Shared("v1"));
 }
 
-// Every relation's value and known flag, in creation order.
-std::vector<std::pair<double, int>> ValuesOf(Sketch& s)
-{
-    std::vector<std::pair<double, int>> v;
-    for (const std::string& id : s.RelationIds())
-    {
-        CRel* rel = s.FindRelation(id);
-        if (rel->m_pVal != nullptr)
-        {
-            v.emplace_back(rel->m_pVal->m_dValue, rel->m_pVal->m_bKnown);
-        }
-    }
-    return v;
-}
-
 bool InAnyClusterList(CRel* rel)
 {
     POSITION pos = g_sktClusterChain.GetHeadPosition();

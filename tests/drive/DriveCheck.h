@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace drivecheck
@@ -141,6 +142,21 @@ inline double Orientation(Sketch& sketch, const char* a, const char* b, const ch
     const XYZ& pb = sketch.FindPoint(b)->m_Pos;
     const XYZ& pc = sketch.FindPoint(c)->m_Pos;
     return (pb.x - pa.x) * (pc.y - pa.y) - (pb.y - pa.y) * (pc.x - pa.x);
+}
+
+/// Every relation's value and known flag, in creation order.
+inline std::vector<std::pair<double, int>> ValuesOf(Sketch& s)
+{
+    std::vector<std::pair<double, int>> v;
+    for (const std::string& id : s.RelationIds())
+    {
+        CRel* rel = s.FindRelation(id);
+        if (rel->m_pVal != nullptr)
+        {
+            v.emplace_back(rel->m_pVal->m_dValue, rel->m_pVal->m_bKnown);
+        }
+    }
+    return v;
 }
 
 } // namespace drivecheck

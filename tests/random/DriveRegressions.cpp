@@ -33,20 +33,6 @@ namespace
     return ::testing::AssertionSuccess();
 }
 
-// Every relation's value and known flag, in creation order.
-std::vector<std::pair<double, int>> ValuesOf(Sketch& s)
-{
-    std::vector<std::pair<double, int>> v;
-    for (const std::string& id : s.RelationIds())
-    {
-        CRel* rel = s.FindRelation(id);
-        if (rel->m_pVal != nullptr)
-        {
-            v.emplace_back(rel->m_pVal->m_dValue, rel->m_pVal->m_bKnown);
-        }
-    }
-    return v;
-}
 } // namespace
 
 // The line is placed as a common tangent of its two point distances. P0 lies 7.5e-5 further from
