@@ -56,6 +56,21 @@ POSITION PositionAt(CPtrList& list, std::size_t index)
     }
     return pos;
 }
+
+// Gives every relation the measure the drawing has.
+void MeasureEveryValue(Sketch& s)
+{
+    CRelList& rels = s.Relations();
+    POSITION pos = rels.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = rels.GetNext(pos);
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetValue(rel->GetActualVal());
+        }
+    }
+}
 } // namespace
 
 TEST(PtrListReuse, RecycledAndFreshEntriesWalkLikeAPlainList)
@@ -230,16 +245,7 @@ TEST(GoodNodePlacing, TakesTheFirstOccurrenceOfARelationSavedTwice)
         s.AddPPdis("b" + std::to_string(i), q, p, ValueSpec::Own(1.0));
     }
     // Distances measured from the geometry, so that nothing needs to move.
-    CRelList& rels = s.Relations();
-    POSITION pos = rels.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = rels.GetNext(pos);
-        if (rel->m_pVal != nullptr)
-        {
-            rel->m_pVal->SetValue(rel->GetActualVal());
-        }
-    }
+    MeasureEveryValue(s);
 
     s.BackupAll();
     g_sktDriveRelChain.RemoveAll();
@@ -301,19 +307,11 @@ TEST(HostDrive, EveryRelationIsReleasedAfterASolvedAndAFailedDrive)
             s.AddPPdis("b" + std::to_string(i), "P" + std::to_string(i - 1), p,
                        ValueSpec::Own(1.0));
         }
-        CRelList& rels = s.Relations();
-        POSITION pos = rels.GetHeadPosition();
-        while (pos != nullptr)
-        {
-            CRel* rel = rels.GetNext(pos);
-            if (rel->m_pVal != nullptr)
-            {
-                rel->m_pVal->SetValue(rel->GetActualVal());
-            }
-        }
+        MeasureEveryValue(s);
         const DriveResult result = s.Drive({{"b5", row.newValue}});
         EXPECT_EQ(result.IsOk(), row.ok) << result.message;
-        pos = rels.GetHeadPosition();
+        CRelList& rels = s.Relations();
+        POSITION pos = rels.GetHeadPosition();
         while (pos != nullptr)
         {
             CRel* rel = rels.GetNext(pos);
