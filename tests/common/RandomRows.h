@@ -5,6 +5,7 @@
 #include "QsolverInternal.h"
 
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 namespace randomrows
@@ -31,6 +32,18 @@ inline CRel* NewDistance(CNode* a, CNode* b, CVal* val, double value, unsigned c
     auto* la = static_cast<CMathline*>(a);
     auto* lb = static_cast<CMathline*>(b);
     return val ? new CLLdis(la, lb, val) : new CLLdis(la, lb, value, known);
+}
+
+/// The entries of a list, head to tail.
+template <class List> auto Entries(List& list)
+{
+    std::vector<std::remove_reference_t<decltype(list.GetHead())>> out;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        out.push_back(list.GetNext(pos));
+    }
+    return out;
 }
 
 /// Owns a generated sketch; cuts every relation from its nodes before they go.

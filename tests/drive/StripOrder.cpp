@@ -279,15 +279,11 @@ void PlainStrip()
     }
 }
 
+// Entries of lists of different kinds, comparable side by side.
 template <class List> std::vector<void*> Items(List& list)
 {
-    std::vector<void*> out;
-    POSITION pos = list.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        out.push_back(list.GetNext(pos));
-    }
-    return out;
+    const auto entries = randomrows::Entries(list);
+    return std::vector<void*>(entries.begin(), entries.end());
 }
 
 struct StripOutcome

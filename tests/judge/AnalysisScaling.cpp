@@ -203,17 +203,6 @@ private:
     std::vector<CVal*> m_Shared;
 };
 
-template <class List> auto Entries(List& list)
-{
-    std::vector<std::remove_reference_t<decltype(list.GetHead())>> out;
-    POSITION pos = list.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        out.push_back(list.GetNext(pos));
-    }
-    return out;
-}
-
 struct Split
 {
     int result = 0;
@@ -251,16 +240,16 @@ Split RunSeeding(BodySketch& s, int (*seed)(CClusterList&), bool& seeded)
     g_sktClusterChain.AddTail(main);
     seeded = fixedOk != 0;
     out.result = fixedOk != 0 ? seed(g_sktClusterChain) : -1;
-    for (CCluster* cluster : Entries(g_sktClusterChain))
+    for (CCluster* cluster : randomrows::Entries(g_sktClusterChain))
     {
-        out.clusterNodes.push_back(Entries(cluster->m_NodeList));
-        out.clusterRels.push_back(Entries(cluster->m_RelList));
+        out.clusterNodes.push_back(randomrows::Entries(cluster->m_NodeList));
+        out.clusterRels.push_back(randomrows::Entries(cluster->m_RelList));
         out.clusterFree.push_back(cluster->GetFreeNum());
     }
-    out.undefined = Entries(g_sktUndefinedNodeChain);
-    out.relChain = Entries(g_sktRelChain);
-    out.defined = Entries(g_sktDefinedNodeChain);
-    out.known = Entries(g_sktKnownNodeChain);
+    out.undefined = randomrows::Entries(g_sktUndefinedNodeChain);
+    out.relChain = randomrows::Entries(g_sktRelChain);
+    out.defined = randomrows::Entries(g_sktDefinedNodeChain);
+    out.known = randomrows::Entries(g_sktKnownNodeChain);
     for (auto& n : s.nodes)
     {
         out.freeNums.push_back(n->m_nFreeNum);
