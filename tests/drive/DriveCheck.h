@@ -15,6 +15,7 @@
 namespace drivecheck
 {
 
+using qsolver::host::DriveResult;
 using qsolver::host::Sketch;
 
 /// A node's geometry: a point's x, y; a line's through point and direction; a circle's centre
@@ -157,6 +158,32 @@ inline std::vector<std::pair<double, int>> ValuesOf(Sketch& s)
         }
     }
     return v;
+}
+
+/// What a host must see after any drive: either every relation holds, or the drive failed (the
+/// host restoring its backups unless it refused the request) and every node is exactly where it
+/// was.
+inline ::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& before,
+                                                  const DriveResult& r)
+{
+    if (r.IsOk())
+    {
+        return AllHold(s);
+    }
+    // A refused request changes nothing, so there is nothing to restore.
+    if (!r.restored && r.failed != qsolver::host::DriveStep::BadRequest)
+    {
+        return ::testing::AssertionFailure() << "a failed drive did not restore the backups";
+    }
+    const Snapshot after = Snap(s);
+    for (const auto& node : before)
+    {
+        if (!SameBits(before, after, node.first))
+        {
+            return ::testing::AssertionFailure() << node.first << " moved in a failed drive";
+        }
+    }
+    return ::testing::AssertionSuccess();
 }
 
 } // namespace drivecheck

@@ -16,27 +16,6 @@ namespace
 {
 const double kHalfPi = std::acos(0.0);
 
-::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& before, const DriveResult& r)
-{
-    if (r.IsOk())
-    {
-        return AllHold(s);
-    }
-    if (!r.restored)
-    {
-        return ::testing::AssertionFailure() << "a failed drive did not restore the backups";
-    }
-    const Snapshot after = Snap(s);
-    for (const auto& node : before)
-    {
-        if (!SameBits(before, after, node.first))
-        {
-            return ::testing::AssertionFailure() << node.first << " moved in a failed drive";
-        }
-    }
-    return ::testing::AssertionSuccess();
-}
-
 // A fixed point, a line at a distance from it, and a line parallel to that one: either distance
 // changed must move the lines.
 void LineBetweenFixedPointAndParallelLine(Sketch& s)

@@ -13,28 +13,6 @@
 using namespace qsolver::host;
 using namespace drivecheck;
 
-namespace
-{
-// What a host must see after any drive: either every relation holds, or the drive failed and
-// every node is exactly where it was.
-::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& before, const DriveResult& r)
-{
-    if (r.IsOk())
-    {
-        return AllHold(s);
-    }
-    for (const auto& node : before)
-    {
-        if (!SameBits(before, Snap(s), node.first))
-        {
-            return ::testing::AssertionFailure() << node.first << " moved in a failed drive";
-        }
-    }
-    return ::testing::AssertionSuccess();
-}
-
-} // namespace
-
 // The line is placed as a common tangent of its two point distances. P0 lies 7.5e-5 further from
 // P2 than its distance to the line, a ratio within the 1e-5 that counts as an exact tangent, so
 // the tangent is taken square to P0P2: the line turns by 3e-3 rad (placing a line from two
