@@ -17,16 +17,6 @@ namespace
 // ahead lets the waits for memory overlap.
 constexpr int kLookahead = 8;
 
-// A position `steps` entries after pos (null past the tail).
-POSITION Ahead(const CPtrList& list, POSITION pos, int steps)
-{
-    for (int i = 0; i < steps && pos != nullptr; ++i)
-    {
-        list.GetNext(pos);
-    }
-    return pos;
-}
-
 // The pass leaves relations active or used and measured values marked known. The next pass
 // starts from the known flags backed up before it, so they must be the sketch's own again,
 // while the numbers the pass measured stay.
@@ -85,18 +75,15 @@ double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
     auto grow = [&extent](double v) { extent = std::max(extent, std::fabs(v)); };
     CNodeList& nodes = sketch.Nodes();
     POSITION pos = nodes.GetHeadPosition();
-    POSITION ahead = Ahead(nodes, pos, 2 * kLookahead);
-    POSITION near = Ahead(nodes, pos, kLookahead);
+    CLookahead ahead(nodes, 2 * kLookahead);
+    CLookahead near(nodes, kLookahead);
     while (pos != nullptr)
     {
-        if (ahead != nullptr)
-        {
-            sktPrefetch(nodes.GetNext(ahead));
-        }
-        if (near != nullptr)
+        sktPrefetch(ahead.Next());
+        if (CNode* soon = static_cast<CNode*>(near.Next()))
         {
             // Arrived by now: ask for its relation list, which IsFixed walks.
-            sktPrefetch(nodes.GetNext(near)->m_RelList.GetHeadPosition());
+            sktPrefetch(soon->m_RelList.GetHeadPosition());
         }
         CNode* node = nodes.GetNext(pos);
         if ((node->IsRefObject() != 0 || node->IsFixed() != 0) && HasBackup(node))
@@ -258,17 +245,13 @@ std::string VerifyResult(Sketch& sketch, bool& released)
     std::unordered_map<const CVal*, CRel*> firstOfValue;
     CRelList& rels = sketch.Relations();
     POSITION pos = rels.GetHeadPosition();
-    POSITION ahead = Ahead(rels, pos, 2 * kLookahead);
-    POSITION near = Ahead(rels, pos, kLookahead);
+    CLookahead ahead(rels, 2 * kLookahead);
+    CLookahead near(rels, kLookahead);
     while (pos != nullptr)
     {
-        if (ahead != nullptr)
+        sktPrefetch(ahead.Next());
+        if (CRel* soon = static_cast<CRel*>(near.Next()))
         {
-            sktPrefetch(rels.GetNext(ahead));
-        }
-        if (near != nullptr)
-        {
-            CRel* soon = rels.GetNext(near);
             sktPrefetch(soon->m_pVal);
             sktPrefetch(soon->m_pNode1);
             sktPrefetch(soon->m_pNode2);

@@ -21,6 +21,17 @@
 namespace
 {
 
+// Grows a seeded cluster from its two base nodes. Growing appends to the node list, so both are
+// taken before it starts. False on a contradiction.
+bool GrowFromBaseNodes(CCluster* cluster)
+{
+    POSITION pos = cluster->m_NodeList.GetHeadPosition();
+    CNode* first = cluster->m_NodeList.GetNext(pos);
+    CNode* second = cluster->m_NodeList.GetAt(pos);
+    return sktReasoningFromOneNode(first, cluster) != 0 &&
+           sktReasoningFromOneNode(second, cluster) != 0;
+}
+
 // The indexed loop. While no value becomes known, a round changes relation states only on the
 // relations of the nodes it takes into its cluster, and free numbers only on those nodes and
 // their neighbours. A value that becomes known can reach relations anywhere (every relation
@@ -154,11 +165,7 @@ public:
                 delete cluster;
                 return seeded == 0 ? 1 : 0;
             }
-            POSITION pos = cluster->m_NodeList.GetHeadPosition();
-            CNode* first = cluster->m_NodeList.GetNext(pos);
-            CNode* second = cluster->m_NodeList.GetAt(pos);
-            if (sktReasoningFromOneNode(first, cluster) == 0 ||
-                sktReasoningFromOneNode(second, cluster) == 0)
+            if (!GrowFromBaseNodes(cluster))
             {
                 delete cluster;
                 return 0;
@@ -544,12 +551,7 @@ int sktSeedClustersPlain(CClusterList& clusters)
             delete cluster;
             return seeded == 0 ? 1 : 0;
         }
-        // Growing appends to the node list: take both base nodes before it starts.
-        POSITION pos = cluster->m_NodeList.GetHeadPosition();
-        CNode* first = cluster->m_NodeList.GetNext(pos);
-        CNode* second = cluster->m_NodeList.GetAt(pos);
-        if (sktReasoningFromOneNode(first, cluster) == 0 ||
-            sktReasoningFromOneNode(second, cluster) == 0)
+        if (!GrowFromBaseNodes(cluster))
         {
             delete cluster;
             return 0;
