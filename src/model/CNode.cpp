@@ -1,7 +1,7 @@
 // Nodes: numbering, relation lists, backups, copies and distances.
 #include "model/CNode.h"
 
-#include "model/BackupStore.h"
+#include "model/SlotStore.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
@@ -57,7 +57,7 @@ template <class T> T* NewBackup()
 }
 } // namespace
 
-CNode::CNode() : m_nID(g_nNodeNum++) {}
+CNode::CNode() : m_nID(g_nNodeNum++), m_RelList(4) {}
 
 CNode::~CNode()
 {

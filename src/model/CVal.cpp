@@ -1,17 +1,17 @@
 // Values: numbering, backups, copies, and the re-evaluation when a shared value becomes known.
 #include "model/CVal.h"
 
-#include "model/BackupStore.h"
+#include "model/SlotStore.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
 
 #include <new>
 
-CVal::CVal() : m_nID(g_nValNum++) {}
+CVal::CVal() : m_nID(g_nValNum++), m_RelSel(2) {}
 
 CVal::CVal(double value, char known, CRel* rel)
-    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_dValue(value)
+    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_RelSel(2), m_dValue(value)
 {
     m_RelSel.AddTail(rel);
 }

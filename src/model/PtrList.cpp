@@ -2,51 +2,28 @@
 // position stays valid until its own entry is removed.
 #include "model/PtrList.h"
 
-#include <cstdlib>
-#include <new>
+#include "model/SlotStore.h"
 
 namespace
 {
-// Every list in the solver allocates its entries this many at a time.
+// Every list in the solver allocates its entries this many at a time unless told otherwise.
 constexpr int kDefaultBlockSize = 10;
-
-// Blocks of the default size are recycled through one free list: the passes create and drop
-// short scratch lists for every node they visit, and going to the allocator each time cost more
-// than the walks themselves. Not synchronised, like every other piece of the library's state.
-struct BlockPool
-{
-    void* head = nullptr;
-};
-
-BlockPool& Pool()
-{
-    // Never destroyed: lists that outlive static destruction may still hand blocks back.
-    static BlockPool* pool = new BlockPool();
-    return *pool;
-}
-
-void* TakeBlock(size_t bytes, bool pooled)
-{
-    if (pooled && Pool().head != nullptr)
-    {
-        void* block = Pool().head;
-        Pool().head = *static_cast<void**>(block);
-        return block;
-    }
-    return ::operator new(bytes);
-}
-
-void GiveBlock(void* block, bool pooled)
-{
-    if (pooled)
-    {
-        *static_cast<void**>(block) = Pool().head;
-        Pool().head = block;
-        return;
-    }
-    ::operator delete(block);
-}
 } // namespace
+
+void* CObject::operator new(std::size_t bytes)
+{
+    return sktTakeSlotOrThrow(bytes);
+}
+
+void* CObject::operator new(std::size_t bytes, const std::nothrow_t&) noexcept
+{
+    return sktTakeSlot(bytes);
+}
+
+void CObject::operator delete(void* object, std::size_t bytes) noexcept
+{
+    sktGiveSlot(object, bytes);
+}
 
 CPtrList::CPtrList(int nBlockSize) : m_nBlockSize(nBlockSize > 0 ? nBlockSize : kDefaultBlockSize)
 {
@@ -58,7 +35,7 @@ CPtrList::~CPtrList()
     while (m_pBlocks != nullptr)
     {
         Block* next = m_pBlocks->pNext;
-        GiveBlock(m_pBlocks, m_nBlockSize == kDefaultBlockSize);
+        sktGiveSlot(m_pBlocks, BlockBytes());
         m_pBlocks = next;
     }
 }
@@ -107,8 +84,7 @@ CPtrList::FreshEntry()
         {
             // One allocation holds the block header followed by m_nBlockSize entries; new
             // blocks go to the end of the chain, after the ones already carved.
-            size_t bytes = sizeof(Entry) * static_cast<size_t>(m_nBlockSize + 1);
-            Block* block = static_cast<Block*>(TakeBlock(bytes, m_nBlockSize == kDefaultBlockSize));
+            Block* block = static_cast<Block*>(sktTakeSlotOrThrow(BlockBytes()));
             block->pNext = nullptr;
             if (m_pLastBlock != nullptr)
             {

@@ -5,11 +5,18 @@
 #include "shell/QsolverExport.h"
 
 #include <cstddef>
+#include <new>
 
 class QSOLVER_API CObject
 {
 public:
     virtual ~CObject() = default;
+
+    // Solver objects are kept in slots of their size, side by side in the order they are made:
+    // the passes walk them in about that order.
+    static void* operator new(std::size_t bytes);
+    static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept;
+    static void operator delete(void* object, std::size_t bytes) noexcept;
 };
 
 struct QPOSITION_;
@@ -71,6 +78,11 @@ private:
         Block* pNext;
     };
 
+    // A block is a header followed by m_nBlockSize entries, in one slot.
+    std::size_t BlockBytes() const
+    {
+        return sizeof(Entry) * static_cast<std::size_t>(m_nBlockSize + 1);
+    }
     Entry* NewEntry(Entry* prev, Entry* next, void* p);
     Entry* FreshEntry();
     void Recarve();

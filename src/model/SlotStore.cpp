@@ -1,0 +1,231 @@
+// Slots: chunks per slot size, kept for the life of the process. A slot is always taken at the
+// lowest free place, counting chunks in the order they were made and slots in address order
+// within a chunk. A sketch built after another was deleted therefore lies in the order it is
+// made, as on a fresh start, whatever order the earlier one was deleted in (a free list would
+// hand slots out in the reverse order of deletion, and after a few sketches in no order at all).
+#include "model/SlotStore.h"
+
+#include <cstdint>
+
+#if defined(__has_include)
+#if __has_include(<valgrind/valgrind.h>)
+#include <valgrind/valgrind.h>
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define QSOLVER_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QSOLVER_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+namespace
+{
+// Chunks are aligned to their size, so the chunk of a slot is found from its address.
+constexpr std::size_t kChunkBytes = std::size_t{1} << 18;
+constexpr std::size_t kGrain = alignof(double);
+constexpr std::size_t kLargestSlot = 512;
+constexpr std::size_t kWords = kChunkBytes / kGrain / 64;
+
+struct Chunk
+{
+    Chunk* next = nullptr; // the class's next chunk, in the order made
+    std::size_t ordinal = 0;
+    std::size_t freeCount = 0;
+    std::size_t firstWord = 0;       // no free slot before this word
+    std::uint64_t free[kWords] = {}; // a set bit marks a free slot
+};
+
+// Slots start after the chunk's header, aligned for doubles.
+constexpr std::size_t kFirstSlot = (sizeof(Chunk) + kGrain - 1) / kGrain * kGrain;
+
+struct SizeClass
+{
+    std::size_t bytes = 0; // slot size, 0 for an unused class
+    std::size_t slotsPerChunk = 0;
+    Chunk* first = nullptr;
+    Chunk* last = nullptr;
+    Chunk* lowest = nullptr; // no chunk before it has a free slot
+};
+
+// The sizes asked for are few (the object classes, list blocks, a double, a point, a line);
+// larger sizes and any beyond the classes go to the allocator directly.
+constexpr int kClasses = 24;
+constexpr std::uint8_t kNoClass = 0xff;
+
+// Under AddressSanitizer or valgrind every slot is an allocation of its own, so that their
+// checks see each object's bounds, its use after deletion and its leak.
+bool CheckedAllocation()
+{
+#if defined(QSOLVER_ADDRESS_SANITIZER)
+    return true;
+#elif defined(RUNNING_ON_VALGRIND)
+    return RUNNING_ON_VALGRIND != 0;
+#else
+    return false;
+#endif
+}
+
+struct Store
+{
+    bool plain = CheckedAllocation();
+    SizeClass classes[kClasses];
+    int used = 0;
+    // The class of each slot size, by size / kGrain: found in one step on every allocation.
+    std::uint8_t classOf[kLargestSlot / kGrain + 1];
+    Store()
+    {
+        for (std::uint8_t& c : classOf)
+        {
+            c = kNoClass;
+        }
+    }
+};
+
+Store& TheStore()
+{
+    // Never destroyed: objects that outlive static destruction may still hand slots back.
+    static Store* store = new Store();
+    return *store;
+}
+
+std::size_t SlotSize(std::size_t bytes)
+{
+    const std::size_t size = bytes == 0 ? kGrain : bytes;
+    return (size + kGrain - 1) / kGrain * kGrain;
+}
+
+SizeClass* ClassFor(std::size_t bytes, bool create)
+{
+    const std::size_t size = SlotSize(bytes);
+    Store& store = TheStore();
+    if (size > kLargestSlot || store.plain)
+    {
+        return nullptr;
+    }
+    std::uint8_t& index = store.classOf[size / kGrain];
+    if (index == kNoClass)
+    {
+        if (!create || store.used == kClasses)
+        {
+            return nullptr;
+        }
+        index = static_cast<std::uint8_t>(store.used++);
+        SizeClass& c = store.classes[index];
+        c.bytes = size;
+        c.slotsPerChunk = (kChunkBytes - kFirstSlot) / size;
+    }
+    return &store.classes[index];
+}
+
+Chunk* NewChunk(SizeClass& c)
+{
+    void* memory = ::operator new (kChunkBytes, std::align_val_t{kChunkBytes}, std::nothrow);
+    if (memory == nullptr)
+    {
+        return nullptr;
+    }
+    Chunk* chunk = new (memory) Chunk();
+    chunk->ordinal = c.last != nullptr ? c.last->ordinal + 1 : 0;
+    chunk->freeCount = c.slotsPerChunk;
+    for (std::size_t slot = 0; slot < c.slotsPerChunk; slot += 64)
+    {
+        const std::size_t left = c.slotsPerChunk - slot;
+        chunk->free[slot / 64] = left >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << left) - 1;
+    }
+    if (c.last != nullptr)
+    {
+        c.last->next = chunk;
+    }
+    else
+    {
+        c.first = chunk;
+    }
+    c.last = chunk;
+    return chunk;
+}
+} // namespace
+
+bool sktSlotsArePooled() noexcept
+{
+    return !TheStore().plain;
+}
+
+void* sktTakeSlot(std::size_t bytes) noexcept
+{
+    SizeClass* c = ClassFor(bytes, true);
+    if (c == nullptr)
+    {
+        return ::operator new(bytes, std::nothrow);
+    }
+    Chunk* chunk = c->lowest != nullptr ? c->lowest : c->first;
+    while (chunk != nullptr && chunk->freeCount == 0)
+    {
+        chunk = chunk->next;
+    }
+    if (chunk == nullptr && (chunk = NewChunk(*c)) == nullptr)
+    {
+        return nullptr;
+    }
+    c->lowest = chunk;
+    std::size_t word = chunk->firstWord;
+    while (chunk->free[word] == 0)
+    {
+        ++word;
+    }
+    chunk->firstWord = word;
+    const std::uint64_t bits = chunk->free[word];
+    const int bit = __builtin_ctzll(bits);
+    chunk->free[word] = bits & (bits - 1);
+    --chunk->freeCount;
+    const std::size_t slot = word * 64 + static_cast<std::size_t>(bit);
+    return reinterpret_cast<char*>(chunk) + kFirstSlot + slot * c->bytes;
+}
+
+void* sktTakeSlotOrThrow(std::size_t bytes)
+{
+    // As the global operator new: the new-handler may free memory; without one, throw.
+    for (;;)
+    {
+        if (void* slot = sktTakeSlot(bytes))
+        {
+            return slot;
+        }
+        std::new_handler handler = std::get_new_handler();
+        if (handler == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+        handler();
+    }
+}
+
+void sktGiveSlot(void* slot, std::size_t bytes) noexcept
+{
+    if (slot == nullptr)
+    {
+        return;
+    }
+    SizeClass* c = ClassFor(bytes, false);
+    if (c == nullptr)
+    {
+        ::operator delete(slot);
+        return;
+    }
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(slot);
+    Chunk* chunk = reinterpret_cast<Chunk*>(address & ~(std::uintptr_t{kChunkBytes} - 1));
+    const std::size_t index =
+        (address - reinterpret_cast<std::uintptr_t>(chunk) - kFirstSlot) / c->bytes;
+    const std::size_t word = index / 64;
+    chunk->free[word] |= std::uint64_t{1} << (index % 64);
+    ++chunk->freeCount;
+    if (word < chunk->firstWord)
+    {
+        chunk->firstWord = word;
+    }
+    if (c->lowest == nullptr || chunk->ordinal < c->lowest->ordinal)
+    {
+        c->lowest = chunk;
+    }
+}
