@@ -11,7 +11,7 @@
 CVal::CVal() : m_nID(g_nValNum++), m_RelSel(2) {}
 
 CVal::CVal(double value, char known, CRel* rel)
-    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_RelSel(2), m_dValue(value)
+    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_dValue(value), m_RelSel(2)
 {
     m_RelSel.AddTail(rel);
 }

@@ -85,16 +85,16 @@ CPtrList::FreshEntry()
             // One allocation holds the block header followed by m_nBlockSize entries; new
             // blocks go to the end of the chain, after the ones already carved.
             Block* block = static_cast<Block*>(sktTakeSlotOrThrow(BlockBytes()));
+            // The block being carved is the last one here (or there is none yet).
             block->pNext = nullptr;
-            if (m_pLastBlock != nullptr)
+            if (m_pCarve != nullptr)
             {
-                m_pLastBlock->pNext = block;
+                m_pCarve->pNext = block;
             }
             else
             {
                 m_pBlocks = block;
             }
-            m_pLastBlock = block;
             m_pCarve = block;
         }
         m_nFresh = m_nBlockSize;

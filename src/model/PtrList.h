@@ -99,7 +99,6 @@ private:
     // entries it uses instead of threading a whole block onto the free list, and an emptied list
     // fills its blocks again in address order. m_nFresh entries of m_pCarve are still uncarved.
     Block* m_pCarve = nullptr;
-    Block* m_pLastBlock = nullptr;
     int m_nFresh = 0;
 };
 

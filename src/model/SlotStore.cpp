@@ -37,8 +37,9 @@ struct Chunk
     std::uint64_t free[kWords] = {}; // a set bit marks a free slot
 };
 
-// Slots start after the chunk's header, aligned for doubles.
-constexpr std::size_t kFirstSlot = (sizeof(Chunk) + kGrain - 1) / kGrain * kGrain;
+// Slots start after the chunk's header, at a cache line: an object of two lines then fills two.
+constexpr std::size_t kLine = 64;
+constexpr std::size_t kFirstSlot = (sizeof(Chunk) + kLine - 1) / kLine * kLine;
 
 struct SizeClass
 {
@@ -60,7 +61,8 @@ bool CheckedAllocation()
 {
 #if defined(QSOLVER_ADDRESS_SANITIZER)
     return true;
-#elif defined(RUNNING_ON_VALGRIND)
+#elif defined(RUNNING_ON_VALGRIND) && !defined(QSOLVER_SLOTS_UNDER_VALGRIND)
+    // Profiling builds define QSOLVER_SLOTS_UNDER_VALGRIND to measure the slots under callgrind.
     return RUNNING_ON_VALGRIND != 0;
 #else
     return false;
