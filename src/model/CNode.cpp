@@ -2,6 +2,7 @@
 #include "model/CNode.h"
 
 #include "model/SlotStore.h"
+#include "model/ValidRels.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
@@ -9,42 +10,11 @@
 
 #include <cstddef>
 #include <new>
-#include <vector>
 
 namespace
 {
 // Two points closer than this are one point.
 constexpr double kSamePointTol = 1e-4;
-
-// The relations a walk puts aside, in order: a node has a few relations, so they fit in place,
-// and a list entry per relation would cost more than the walk.
-class RelBuffer
-{
-public:
-    std::size_t Size() const { return m_nSize; }
-    CRel* operator[](std::size_t i) const
-    {
-        return i < kInPlace ? m_InPlace[i] : m_More[i - kInPlace];
-    }
-    void Add(CRel* rel)
-    {
-        if (m_nSize < kInPlace)
-        {
-            m_InPlace[m_nSize] = rel;
-        }
-        else
-        {
-            m_More.push_back(rel);
-        }
-        ++m_nSize;
-    }
-
-private:
-    static constexpr std::size_t kInPlace = 8;
-    CRel* m_InPlace[kInPlace] = {};
-    std::vector<CRel*> m_More;
-    std::size_t m_nSize = 0;
-};
 
 template <class T> T* NewBackup()
 {
@@ -229,57 +199,33 @@ int CNode::GetUnusedRelSel(CRelList& out)
     return count;
 }
 
+namespace
+{
+// The caller's list as a sink: members it held before the call count as members too.
+struct RelListSink
+{
+    CRelList& list;
+    void Add(CRel* rel) { list.AddTail(rel); }
+    bool HasUnknownMember(const CVal* val) const
+    {
+        POSITION pos = list.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CVal* v = list.GetNext(pos)->m_pVal;
+            if (v == val && v != nullptr && v->IsUnknown())
+            {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+} // namespace
+
 int CNode::GetValidRelChain(CRelList& out)
 {
-    // k active relations sharing one unknown value give k - 1 equations: every member but the
-    // first is counted as it is met, and the first is appended after all the others.
-    RelBuffer pending;
-    int count = 0;
-    POSITION pos = m_RelList.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = m_RelList.GetNext(pos);
-        if (!rel->IsActive())
-        {
-            continue;
-        }
-        if (rel->m_pVal != nullptr && rel->m_pVal->IsKnown())
-        {
-            ++count;
-            out.AddTail(rel);
-            continue;
-        }
-        int matched = 0;
-        for (std::size_t i = 0; i < pending.Size(); ++i)
-        {
-            if (pending[i]->m_pVal == rel->m_pVal)
-            {
-                ++count;
-                out.AddTail(rel);
-                matched = 1;
-            }
-        }
-        if (!matched)
-        {
-            pending.Add(rel);
-        }
-    }
-    for (std::size_t i = 0; i < pending.Size(); ++i)
-    {
-        CRel* first = pending[i];
-        POSITION opos = out.GetHeadPosition();
-        while (opos != nullptr)
-        {
-            CRel* member = out.GetNext(opos);
-            if (member->m_pVal == first->m_pVal && member->m_pVal != nullptr &&
-                member->m_pVal->IsUnknown())
-            {
-                out.AddTail(first);
-                break;
-            }
-        }
-    }
-    return count;
+    RelListSink sink{out};
+    return sktCollectValidRels(this, sink);
 }
 
 int CNode::ActiveRel()

@@ -4,6 +4,7 @@
 
 #include "model/CRel.h"
 #include "model/CVal.h"
+#include "model/ValidRels.h"
 
 #include <cmath>
 
@@ -11,16 +12,6 @@ namespace
 {
 // An angle within this of 0 or pi keeps a line parallel to its neighbour.
 constexpr double kAngleTol = 1e-4;
-
-CRel* RelAt(CRelList& list, int index)
-{
-    POSITION pos = list.GetHeadPosition();
-    for (int i = 0; i < index; ++i)
-    {
-        list.GetNext(pos);
-    }
-    return list.GetAt(pos);
-}
 
 // Four relations must be two pairs of equal unknown values toward four distinct nodes.
 int CheckFourRelations(CNode* node, CRel* r[4])
@@ -73,12 +64,11 @@ int ParallelCheck(CMathline* a1, CMathline* a2, CRel* angle)
 }
 
 // Steps shared by both node kinds once the class checks passed.
-int TakeRelationsIntoAccount(CNode* node, CRelList& valid)
+int TakeRelationsIntoAccount(CNode* node, const RelBuffer& valid)
 {
-    POSITION pos = valid.GetHeadPosition();
-    while (pos != nullptr)
+    for (std::size_t i = 0; i < valid.Size(); ++i)
     {
-        CRel* rel = valid.GetNext(pos);
+        CRel* rel = valid[i];
         if (rel->m_pVal != nullptr && rel->m_pVal->IsUnknown())
         {
             rel->m_pVal->SetKnown();
@@ -88,8 +78,7 @@ int TakeRelationsIntoAccount(CNode* node, CRelList& valid)
             }
         }
     }
-    valid.RemoveAll();
-    pos = node->m_RelList.GetHeadPosition();
+    POSITION pos = node->m_RelList.GetHeadPosition();
     while (pos != nullptr)
     {
         CRel* rel = node->m_RelList.GetNext(pos);
@@ -115,26 +104,25 @@ int TakeRelationsIntoAccount(CNode* node, CRelList& valid)
 
 // Collects the determining relations and marks them used; returns their count, or -1 when
 // they give more than two equations.
-int CollectValid(CNode* node, CRelList& valid)
+int CollectValid(CNode* node, RelBuffer& valid)
 {
-    if (node->GetValidRelChain(valid) > 2)
+    if (sktCollectValidRels(node, valid) > 2)
     {
         return -1;
     }
-    POSITION pos = valid.GetHeadPosition();
-    while (pos != nullptr)
+    for (std::size_t i = 0; i < valid.Size(); ++i)
     {
-        valid.GetNext(pos)->SetUsed();
+        valid[i]->SetUsed();
     }
-    return valid.GetCount();
+    return static_cast<int>(valid.Size());
 }
 
-int PointChecks(CVert* node, CRelList& valid, int k)
+int PointChecks(CVert* node, const RelBuffer& valid, int k)
 {
     CRel* r[4] = {};
     for (int i = 0; i < k; ++i)
     {
-        r[i] = RelAt(valid, i);
+        r[i] = valid[static_cast<std::size_t>(i)];
     }
     if (k == 4)
     {
@@ -179,12 +167,12 @@ int PointChecks(CVert* node, CRelList& valid, int k)
     return 1;
 }
 
-int LineChecks(CMathline* node, CRelList& valid, int k)
+int LineChecks(CMathline* node, const RelBuffer& valid, int k)
 {
     CRel* r[4] = {};
     for (int i = 0; i < k; ++i)
     {
-        r[i] = RelAt(valid, i);
+        r[i] = valid[static_cast<std::size_t>(i)];
     }
     if (k == 4)
     {
@@ -242,55 +230,11 @@ int LineChecks(CMathline* node, CRelList& valid, int k)
     }
     return 1;
 }
-// The checks run for every node a pass determines, each with a short list of relations: one
-// list serves them all, and a check begun while another is under way gets a list of its own.
-class ScratchRelList
-{
-public:
-    ScratchRelList() : m_pList(&m_Own)
-    {
-        Shared& shared = TheShared();
-        if (!shared.busy)
-        {
-            shared.busy = true;
-            m_pList = &shared.list;
-        }
-    }
-    ScratchRelList(const ScratchRelList&) = delete;
-    ScratchRelList& operator=(const ScratchRelList&) = delete;
-    ~ScratchRelList()
-    {
-        m_pList->RemoveAll();
-        if (m_pList != &m_Own)
-        {
-            TheShared().busy = false;
-        }
-    }
-
-    CRelList& List() { return *m_pList; }
-
-private:
-    struct Shared
-    {
-        CRelList list;
-        bool busy = false;
-    };
-    static Shared& TheShared()
-    {
-        // Never destroyed: nothing may run after its destruction at unload.
-        static Shared* shared = new Shared();
-        return *shared;
-    }
-
-    CRelList m_Own;
-    CRelList* m_pList;
-};
 } // namespace
 
 int CVert::IsLegal()
 {
-    ScratchRelList scratch;
-    CRelList& valid = scratch.List();
+    RelBuffer valid;
     int k = CollectValid(this, valid);
     if (k < 0 || k > 4)
     {
@@ -305,8 +249,7 @@ int CVert::IsLegal()
 
 int CMathline::IsLegal()
 {
-    ScratchRelList scratch;
-    CRelList& valid = scratch.List();
+    RelBuffer valid;
     int k = CollectValid(this, valid);
     if (k < 0 || k > 4)
     {
