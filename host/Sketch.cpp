@@ -291,7 +291,9 @@ CRel* Sketch::AddFix(const std::string& id, const std::string& node)
     {
         return nullptr;
     }
-    return Register(id, new CFix(n));
+    CRel* fix = Register(id, new CFix(n));
+    m_fixedNodes.push_back(n);
+    return fix;
 }
 
 CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& second,
@@ -473,6 +475,14 @@ void Sketch::ReleaseRelation(CRel* rel)
         }
     }
     RemoveFromList(rel, g_sktDriveRelChain);
+    if (rel->GetType() == SKT_REL_FIX)
+    {
+        auto fixed = std::find(m_fixedNodes.begin(), m_fixedNodes.end(), rel->m_pNode1);
+        if (fixed != m_fixedNodes.end())
+        {
+            m_fixedNodes.erase(fixed);
+        }
+    }
     if (rel->m_pVal != nullptr)
     {
         // Its own value goes with it.

@@ -140,6 +140,9 @@ public:
     const std::vector<std::string>& NodeIds() const { return m_nodeIds; }
     const std::vector<std::string>& RelationIds() const { return m_relIds; }
     const std::vector<std::string>& ValueIds() const { return m_valueIds; }
+    /// The node of each fix relation, in the order the fixes were made (a node fixed twice is
+    /// listed twice).
+    const std::vector<CNode*>& FixedNodes() const { return m_fixedNodes; }
     /// Every value object the sketch reaches, once each: named values, circle radii, then the
     /// relations' own values, each group in creation order.
     std::vector<CVal*> AllValues() const;
@@ -198,6 +201,7 @@ private:
     // themselves (neither named nor a radius) in creation order.
     std::vector<CVal*> m_radiusValues;
     std::vector<CVal*> m_ownValues;
+    std::vector<CNode*> m_fixedNodes;
     std::vector<std::string> m_nodeIds;
     std::vector<std::string> m_relIds;
     std::vector<std::string> m_valueIds;

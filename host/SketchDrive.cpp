@@ -73,20 +73,19 @@ double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
 {
     double extent = 1.0;
     auto grow = [&extent](double v) { extent = std::max(extent, std::fabs(v)); };
+    // The fixed nodes come from the sketch's fixes: asking each node would walk every node's
+    // relations.
+    std::vector<const CNode*> fixed(sketch.FixedNodes().begin(), sketch.FixedNodes().end());
+    std::sort(fixed.begin(), fixed.end());
     CNodeList& nodes = sketch.Nodes();
     POSITION pos = nodes.GetHeadPosition();
-    CLookahead ahead(nodes, 2 * kLookahead);
-    CLookahead near(nodes, kLookahead);
+    CLookahead ahead(nodes, kLookahead);
     while (pos != nullptr)
     {
         sktPrefetch(ahead.Next());
-        if (CNode* soon = static_cast<CNode*>(near.Next()))
-        {
-            // Arrived by now: ask for its relation list, which IsFixed walks.
-            sktPrefetch(soon->m_RelList.GetHeadPosition());
-        }
         CNode* node = nodes.GetNext(pos);
-        if ((node->IsRefObject() != 0 || node->IsFixed() != 0) && HasBackup(node))
+        const bool isFixed = std::binary_search(fixed.begin(), fixed.end(), node);
+        if ((node->IsRefObject() != 0 || isFixed) && HasBackup(node))
         {
             held.push_back(node);
         }

@@ -145,7 +145,10 @@ private:
 
 void GoodNodeStripper::Load()
 {
-    m_Index.reserve(static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount()));
+    const std::size_t chained = static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount());
+    m_Index.reserve(chained);
+    m_Nodes.reserve(chained);
+    m_NodePos.reserve(chained);
     POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {

@@ -53,7 +53,6 @@ struct SizeClass
 // The sizes asked for are few (the object classes, list blocks, a double, a point, a line);
 // larger sizes and any beyond the classes go to the allocator directly.
 constexpr int kClasses = 24;
-constexpr std::uint8_t kNoClass = 0xff;
 
 // Under AddressSanitizer or valgrind every slot is an allocation of its own, so that their
 // checks see each object's bounds, its use after deletion and its leak.
@@ -69,28 +68,17 @@ bool CheckedAllocation()
 #endif
 }
 
+// Initialised before any code runs (every member has a constant initialiser) and never destroyed,
+// so objects made or deleted during static construction or destruction elsewhere find it in place.
 struct Store
 {
-    bool plain = CheckedAllocation();
     SizeClass classes[kClasses];
     int used = 0;
-    // The class of each slot size, by size / kGrain: found in one step on every allocation.
-    std::uint8_t classOf[kLargestSlot / kGrain + 1];
-    Store()
-    {
-        for (std::uint8_t& c : classOf)
-        {
-            c = kNoClass;
-        }
-    }
+    // One more than the class of each slot size, by size / kGrain (0: none yet), so that every
+    // allocation finds its class in one step.
+    std::uint8_t classOf[kLargestSlot / kGrain + 1] = {};
 };
-
-Store& TheStore()
-{
-    // Never destroyed: objects that outlive static destruction may still hand slots back.
-    static Store* store = new Store();
-    return *store;
-}
+Store g_store;
 
 std::size_t SlotSize(std::size_t bytes)
 {
@@ -101,24 +89,25 @@ std::size_t SlotSize(std::size_t bytes)
 SizeClass* ClassFor(std::size_t bytes, bool create)
 {
     const std::size_t size = SlotSize(bytes);
-    Store& store = TheStore();
-    if (size > kLargestSlot || store.plain)
+    if (size > kLargestSlot)
     {
         return nullptr;
     }
-    std::uint8_t& index = store.classOf[size / kGrain];
-    if (index == kNoClass)
+    std::uint8_t& index = g_store.classOf[size / kGrain];
+    if (index != 0)
     {
-        if (!create || store.used == kClasses)
-        {
-            return nullptr;
-        }
-        index = static_cast<std::uint8_t>(store.used++);
-        SizeClass& c = store.classes[index];
-        c.bytes = size;
-        c.slotsPerChunk = (kChunkBytes - kFirstSlot) / size;
+        return &g_store.classes[index - 1];
     }
-    return &store.classes[index];
+    // Under the memory checkers no class is ever made.
+    if (!create || g_store.used == kClasses || CheckedAllocation())
+    {
+        return nullptr;
+    }
+    SizeClass& c = g_store.classes[g_store.used++];
+    index = static_cast<std::uint8_t>(g_store.used);
+    c.bytes = size;
+    c.slotsPerChunk = (kChunkBytes - kFirstSlot) / size;
+    return &c;
 }
 
 Chunk* NewChunk(SizeClass& c)
@@ -151,7 +140,7 @@ Chunk* NewChunk(SizeClass& c)
 
 bool sktSlotsArePooled() noexcept
 {
-    return !TheStore().plain;
+    return !CheckedAllocation();
 }
 
 void* sktTakeSlot(std::size_t bytes) noexcept
