@@ -470,17 +470,26 @@ private:
     FlatPtrMap<int> m_FirstOf;
     std::vector<int> m_NextSame;
     std::size_t m_nHandled = 0;
+    // Set while the good nodes' free numbers are as the next construction run starts them.
+    bool m_bFreeNumsSet = false;
     CRelList m_Scratch;
 };
 
 GoodNodePlacer::GoodNodePlacer()
 {
     m_A.reserve(static_cast<std::size_t>(g_sktGoodNodeChain.GetCount()));
+    // The first construction run counts every good node unknown again; this walk does it for
+    // that run.
+    CLookahead ahead(g_sktGoodNodeChain, 2 * kPrefetchDistance);
     POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
-        m_A.push_back(g_sktGoodNodeChain.GetNext(pos));
+        sktPrefetch(ahead.Next());
+        CNode* node = g_sktGoodNodeChain.GetNext(pos);
+        node->m_nFreeNum = 2;
+        m_A.push_back(node);
     }
+    m_bFreeNumsSet = true;
     const std::size_t count = static_cast<std::size_t>(g_sktSaveRelChain.GetCount());
     m_B.reserve(count);
     m_BPos.reserve(count);
@@ -562,13 +571,17 @@ void GoodNodePlacer::TakeFromSaveChain(CRel* rel)
 
 int GoodNodePlacer::ConstructionRun()
 {
-    CLookahead ahead(g_sktGoodNodeChain, 2 * kPrefetchDistance);
-    POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
-    while (pos != nullptr)
+    if (!m_bFreeNumsSet)
     {
-        sktPrefetch(ahead.Next());
-        g_sktGoodNodeChain.GetNext(pos)->m_nFreeNum = 2;
+        CLookahead ahead(g_sktGoodNodeChain, 2 * kPrefetchDistance);
+        POSITION pos = g_sktGoodNodeChain.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            sktPrefetch(ahead.Next());
+            g_sktGoodNodeChain.GetNext(pos)->m_nFreeNum = 2;
+        }
     }
+    m_bFreeNumsSet = false;
     // The run always takes the head, so the nodes it handles come in the order of m_A.
     while (!g_sktGoodNodeChain.IsEmpty())
     {

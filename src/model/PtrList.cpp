@@ -40,31 +40,6 @@ CPtrList::~CPtrList()
     }
 }
 
-inline CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
-{
-    Entry* e = m_pFree;
-    if (e != nullptr)
-    {
-        m_pFree = e->pNext;
-    }
-    else if (m_nFresh != 0)
-    {
-        // A block's entries go out front to back, so that a list filled in one go lies in
-        // address order.
-        e = reinterpret_cast<Entry*>(m_pCarve) + 1 + (m_nBlockSize - m_nFresh);
-        --m_nFresh;
-    }
-    else
-    {
-        e = FreshEntry();
-    }
-    e->pPrev = prev;
-    e->pNext = next;
-    e->data = p;
-    ++m_nCount;
-    return e;
-}
-
 // Moves to the next block to carve, allocating one when none is left. Kept out of line so that
 // taking an entry stays a short path.
 #if defined(__GNUC__)
@@ -104,93 +79,11 @@ CPtrList::FreshEntry()
     return e;
 }
 
-inline void CPtrList::FreeEntry(Entry* e)
-{
-    if (--m_nCount == 0)
-    {
-        // Nothing is in use any more: forget the free entries and carve the blocks again from
-        // the first, so the next filling lies in address order instead of in the order of
-        // removal.
-        Recarve();
-        return;
-    }
-    e->pNext = m_pFree;
-    m_pFree = e;
-}
-
 void CPtrList::Recarve()
 {
     m_pFree = nullptr;
     m_pCarve = m_pBlocks;
     m_nFresh = m_pBlocks != nullptr ? m_nBlockSize : 0;
-}
-
-POSITION CPtrList::AddHead(void* p)
-{
-    Entry* e = NewEntry(nullptr, m_pHead, p);
-    if (m_pHead != nullptr)
-    {
-        m_pHead->pPrev = e;
-    }
-    else
-    {
-        m_pTail = e;
-    }
-    m_pHead = e;
-    return reinterpret_cast<POSITION>(e);
-}
-
-POSITION CPtrList::AddTail(void* p)
-{
-    Entry* e = NewEntry(m_pTail, nullptr, p);
-    if (m_pTail != nullptr)
-    {
-        m_pTail->pNext = e;
-    }
-    else
-    {
-        m_pHead = e;
-    }
-    m_pTail = e;
-    return reinterpret_cast<POSITION>(e);
-}
-
-void* CPtrList::RemoveHead()
-{
-    Entry* e = m_pHead;
-    void* p = e->data;
-    RemoveAt(reinterpret_cast<POSITION>(e));
-    return p;
-}
-
-void* CPtrList::RemoveTail()
-{
-    Entry* e = m_pTail;
-    void* p = e->data;
-    RemoveAt(reinterpret_cast<POSITION>(e));
-    return p;
-}
-
-void CPtrList::RemoveAt(POSITION pos)
-{
-    Entry* e = reinterpret_cast<Entry*>(pos);
-    if (e->pPrev != nullptr)
-    {
-        e->pPrev->pNext = e->pNext;
-    }
-    else
-    {
-        m_pHead = e->pNext;
-    }
-    if (e->pNext != nullptr)
-    {
-        e->pNext->pPrev = e->pPrev;
-    }
-    else
-    {
-        m_pTail = e->pPrev;
-    }
-    FreeEntry(e);
 }
 
 void CPtrList::RemoveAll()

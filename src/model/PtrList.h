@@ -102,6 +102,115 @@ private:
     int m_nFresh = 0;
 };
 
+// Adding and removing run in the innermost loops of every pass: kept inline, with only the
+// taking of a new block out of line.
+inline CPtrList::Entry* CPtrList::NewEntry(Entry* prev, Entry* next, void* p)
+{
+    Entry* e = m_pFree;
+    if (e != nullptr)
+    {
+        m_pFree = e->pNext;
+    }
+    else if (m_nFresh != 0)
+    {
+        // A block's entries go out front to back, so that a list filled in one go lies in
+        // address order.
+        e = reinterpret_cast<Entry*>(m_pCarve) + 1 + (m_nBlockSize - m_nFresh);
+        --m_nFresh;
+    }
+    else
+    {
+        e = FreshEntry();
+    }
+    e->pPrev = prev;
+    e->pNext = next;
+    e->data = p;
+    ++m_nCount;
+    return e;
+}
+
+inline void CPtrList::FreeEntry(Entry* e)
+{
+    if (--m_nCount == 0)
+    {
+        // Nothing is in use any more: forget the free entries and carve the blocks again from
+        // the first, so the next filling lies in address order instead of in the order of
+        // removal.
+        Recarve();
+        return;
+    }
+    e->pNext = m_pFree;
+    m_pFree = e;
+}
+
+inline POSITION CPtrList::AddHead(void* p)
+{
+    Entry* e = NewEntry(nullptr, m_pHead, p);
+    if (m_pHead != nullptr)
+    {
+        m_pHead->pPrev = e;
+    }
+    else
+    {
+        m_pTail = e;
+    }
+    m_pHead = e;
+    return reinterpret_cast<POSITION>(e);
+}
+
+inline POSITION CPtrList::AddTail(void* p)
+{
+    Entry* e = NewEntry(m_pTail, nullptr, p);
+    if (m_pTail != nullptr)
+    {
+        m_pTail->pNext = e;
+    }
+    else
+    {
+        m_pHead = e;
+    }
+    m_pTail = e;
+    return reinterpret_cast<POSITION>(e);
+}
+
+inline void* CPtrList::RemoveHead()
+{
+    Entry* e = m_pHead;
+    void* p = e->data;
+    RemoveAt(reinterpret_cast<POSITION>(e));
+    return p;
+}
+
+inline void* CPtrList::RemoveTail()
+{
+    Entry* e = m_pTail;
+    void* p = e->data;
+    RemoveAt(reinterpret_cast<POSITION>(e));
+    return p;
+}
+
+inline void CPtrList::RemoveAt(POSITION pos)
+{
+    Entry* e = reinterpret_cast<Entry*>(pos);
+    if (e->pPrev != nullptr)
+    {
+        e->pPrev->pNext = e->pNext;
+    }
+    else
+    {
+        m_pHead = e->pNext;
+    }
+    if (e->pNext != nullptr)
+    {
+        e->pNext->pPrev = e->pPrev;
+    }
+    else
+    {
+        m_pTail = e->pPrev;
+    }
+    FreeEntry(e);
+}
+
 /// A typed view of CPtrList over element pointers; the list owns none of them.
 template <class T> class CTypedPtrListOf : public CPtrList
 {
