@@ -1,7 +1,7 @@
 // Sketches whose cluster build leaves a relation out of every cluster, asserting what a host sees.
 #include "drive/DriveCheck.h"
 
-#include "QsolverInternal.h"
+#include "common/RandomRows.h"
 
 #include <gtest/gtest.h>
 
@@ -75,25 +75,17 @@ TEST(ClusterBuildRegression, LeftoverNodeDeterminedByAnEarlierLeftoverLeavesItsR
     Sketch s;
     DrawSharedValueTriple(s);
     ASSERT_TRUE(s.Analyse().IsOk());
-    s.BackupAll();
-    g_sktDriveRelChain.RemoveAll();
-    s.FindRelation("r5")->SetValue(2.5);
-    g_sktDriveRelChain.AddTail(s.FindRelation("r5"));
-    sktInitDrive(s.Nodes(), s.Relations());
-    sktRemoveGoodNodeFromChain();
+    OpenPass(s, "r5", 2.5);
 
     ASSERT_EQ(sktBuildClusterChain(), 1);
 
     std::vector<std::string> clusters;
-    POSITION pos = g_sktClusterChain.GetHeadPosition();
-    while (pos != nullptr)
+    for (CCluster* cluster : randomrows::Entries(g_sktClusterChain))
     {
-        CCluster* cluster = g_sktClusterChain.GetNext(pos);
         std::string nodes;
-        POSITION npos = cluster->m_NodeList.GetHeadPosition();
-        while (npos != nullptr)
+        for (const std::string& id : Ids(s, cluster->m_NodeList))
         {
-            nodes += s.IdOf(cluster->m_NodeList.GetNext(npos));
+            nodes += id;
         }
         clusters.push_back(nodes + "/" + std::to_string(cluster->GetFreeNum()));
     }
@@ -104,8 +96,5 @@ TEST(ClusterBuildRegression, LeftoverNodeDeterminedByAnEarlierLeftoverLeavesItsR
     EXPECT_TRUE(InAnyClusterList(s.FindRelation("r1")));
 
     s.RestoreAll();
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
-    g_sktDriveRelChain.RemoveAll();
+    ClosePass();
 }

@@ -332,9 +332,7 @@ TEST(GoodNodeStripping, MatchesPlainSweepsOnRandomSketches)
         EXPECT_EQ(fast.freeNums, plain.freeNums);
         EXPECT_EQ(fast.states, plain.states);
     }
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
+    drivecheck::ClosePass();
 }
 
 namespace
@@ -568,8 +566,5 @@ TEST(ClusterSeeding, MatchesPlainWalksOnRandomSketches)
     }
     EXPECT_GT(built, 100);
     EXPECT_GT(withSeeds, 60);
-    g_sktDriveRelChain.RemoveAll();
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
+    drivecheck::ClosePass();
 }

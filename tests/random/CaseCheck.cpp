@@ -4,6 +4,7 @@
 #include "QsolverInternal.h"
 #include "Sketch.h"
 #include "SketchDrive.h"
+#include "common/Measure.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,23 +36,10 @@ std::vector<uint64_t> NodesOf(Sketch& sketch)
     for (const std::string& id : sketch.NodeIds())
     {
         CNode* node = sketch.FindNode(id);
-        const int type = node->GetType();
-        s.push_back(static_cast<uint64_t>(type));
-        if (type == SKT_NODE_POINT)
+        s.push_back(static_cast<uint64_t>(node->GetType()));
+        for (const double v : measure::NodeNumbers(node))
         {
-            const XYZ& p = static_cast<CVert*>(node)->m_Pos;
-            s.insert(s.end(), {Raw(p.x), Raw(p.y)});
-        }
-        else if (type == SKT_NODE_LINE)
-        {
-            const MATHLINE& l = static_cast<CMathline*>(node)->m_Line;
-            s.insert(s.end(), {Raw(l.m_ThroughPoint.x), Raw(l.m_ThroughPoint.y),
-                               Raw(l.m_Direction.x), Raw(l.m_Direction.y)});
-        }
-        else
-        {
-            CMathcir* c = static_cast<CMathcir*>(node);
-            s.insert(s.end(), {Raw(c->m_Center.x), Raw(c->m_Center.y), Raw(c->m_dRadius)});
+            s.push_back(Raw(v));
         }
     }
     return s;
@@ -68,46 +56,8 @@ std::vector<uint64_t> StateOf(Sketch& sketch)
     return s;
 }
 
-// How far a relation is from measuring `target`. Lines are undirected, so angles count modulo pi.
-double Gap(CRel* rel, double target)
-{
-    const double pi = 3.14159265358979323846;
-    const int type = rel->GetType();
-    if (type == SKT_REL_PPDIS || type == SKT_REL_PLDIS)
-    {
-        return std::fabs(rel->GetActualVal() - target);
-    }
-    if (type == SKT_REL_LLDIS)
-    {
-        const VECTOR& d1 = static_cast<CMathline*>(rel->m_pNode1)->m_Line.m_Direction;
-        const VECTOR& d2 = static_cast<CMathline*>(rel->m_pNode2)->m_Line.m_Direction;
-        const double cross = std::fabs(d1.x * d2.y - d1.y * d2.x);
-        return cross + std::fabs(rel->GetActualVal() - target);
-    }
-    if (type == SKT_REL_LLANG)
-    {
-        const double diff = std::fmod(std::fabs(rel->GetActualVal() - target), pi);
-        return std::min(diff, pi - diff);
-    }
-    if (type == SKT_REL_RAD)
-    {
-        // The host puts the circle on its centre point; the solver answers for the radius.
-        static_cast<void>(target);
-        CMathcir* c = static_cast<CMathcir*>(rel->m_pNode2);
-        return std::fabs(c->m_dRadius - c->m_pRadiusVal->m_dValue);
-    }
-    return 0.0;
-}
-
-// How far a relation is from holding its value.
-double Residual(CRel* rel)
-{
-    if (rel->GetType() == SKT_REL_RAD)
-    {
-        return Gap(rel, 0.0);
-    }
-    return rel->m_pVal != nullptr ? Gap(rel, rel->m_pVal->m_dValue) : 0.0;
-}
+using measure::Gap;
+using measure::Residual;
 
 // The clusters of the last drive stay in the solver's chains until the next pass; a host that
 // has read its results releases them.

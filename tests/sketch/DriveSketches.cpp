@@ -16,8 +16,6 @@ using namespace drivecheck;
 
 namespace
 {
-const double kPi = 2.0 * std::acos(0.0);
-
 // A fixed corner A with a fixed horizontal base line through it; B on the base, C above it.
 void DrawTriangle(Sketch& s)
 {
@@ -77,29 +75,6 @@ void DrawBracket(Sketch& s)
     }
 }
 
-// A strip of triangles: T0 fixed, T1 on a fixed base, every further node from the two before.
-void DrawTruss(Sketch& s, int count)
-{
-    s.AddLine("ground", 0, 0, 1, 0);
-    s.AddFix("fixGround", "ground");
-    for (int i = 0; i < count; ++i)
-    {
-        s.AddPoint("T" + std::to_string(i), i * 1.0, (i % 2) * 1.5);
-    }
-    s.AddFix("fixT0", "T0");
-    s.AddPLdis("T1onGround", "T1", "ground", ValueSpec::Own(0));
-    s.AddPPdis("m0_1", "T0", "T1", ValueSpec::Own(2.0));
-    for (int i = 2; i < count; ++i)
-    {
-        const std::string p = "T" + std::to_string(i);
-        const std::string a = "T" + std::to_string(i - 2);
-        const std::string b = "T" + std::to_string(i - 1);
-        s.AddPPdis("m" + std::to_string(i - 2) + "_" + std::to_string(i), a, p,
-                   ValueSpec::Own(2.0));
-        s.AddPPdis("m" + std::to_string(i - 1) + "_" + std::to_string(i), b, p,
-                   ValueSpec::Own(std::hypot(1.0, 1.5)));
-    }
-}
 // The turn of every truss triangle T(i-2) T(i-1) T(i).
 std::vector<double> TrussTurns(Sketch& s, int count)
 {
