@@ -26,14 +26,6 @@ public:
     ::testing::AddGlobalTestEnvironment(new ReleaseDriveClusters);
 } // namespace
 
-TEST(DrivePass, EmptyGoodNodeChainIsPlacedAtOnce)
-{
-    ClosePass();
-
-    EXPECT_EQ(sktSolveGoodNodeChain(), 1);
-    EXPECT_TRUE(g_sktKnownNodeChain.IsEmpty());
-}
-
 TEST(DrivePass, GoodNodesArePlacedLastStrippedFirstWithShortLinesLast)
 {
     Sketch s;
@@ -67,26 +59,6 @@ TEST(DrivePass, GoodNodesArePlacedLastStrippedFirstWithShortLinesLast)
     EXPECT_TRUE(g_sktSaveRelChain.IsEmpty());
     EXPECT_TRUE(AllHold(s));
     EXPECT_NEAR(s.FindPoint("C")->m_Pos.x, 4.0, 1e-9);
-    ClosePass();
-}
-
-TEST(DrivePass, LineWithTwoRelationsIsPlacedAfterEveryOtherGoodNode)
-{
-    Sketch s;
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("B", 4, 0);
-    s.AddFix("fixA", "A");
-    s.AddFix("fixB", "B");
-    s.AddLine("edge", 0, 1, 1, 0);
-    s.AddPoint("C", 2, 3);
-    s.AddPLdis("Aedge", "A", "edge", ValueSpec::Own(1));
-    s.AddPLdis("Bedge", "B", "edge", ValueSpec::Own(1));
-    s.AddPPdis("ac", "A", "C", ValueSpec::Own(std::hypot(2.0, 3.0)));
-    s.AddPPdis("bc", "B", "C", ValueSpec::Own(std::hypot(2.0, 3.0)));
-
-    OpenPass(s, nullptr, 0);
-
-    EXPECT_EQ(Ids(s, g_sktGoodNodeChain), (std::vector<std::string>{"C", "edge"}));
     ClosePass();
 }
 
@@ -206,22 +178,6 @@ TEST(DrivePass, LooseNodesBecomeSmallClustersAndShareTheirRelations)
         EXPECT_EQ(std::count(pRels.begin(), pRels.end(), shared), 1) << shared;
         EXPECT_EQ(std::count(qRels.begin(), qRels.end(), shared), 1) << shared;
     }
-    ClosePass();
-}
-
-TEST(DrivePass, OnlyTheFixedClusterNeedsNoSolve)
-{
-    Sketch s;
-    DrawTruss(s, 4);
-
-    OpenPass(s, "m0_1", 2.5);
-    ASSERT_EQ(sktBuildClusterChain(), 1);
-    sktRemoveGoodClusterFromChain();
-
-    EXPECT_EQ(g_sktClusterChain.GetCount(), 1);
-    EXPECT_TRUE(g_sktGoodClusterChain.IsEmpty());
-    EXPECT_EQ(sktSolveClusterChain(), 1);
-    EXPECT_EQ(sktSolveGoodClusterChain(), 1);
     ClosePass();
 }
 

@@ -9,15 +9,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
-#include <thread>
 
 using namespace randomsketch;
 
@@ -30,70 +25,6 @@ uint64_t EnvNumber(const char* name, uint64_t fallback)
     const char* text = std::getenv(name);
     return text != nullptr && *text != '\0' ? std::strtoull(text, nullptr, 10) : fallback;
 }
-
-// Aborts the run, naming the case, when one case takes far longer than any sketch should: a
-// hang would otherwise only show as a test timeout with no seed.
-class Watchdog
-{
-public:
-    explicit Watchdog(int seconds) : m_limit(seconds), m_thread([this] { Watch(); }) {}
-    ~Watchdog()
-    {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_done = true;
-        }
-        m_wake.notify_all();
-        m_thread.join();
-    }
-    void Start(uint64_t seed)
-    {
-        m_seed = seed;
-        m_tick.fetch_add(1);
-    }
-
-private:
-    void Watch()
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        uint64_t seen = m_tick.load();
-        while (!m_done)
-        {
-            if (m_wake.wait_for(lock, std::chrono::seconds(m_limit), [this] { return m_done; }))
-            {
-                return;
-            }
-            const uint64_t now = m_tick.load();
-            if (now == seen)
-            {
-                std::fprintf(stderr, "case with seed %llu did not return within %d s\n",
-                             static_cast<unsigned long long>(m_seed.load()), m_limit);
-                std::abort();
-            }
-            seen = now;
-        }
-    }
-
-    int m_limit;
-    std::atomic<uint64_t> m_seed{0};
-    std::atomic<uint64_t> m_tick{0};
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    bool m_done = false;
-    std::thread m_thread;
-};
-
-struct Tally
-{
-    int refused = 0;
-    int analysed = 0;
-    int driven = 0;
-    int failed = 0;
-    /// Failed drives the solver reported as solved.
-    int caught = 0;
-    /// Verdicts by their enum's number: ok, over-constrained, two contradictions.
-    int verdicts[4] = {0, 0, 0, 0};
-};
 
 // Where two runs of one case parted.
 std::string Difference(const Outcome& a, const Outcome& b)
@@ -118,15 +49,13 @@ std::string Difference(const Outcome& a, const Outcome& b)
 // Runs `count` cases from the seed on, each twice, and stops at the first broken property.
 void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
 {
-    Watchdog watchdog(kSanitized ? 120 : 30);
     // Hunting: report every broken case instead of stopping at the first.
     const bool keepGoing = EnvNumber("QSOLVER_RANDOM_KEEP_GOING", 0) != 0;
     const bool print = EnvNumber("QSOLVER_RANDOM_PRINT", 0) != 0;
-    Tally tally;
+    uint64_t driven = 0;
     for (uint64_t i = 0; i < count; ++i)
     {
         const uint64_t seed = firstSeed + i;
-        watchdog.Start(seed);
         SeededBits bits(seed * 2 + (consistent ? 1 : 0));
         const Case c = Generate(bits, consistent);
         if (print)
@@ -149,35 +78,13 @@ void RunCases(bool consistent, uint64_t firstSeed, uint64_t count)
                 return;
             }
         }
-        switch (first.stage)
-        {
-            case Stage::Refused:
-                ++tally.refused;
-                break;
-            case Stage::Analysed:
-                ++tally.analysed;
-                break;
-            case Stage::Driven:
-                ++tally.driven;
-                break;
-            case Stage::Failed:
-                ++tally.failed;
-                tally.caught += first.caughtByCheck ? 1 : 0;
-                break;
-        }
-        if (first.stage != Stage::Refused && first.verdict >= 0 && first.verdict < 4)
-        {
-            ++tally.verdicts[first.verdict];
-        }
+        driven += first.stage == Stage::Driven ? 1 : 0;
     }
-    std::printf("%llu %s sketches from seed %llu: %d refused, %d not driven, %d re-solved, %d "
-                "failed and restored (%d of them by the check of the result); verdicts %d ok, %d "
-                "over-constrained, %d fixed contradiction, %d seed "
-                "contradiction\n",
-                static_cast<unsigned long long>(count), consistent ? "consistent" : "arbitrary",
-                static_cast<unsigned long long>(firstSeed), tally.refused, tally.analysed,
-                tally.driven, tally.failed, tally.caught, tally.verdicts[0], tally.verdicts[1],
-                tally.verdicts[2], tally.verdicts[3]);
+    // Refusing or failing every case would hold every property: a fifth must be re-solved.
+    if (count >= 1000)
+    {
+        EXPECT_GE(driven * 5, count) << "re-solved " << driven << " of " << count;
+    }
 }
 
 uint64_t CaseCount(uint64_t normal)
