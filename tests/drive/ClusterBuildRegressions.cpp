@@ -35,10 +35,9 @@ void DrawSharedValueTriple(Sketch& s)
 
 bool InAnyClusterList(CRel* rel)
 {
-    POSITION pos = g_sktClusterChain.GetHeadPosition();
-    while (pos != nullptr)
+    for (CCluster* cluster : randomrows::Entries(g_sktClusterChain))
     {
-        if (g_sktClusterChain.GetNext(pos)->m_RelList.Find(rel) != nullptr)
+        if (cluster->m_RelList.Find(rel) != nullptr)
         {
             return true;
         }

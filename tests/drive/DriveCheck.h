@@ -92,6 +92,19 @@ inline ::testing::AssertionResult AllHold(Sketch& sketch, double tol = 1e-6)
     return ::testing::AssertionSuccess();
 }
 
+/// Drives as a host does: the drive succeeds and every relation holds afterwards.
+inline ::testing::AssertionResult
+DrivesAndHolds(Sketch& s, const std::vector<std::pair<std::string, double>>& changes)
+{
+    const DriveResult r = s.Drive(changes);
+    if (!r.IsOk())
+    {
+        return ::testing::AssertionFailure()
+               << qsolver::host::DriveStepText(r.failed) << ": " << r.message;
+    }
+    return AllHold(s);
+}
+
 /// Signed area of the triangle abc: its sign is the orientation.
 inline double Orientation(Sketch& sketch, const char* a, const char* b, const char* c)
 {

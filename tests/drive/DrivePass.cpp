@@ -99,10 +99,7 @@ TEST(DrivePass, FailedConstructionFallsBackToSolvingThePlacedNodes)
         const double turn = Orientation(s, "T2", "T3", "T4");
         const Snapshot before = Snap(s);
 
-        DriveResult r = s.Drive({{change, s.FindRelation(change)->m_pVal->m_dValue + 0.2}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{change, s.FindRelation(change)->m_pVal->m_dValue + 0.2}}));
         EXPECT_GT(Orientation(s, "T2", "T3", "T4") * turn, 0.0);
         EXPECT_TRUE(SameBits(before, Snap(s), "T0"));
     }

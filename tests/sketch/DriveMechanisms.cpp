@@ -131,10 +131,7 @@ TEST(DriveMechanism, CrankAngleTurnsTheFourBarWithoutFlipping)
         DrawCrankFourBar(s, 60.0);
         const double turn = Orientation(s, "B", "C", "D");
 
-        DriveResult r = s.Drive({{"crankAngle", Deg(deg)}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{"crankAngle", Deg(deg)}}));
         EXPECT_NEAR(s.FindPoint("B")->m_Pos.x, 1.5 * std::cos(Deg(deg)), 1e-9);
         EXPECT_NEAR(s.FindPoint("B")->m_Pos.y, 1.5 * std::sin(Deg(deg)), 1e-9);
         EXPECT_GT(Orientation(s, "B", "C", "D") * turn, 0.0);
@@ -195,10 +192,7 @@ TEST(DriveMechanism, TiedBodyMovesRigidlyOrReshapesKeepingItsOrientation)
         const Snapshot before = Snap(s);
         const double turn = Orientation(s, "P1", "P2", "P3");
 
-        DriveResult r = s.Drive({{row.rel, Dist(s, row.a, row.b) + row.step}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{row.rel, Dist(s, row.a, row.b) + row.step}}));
         if (row.rigid)
         {
             ExpectBodyKept(s, before, "P1", "P2");
@@ -219,10 +213,7 @@ TEST(DriveMechanism, TwoBodiesAreSolvedTogether)
     const Snapshot before = Snap(s);
 
     // Lengthening: the pair stands near a fold, where shortening it much has no solution.
-    DriveResult r = s.Drive({{"jP2Q1", Dist(s, "P2", "Q1") + 0.25}});
-
-    ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-    EXPECT_TRUE(AllHold(s));
+    ASSERT_TRUE(DrivesAndHolds(s, {{"jP2Q1", Dist(s, "P2", "Q1") + 0.25}}));
     for (const char* body : {"P", "Q"})
     {
         const std::string a = std::string(body) + "1";
@@ -292,10 +283,7 @@ TEST(DriveEqualDistance, IncentreFollowsAMovedSide)
             s.AddPLdis("j2", "J", "L3", ValueSpec::Own(1.0));
         }
 
-        DriveResult r = s.Drive({{"reach", 8 / std::sqrt(2.0)}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{"reach", 8 / std::sqrt(2.0)}}));
         // Legs of 8 along both axes: the incircle's radius is 8 - 8 / sqrt(2) ... of the
         // right isosceles triangle, (a + b - c) / 2.
         const double radius = (8.0 + 8.0 - 8.0 * std::sqrt(2.0)) / 2.0;
@@ -341,10 +329,7 @@ TEST(DriveLines, LinesFollowTheirAnglesAndDistances)
         const double side =
             nBefore.m_Direction.Xproduct(VECTOR(nBefore.m_ThroughPoint, s.FindPoint("Q")->m_Pos)).z;
 
-        DriveResult r = s.Drive({{row.rel, row.value}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{row.rel, row.value}}));
         const Snapshot after = Snap(s);
         EXPECT_TRUE(SameBits(before, after, "Q"));
         EXPECT_TRUE(SameBits(before, after, "base"));

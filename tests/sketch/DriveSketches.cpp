@@ -110,10 +110,7 @@ TEST(DriveSketch, TriangleKeepsItsOrientation)
         const Snapshot before = Snap(s);
         const double turn = Orientation(s, "A", "B", "C");
 
-        DriveResult r = s.Drive({{row.rel, row.value}});
-
-        ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-        EXPECT_TRUE(AllHold(s));
+        ASSERT_TRUE(DrivesAndHolds(s, {{row.rel, row.value}}));
         const Snapshot after = Snap(s);
         EXPECT_TRUE(SameBits(before, after, "A"));
         EXPECT_TRUE(SameBits(before, after, "base"));
@@ -146,10 +143,7 @@ TEST(DriveSketch, RectangleWidthMovesOnlyTheRightSide)
     DrawRectangle(s);
     const Snapshot before = Snap(s);
 
-    DriveResult r = s.Drive({{"width", 7.0}});
-
-    ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-    EXPECT_TRUE(AllHold(s));
+    ASSERT_TRUE(DrivesAndHolds(s, {{"width", 7.0}}));
     const Snapshot after = Snap(s);
     for (const char* id : {"bottom", "left", "top", "P1", "P4"})
     {
@@ -185,10 +179,7 @@ TEST(DriveSketch, BracketHoleMovesAloneAndTheOthersKeepTheirBits)
     DrawBracket(s);
     const Snapshot before = Snap(s);
 
-    DriveResult r = s.Drive({{"H2x", 7.25}});
-
-    ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-    EXPECT_TRUE(AllHold(s));
+    ASSERT_TRUE(DrivesAndHolds(s, {{"H2x", 7.25}}));
     const Snapshot after = Snap(s);
     EXPECT_TRUE(SameBits(before, after, "H1"));
     EXPECT_TRUE(SameBits(before, after, "H3"));
@@ -206,10 +197,7 @@ TEST(DriveSketch, TrussMemberChangeMovesOnlyWhatHangsOnIt)
     const Snapshot before = Snap(s);
     const std::vector<double> turns = TrussTurns(s, count);
 
-    DriveResult r = s.Drive({{"m5_6", 2.3}});
-
-    ASSERT_TRUE(r.IsOk()) << DriveStepText(r.failed);
-    EXPECT_TRUE(AllHold(s));
+    ASSERT_TRUE(DrivesAndHolds(s, {{"m5_6", 2.3}}));
     const Snapshot after = Snap(s);
     for (int i = 0; i < 6; ++i)
     {
