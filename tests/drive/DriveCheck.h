@@ -20,31 +20,15 @@ namespace drivecheck
 using qsolver::host::DriveResult;
 using qsolver::host::Sketch;
 
-/// A node's geometry: a point's x, y; a line's through point and direction; a circle's centre
-/// and radius.
-struct Geom
-{
-    int type = 0;
-    double v[4] = {0.0, 0.0, 0.0, 0.0};
-};
-
-inline Geom GeomOf(CNode* node)
-{
-    Geom g;
-    g.type = node->GetType();
-    const std::vector<double> numbers = measure::NodeNumbers(node);
-    std::copy(numbers.begin(), numbers.end(), g.v);
-    return g;
-}
-
-using Snapshot = std::map<std::string, Geom>;
+/// Every node's numbers (see measure::NodeNumbers) by id.
+using Snapshot = std::map<std::string, std::vector<double>>;
 
 inline Snapshot Snap(Sketch& sketch)
 {
     Snapshot s;
     for (const std::string& id : sketch.NodeIds())
     {
-        s[id] = GeomOf(sketch.FindNode(id));
+        s[id] = measure::NodeNumbers(sketch.FindNode(id));
     }
     return s;
 }
@@ -52,28 +36,19 @@ inline Snapshot Snap(Sketch& sketch)
 /// Largest coordinate change of a node between two snapshots.
 inline double Moved(const Snapshot& before, const Snapshot& after, const std::string& id)
 {
-    const Geom& a = before.at(id);
-    const Geom& b = after.at(id);
+    const std::vector<double>& a = before.at(id);
+    const std::vector<double>& b = after.at(id);
     double m = 0.0;
-    for (int i = 0; i < 4; ++i)
+    for (size_t i = 0; i < a.size(); ++i)
     {
-        m = std::max(m, std::fabs(a.v[i] - b.v[i]));
+        m = std::max(m, std::fabs(a[i] - b[i]));
     }
     return m;
 }
 
 inline bool SameBits(const Snapshot& before, const Snapshot& after, const std::string& id)
 {
-    const Geom& a = before.at(id);
-    const Geom& b = after.at(id);
-    for (int i = 0; i < 4; ++i)
-    {
-        if (a.v[i] != b.v[i])
-        {
-            return false;
-        }
-    }
-    return true;
+    return before.at(id) == after.at(id);
 }
 
 using measure::Residual;

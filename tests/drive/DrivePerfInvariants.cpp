@@ -109,17 +109,13 @@ TEST(PtrListReuse, RecycledAndFreshEntriesWalkLikeAPlainList)
                 list.RemoveAt(PositionAt(list, at));
                 model.erase(std::next(model.begin(), static_cast<long>(at)));
             }
-            else if (op == 6 && !model.empty())
+            else if ((op == 6 || op == 7) && !model.empty())
             {
                 const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
-                list.InsertBefore(PositionAt(list, at), reinterpret_cast<void*>(next));
-                model.insert(std::next(model.begin(), static_cast<long>(at)), next++);
-            }
-            else if (op == 7 && !model.empty())
-            {
-                const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
-                list.InsertAfter(PositionAt(list, at), reinterpret_cast<void*>(next));
-                model.insert(std::next(model.begin(), static_cast<long>(at) + 1), next++);
+                void* entry = reinterpret_cast<void*>(next);
+                op == 6 ? list.InsertBefore(PositionAt(list, at), entry)
+                        : list.InsertAfter(PositionAt(list, at), entry);
+                model.insert(std::next(model.begin(), static_cast<long>(at + op - 6)), next++);
             }
             else if (op == 8 && rng.Below(20) == 0)
             {
@@ -181,8 +177,7 @@ TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
     std::vector<std::vector<double>> saved;
     for (auto& node : nodes)
     {
-        const drivecheck::Geom g = drivecheck::GeomOf(node.get());
-        saved.emplace_back(g.v, g.v + 4);
+        saved.push_back(measure::NodeNumbers(node.get()));
         if (node->GetType() == SKT_NODE_POINT)
         {
             static_cast<CVert*>(node.get())->m_Pos = XYZ(-1.0, -1.0, 0.0);
@@ -199,8 +194,7 @@ TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
     }
     for (std::size_t i = 0; i < nodes.size(); ++i)
     {
-        const drivecheck::Geom g = drivecheck::GeomOf(nodes[i].get());
-        EXPECT_EQ(std::vector<double>(g.v, g.v + 4), saved[i]) << "node " << i;
+        EXPECT_EQ(measure::NodeNumbers(nodes[i].get()), saved[i]) << "node " << i;
     }
     std::vector<double> numbers;
     for (auto& val : values)

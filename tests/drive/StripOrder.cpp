@@ -533,8 +533,8 @@ BuildOutcome BuildOnce(RandomSketch& s, CRel* driven, bool plain)
     for (auto& n : s.nodes)
     {
         o.freeNums.push_back(n->m_nFreeNum);
-        const drivecheck::Geom g = drivecheck::GeomOf(n.get());
-        o.coords.insert(o.coords.end(), g.v, g.v + 4);
+        const std::vector<double> numbers = measure::NodeNumbers(n.get());
+        o.coords.insert(o.coords.end(), numbers.begin(), numbers.end());
     }
     for (auto& r : s.rels)
     {

@@ -116,7 +116,7 @@ void DrawTwoBodies(Sketch& s)
 void ExpectBodyKept(Sketch& s, const Snapshot& before, const char* a, const char* b)
 {
     const double was =
-        std::hypot(before.at(a).v[0] - before.at(b).v[0], before.at(a).v[1] - before.at(b).v[1]);
+        std::hypot(before.at(a)[0] - before.at(b)[0], before.at(a)[1] - before.at(b)[1]);
     EXPECT_NEAR(Dist(s, a, b), was, 1e-9) << a << b;
 }
 } // namespace
