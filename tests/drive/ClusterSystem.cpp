@@ -1,6 +1,6 @@
 // Cluster systems: which lines known angles make parallel, the rigid links that hold a moving
 // cluster's shape, and the rigid motion that places a cluster from the solution.
-#include "QsolverInternal.h"
+#include "common/RandomRows.h"
 
 #include <gtest/gtest.h>
 
@@ -13,16 +13,8 @@ namespace
 const double kPi = 2.0 * std::acos(0.0);
 
 // Owns nodes and relations and detaches the relations before deleting them.
-struct Parts
+struct Parts : randomrows::OwnedSketch
 {
-    ~Parts()
-    {
-        for (auto& r : rels)
-        {
-            r->CutRelWithNode();
-        }
-        rels.clear();
-    }
     CMathline* Line(double px, double py, double dx, double dy)
     {
         CVert p(px, py, 0.0);
@@ -39,17 +31,13 @@ struct Parts
     }
     template <class R> R* Attach(R* rel)
     {
-        rels.push_back(std::unique_ptr<CRel>(rel));
-        rel->m_pNode1->AddRel(rel);
-        rel->m_pNode2->AddRel(rel);
+        OwnedSketch::Attach(rel, rel->m_pNode1, rel->m_pNode2);
         return rel;
     }
     CLLang* Angle(CMathline* a, CMathline* b, double value, unsigned char known = 1)
     {
         return Attach(new CLLang(a, b, value, known));
     }
-    std::vector<std::unique_ptr<CNode>> nodes;
-    std::vector<std::unique_ptr<CRel>> rels;
 };
 
 template <class T> int CountOf(CEquationGrp& g)

@@ -29,18 +29,26 @@ uint64_t Raw(double v)
     return u;
 }
 
+// A node's coordinates, bit for bit.
+std::vector<uint64_t> NodeBits(Sketch& sketch, const std::string& id)
+{
+    std::vector<uint64_t> bits;
+    for (const double v : measure::NodeNumbers(sketch.FindNode(id)))
+    {
+        bits.push_back(Raw(v));
+    }
+    return bits;
+}
+
 // Every coordinate of the sketch, in creation order.
 std::vector<uint64_t> NodesOf(Sketch& sketch)
 {
     std::vector<uint64_t> s;
     for (const std::string& id : sketch.NodeIds())
     {
-        CNode* node = sketch.FindNode(id);
-        s.push_back(static_cast<uint64_t>(node->GetType()));
-        for (const double v : measure::NodeNumbers(node))
-        {
-            s.push_back(Raw(v));
-        }
+        s.push_back(static_cast<uint64_t>(sketch.FindNode(id)->GetType()));
+        const std::vector<uint64_t> bits = NodeBits(sketch, id);
+        s.insert(s.end(), bits.begin(), bits.end());
     }
     return s;
 }
@@ -74,25 +82,6 @@ void ReleaseClusters()
     }
 }
 
-std::vector<uint64_t> NodeBits(const std::vector<uint64_t>& state, Sketch& sketch,
-                               const std::string& id)
-{
-    // Offsets follow StateOf's layout.
-    size_t at = 0;
-    for (const std::string& n : sketch.NodeIds())
-    {
-        const size_t len = 1 + (state[at] == SKT_NODE_POINT  ? 2
-                                : state[at] == SKT_NODE_LINE ? 4
-                                                             : 3);
-        if (n == id)
-        {
-            return std::vector<uint64_t>(state.begin() + static_cast<long>(at),
-                                         state.begin() + static_cast<long>(at + len));
-        }
-        at += len;
-    }
-    return {};
-}
 // The constructions take turns between the two solutions of an undecided configuration; a host
 // that wants the same answer for the same sketch starts each pass from the same turn.
 void ResetToggles()
@@ -168,6 +157,22 @@ Outcome RunCase(const Case& c, const Case* between)
             // A circle that stands for an unknown value lends it its radius value.
             knownBefore.clear();
             break;
+        }
+    }
+    // Fixed geometry, to compare bit for bit after the drive.
+    std::map<std::string, std::vector<uint64_t>> fixedBits;
+    for (const DocRelation& r : doc.relations)
+    {
+        if (r.type == DocRelType::Fix)
+        {
+            fixedBits[r.nodes[0]] = NodeBits(sketch, r.nodes[0]);
+        }
+    }
+    for (const DocNode& n : doc.nodes)
+    {
+        if (n.hasReference)
+        {
+            fixedBits[n.id] = NodeBits(sketch, n.id);
         }
     }
     ResetToggles();
@@ -278,28 +283,11 @@ Outcome RunCase(const Case& c, const Case* between)
                         ")";
         }
     }
-    std::set<std::string> fixed;
-    for (const DocRelation& r : doc.relations)
+    for (const auto& node : fixedBits)
     {
-        if (r.type == DocRelType::Fix)
+        if (NodeBits(sketch, node.first) != node.second && out.fault.empty())
         {
-            fixed.insert(r.nodes[0]);
-        }
-    }
-    for (const DocNode& n : doc.nodes)
-    {
-        if (n.hasReference)
-        {
-            fixed.insert(n.id);
-        }
-    }
-    for (const std::string& id : fixed)
-    {
-        const std::vector<uint64_t> was = NodeBits(before, sketch, id);
-        const std::vector<uint64_t> is = NodeBits(after, sketch, id);
-        if (was != is && out.fault.empty())
-        {
-            out.fault = "fixed node " + id + " moved";
+            out.fault = "fixed node " + node.first + " moved";
         }
     }
     return out;
