@@ -68,21 +68,6 @@ TEST(BenchFamilies, StartOutSatisfyingEveryRelation)
     }
 }
 
-TEST(BenchFamilies, GridHasOneDiagonalPerCellOfFirstRowAndColumn)
-{
-    const int n = 6;
-
-    Family f = Grid(n);
-
-    // Sides less the one between the two fixed points, plus 2n - 3 diagonals.
-    int distances = 0;
-    for (const Relation& r : f.relations)
-    {
-        distances += r.kind == RelKind::PPdis ? 1 : 0;
-    }
-    EXPECT_EQ(distances, 2 * n * (n - 1) - 1 + 2 * n - 3);
-}
-
 TEST(BenchFamilies, HostReSolvesKeepingRelationsAndOrientation)
 {
     for (const FamilyRow& row : kRows)

@@ -1,7 +1,7 @@
 // Sketches whose cluster build leaves a relation out of every cluster, asserting what a host sees.
 #include "drive/DriveCheck.h"
 
-#include "QsolverInternal.h"
+#include "common/RandomRows.h"
 
 #include <gtest/gtest.h>
 
@@ -35,10 +35,9 @@ void DrawSharedValueTriple(Sketch& s)
 
 bool InAnyClusterList(CRel* rel)
 {
-    POSITION pos = g_sktClusterChain.GetHeadPosition();
-    while (pos != nullptr)
+    for (CCluster* cluster : randomrows::Entries(g_sktClusterChain))
     {
-        if (g_sktClusterChain.GetNext(pos)->m_RelList.Find(rel) != nullptr)
+        if (cluster->m_RelList.Find(rel) != nullptr)
         {
             return true;
         }
@@ -62,11 +61,7 @@ TEST(ClusterBuildRegression, RelationOnASharedUnknownValueLeftInNoClusterFailsTh
     EXPECT_EQ(r.failed, DriveStep::Verify);
     EXPECT_EQ(r.message.rfind("relation 'r1' is off by 0.5", 0), 0u) << r.message;
     EXPECT_TRUE(r.restored);
-    for (const auto& node : before)
-    {
-        SCOPED_TRACE(node.first);
-        EXPECT_TRUE(SameBits(before, Snap(s), node.first));
-    }
+    EXPECT_TRUE(HoldsOrRestored(s, before, r));
     EXPECT_EQ(ValuesOf(s), values);
 }
 
@@ -75,25 +70,17 @@ TEST(ClusterBuildRegression, LeftoverNodeDeterminedByAnEarlierLeftoverLeavesItsR
     Sketch s;
     DrawSharedValueTriple(s);
     ASSERT_TRUE(s.Analyse().IsOk());
-    s.BackupAll();
-    g_sktDriveRelChain.RemoveAll();
-    s.FindRelation("r5")->SetValue(2.5);
-    g_sktDriveRelChain.AddTail(s.FindRelation("r5"));
-    sktInitDrive(s.Nodes(), s.Relations());
-    sktRemoveGoodNodeFromChain();
+    OpenPass(s, "r5", 2.5);
 
     ASSERT_EQ(sktBuildClusterChain(), 1);
 
     std::vector<std::string> clusters;
-    POSITION pos = g_sktClusterChain.GetHeadPosition();
-    while (pos != nullptr)
+    for (CCluster* cluster : randomrows::Entries(g_sktClusterChain))
     {
-        CCluster* cluster = g_sktClusterChain.GetNext(pos);
         std::string nodes;
-        POSITION npos = cluster->m_NodeList.GetHeadPosition();
-        while (npos != nullptr)
+        for (const std::string& id : Ids(s, cluster->m_NodeList))
         {
-            nodes += s.IdOf(cluster->m_NodeList.GetNext(npos));
+            nodes += id;
         }
         clusters.push_back(nodes + "/" + std::to_string(cluster->GetFreeNum()));
     }
@@ -104,8 +91,5 @@ TEST(ClusterBuildRegression, LeftoverNodeDeterminedByAnEarlierLeftoverLeavesItsR
     EXPECT_TRUE(InAnyClusterList(s.FindRelation("r1")));
 
     s.RestoreAll();
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
-    g_sktDriveRelChain.RemoveAll();
+    ClosePass();
 }

@@ -1,7 +1,9 @@
 // What a host checks after a drive: every relation holds, and which nodes moved.
 #pragma once
 
+#include "QsolverInternal.h"
 #include "Sketch.h"
+#include "common/Measure.h"
 #include "SketchDrive.h"
 
 #include <gtest/gtest.h>
@@ -18,50 +20,15 @@ namespace drivecheck
 using qsolver::host::DriveResult;
 using qsolver::host::Sketch;
 
-/// A node's geometry: a point's x, y; a line's through point and direction; a circle's centre
-/// and radius.
-struct Geom
-{
-    int type = 0;
-    double v[4] = {0.0, 0.0, 0.0, 0.0};
-};
-
-inline Geom GeomOf(CNode* node)
-{
-    Geom g;
-    g.type = node->GetType();
-    if (g.type == SKT_NODE_POINT)
-    {
-        const XYZ& p = static_cast<CVert*>(node)->m_Pos;
-        g.v[0] = p.x;
-        g.v[1] = p.y;
-    }
-    else if (g.type == SKT_NODE_LINE)
-    {
-        const MATHLINE& l = static_cast<CMathline*>(node)->m_Line;
-        g.v[0] = l.m_ThroughPoint.x;
-        g.v[1] = l.m_ThroughPoint.y;
-        g.v[2] = l.m_Direction.x;
-        g.v[3] = l.m_Direction.y;
-    }
-    else
-    {
-        CMathcir* c = static_cast<CMathcir*>(node);
-        g.v[0] = c->m_Center.x;
-        g.v[1] = c->m_Center.y;
-        g.v[2] = c->m_dRadius;
-    }
-    return g;
-}
-
-using Snapshot = std::map<std::string, Geom>;
+/// Every node's numbers (see measure::NodeNumbers) by id.
+using Snapshot = std::map<std::string, std::vector<double>>;
 
 inline Snapshot Snap(Sketch& sketch)
 {
     Snapshot s;
     for (const std::string& id : sketch.NodeIds())
     {
-        s[id] = GeomOf(sketch.FindNode(id));
+        s[id] = measure::NodeNumbers(sketch.FindNode(id));
     }
     return s;
 }
@@ -69,58 +36,22 @@ inline Snapshot Snap(Sketch& sketch)
 /// Largest coordinate change of a node between two snapshots.
 inline double Moved(const Snapshot& before, const Snapshot& after, const std::string& id)
 {
-    const Geom& a = before.at(id);
-    const Geom& b = after.at(id);
+    const std::vector<double>& a = before.at(id);
+    const std::vector<double>& b = after.at(id);
     double m = 0.0;
-    for (int i = 0; i < 4; ++i)
+    for (size_t i = 0; i < a.size(); ++i)
     {
-        m = std::max(m, std::fabs(a.v[i] - b.v[i]));
+        m = std::max(m, std::fabs(a[i] - b[i]));
     }
     return m;
 }
 
 inline bool SameBits(const Snapshot& before, const Snapshot& after, const std::string& id)
 {
-    const Geom& a = before.at(id);
-    const Geom& b = after.at(id);
-    for (int i = 0; i < 4; ++i)
-    {
-        if (a.v[i] != b.v[i])
-        {
-            return false;
-        }
-    }
-    return true;
+    return before.at(id) == after.at(id);
 }
 
-/// How far the relation is from holding. Lines are undirected: angles count modulo pi.
-inline double Residual(CRel* rel)
-{
-    const double pi = 2.0 * std::acos(0.0);
-    const int type = rel->GetType();
-    if (type == SKT_REL_PPDIS || type == SKT_REL_PLDIS)
-    {
-        return std::fabs(rel->GetActualVal() - rel->m_pVal->m_dValue);
-    }
-    if (type == SKT_REL_LLDIS)
-    {
-        const VECTOR& d1 = static_cast<CMathline*>(rel->m_pNode1)->m_Line.m_Direction;
-        const VECTOR& d2 = static_cast<CMathline*>(rel->m_pNode2)->m_Line.m_Direction;
-        const double cross = std::fabs(d1.x * d2.y - d1.y * d2.x);
-        return cross + std::fabs(rel->GetActualVal() - rel->m_pVal->m_dValue);
-    }
-    if (type == SKT_REL_LLANG)
-    {
-        double diff = std::fmod(std::fabs(rel->GetActualVal() - rel->m_pVal->m_dValue), pi);
-        return std::min(diff, pi - diff);
-    }
-    if (type == SKT_REL_RAD)
-    {
-        CMathcir* c = static_cast<CMathcir*>(rel->m_pNode2);
-        return std::fabs(c->m_dRadius - c->m_pRadiusVal->m_dValue);
-    }
-    return 0.0;
-}
+using measure::Residual;
 
 /// Every relation of the sketch holds within tol.
 inline ::testing::AssertionResult AllHold(Sketch& sketch, double tol = 1e-6)
@@ -134,6 +65,19 @@ inline ::testing::AssertionResult AllHold(Sketch& sketch, double tol = 1e-6)
         }
     }
     return ::testing::AssertionSuccess();
+}
+
+/// Drives as a host does: the drive succeeds and every relation holds afterwards.
+inline ::testing::AssertionResult
+DrivesAndHolds(Sketch& s, const std::vector<std::pair<std::string, double>>& changes)
+{
+    const DriveResult r = s.Drive(changes);
+    if (!r.IsOk())
+    {
+        return ::testing::AssertionFailure()
+               << qsolver::host::DriveStepText(r.failed) << ": " << r.message;
+    }
+    return AllHold(s);
 }
 
 /// Signed area of the triangle abc: its sign is the orientation.
@@ -184,6 +128,67 @@ inline ::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& bef
         }
     }
     return ::testing::AssertionSuccess();
+}
+
+/// A strip of triangles: T0 fixed, T1 on a fixed base, every further node from the two before
+/// (members named m<from>_<to>). Drawn off its dimensions: the first drive settles it.
+inline void DrawTruss(Sketch& s, int count)
+{
+    using qsolver::host::ValueSpec;
+    s.AddLine("ground", 0, 0, 1, 0);
+    s.AddFix("fixGround", "ground");
+    for (int i = 0; i < count; ++i)
+    {
+        s.AddPoint("T" + std::to_string(i), i * 1.0, (i % 2) * 1.5);
+    }
+    s.AddFix("fixT0", "T0");
+    s.AddPLdis("T1onGround", "T1", "ground", ValueSpec::Own(0));
+    s.AddPPdis("m0_1", "T0", "T1", ValueSpec::Own(2.0));
+    for (int i = 2; i < count; ++i)
+    {
+        const std::string p = "T" + std::to_string(i);
+        const std::string a = std::to_string(i - 2);
+        const std::string b = std::to_string(i - 1);
+        const std::string to = "_" + std::to_string(i);
+        s.AddPPdis("m" + a + to, "T" + a, p, ValueSpec::Own(2.0));
+        s.AddPPdis("m" + b + to, "T" + b, p, ValueSpec::Own(std::hypot(1.0, 1.5)));
+    }
+}
+
+/// The ids of a list's entries, head to tail.
+template <class List> std::vector<std::string> Ids(Sketch& s, List& list)
+{
+    std::vector<std::string> out;
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        out.push_back(s.IdOf(list.GetNext(pos)));
+    }
+    return out;
+}
+
+/// Opens a pass as a host does: backups, the changed value (none for nullptr), the drive chain,
+/// then the two opening steps.
+inline void OpenPass(Sketch& s, const char* rel, double value)
+{
+    s.BackupAll();
+    g_sktDriveRelChain.RemoveAll();
+    if (rel != nullptr)
+    {
+        s.FindRelation(rel)->SetValue(value);
+        g_sktDriveRelChain.AddTail(s.FindRelation(rel));
+    }
+    sktInitDrive(s.Nodes(), s.Relations());
+    sktRemoveGoodNodeFromChain();
+}
+
+/// Releases what the last pass left in the chains.
+inline void ClosePass()
+{
+    CNodeList none;
+    CRelList noRels;
+    sktInitDrive(none, noRels);
+    g_sktDriveRelChain.RemoveAll();
 }
 
 } // namespace drivecheck

@@ -109,17 +109,13 @@ TEST(PtrListReuse, RecycledAndFreshEntriesWalkLikeAPlainList)
                 list.RemoveAt(PositionAt(list, at));
                 model.erase(std::next(model.begin(), static_cast<long>(at)));
             }
-            else if (op == 6 && !model.empty())
+            else if ((op == 6 || op == 7) && !model.empty())
             {
                 const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
-                list.InsertBefore(PositionAt(list, at), reinterpret_cast<void*>(next));
-                model.insert(std::next(model.begin(), static_cast<long>(at)), next++);
-            }
-            else if (op == 7 && !model.empty())
-            {
-                const std::size_t at = rng.Below(static_cast<uint32_t>(model.size()));
-                list.InsertAfter(PositionAt(list, at), reinterpret_cast<void*>(next));
-                model.insert(std::next(model.begin(), static_cast<long>(at) + 1), next++);
+                void* entry = reinterpret_cast<void*>(next);
+                op == 6 ? list.InsertBefore(PositionAt(list, at), entry)
+                        : list.InsertAfter(PositionAt(list, at), entry);
+                model.insert(std::next(model.begin(), static_cast<long>(at + op - 6)), next++);
             }
             else if (op == 8 && rng.Below(20) == 0)
             {
@@ -181,8 +177,7 @@ TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
     std::vector<std::vector<double>> saved;
     for (auto& node : nodes)
     {
-        const drivecheck::Geom g = drivecheck::GeomOf(node.get());
-        saved.emplace_back(g.v, g.v + 4);
+        saved.push_back(measure::NodeNumbers(node.get()));
         if (node->GetType() == SKT_NODE_POINT)
         {
             static_cast<CVert*>(node.get())->m_Pos = XYZ(-1.0, -1.0, 0.0);
@@ -199,8 +194,7 @@ TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
     }
     for (std::size_t i = 0; i < nodes.size(); ++i)
     {
-        const drivecheck::Geom g = drivecheck::GeomOf(nodes[i].get());
-        EXPECT_EQ(std::vector<double>(g.v, g.v + 4), saved[i]) << "node " << i;
+        EXPECT_EQ(measure::NodeNumbers(nodes[i].get()), saved[i]) << "node " << i;
     }
     std::vector<double> numbers;
     for (auto& val : values)
@@ -225,32 +219,12 @@ TEST(GoodNodePlacing, TakesTheFirstOccurrenceOfARelationSavedTwice)
     // A host may put a relation into the save chain a second time, at either end; placing a
     // good node takes the relation's first occurrence only, wherever it stands.
     Sketch s;
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("B", 2, 0);
-    s.AddFix("fixA", "A");
-    s.AddFix("fixB", "B");
     const int count = 24;
-    for (int i = 0; i < count; ++i)
-    {
-        s.AddPoint("P" + std::to_string(i), 1.0 + 2.0 * i, 1.0 + (i % 2));
-    }
-    s.AddPPdis("a0", "A", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
-    s.AddPPdis("b0", "B", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
-    for (int i = 1; i < count; ++i)
-    {
-        const std::string p = "P" + std::to_string(i);
-        const std::string q = "P" + std::to_string(i - 1);
-        s.AddPPdis("a" + std::to_string(i), i == 1 ? "B" : "P" + std::to_string(i - 2), p,
-                   ValueSpec::Own(1.0));
-        s.AddPPdis("b" + std::to_string(i), q, p, ValueSpec::Own(1.0));
-    }
+    drivecheck::DrawTruss(s, count + 1);
     // Distances measured from the geometry, so that nothing needs to move.
     MeasureEveryValue(s);
 
-    s.BackupAll();
-    g_sktDriveRelChain.RemoveAll();
-    sktInitDrive(s.Nodes(), s.Relations());
-    sktRemoveGoodNodeFromChain();
+    drivecheck::OpenPass(s, nullptr, 0);
     ASSERT_EQ(g_sktGoodNodeChain.GetCount(), count);
     ASSERT_EQ(sktBuildClusterChain(), 1);
     sktRemoveGoodClusterFromChain();
@@ -268,59 +242,5 @@ TEST(GoodNodePlacing, TakesTheFirstOccurrenceOfARelationSavedTwice)
     EXPECT_EQ(g_sktSaveRelChain.GetHead(), late);
     EXPECT_EQ(g_sktSaveRelChain.GetTail(), early);
     EXPECT_EQ(g_sktKnownNodeChain.GetCount(), count);
-
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
-}
-
-TEST(HostDrive, EveryRelationIsReleasedAfterASolvedAndAFailedDrive)
-{
-    struct Row
-    {
-        const char* name;
-        double newValue;
-        bool ok;
-    };
-    // A strip of triangles: a modest change is re-solved; a distance longer than the two sides
-    // together cannot be met and the drive restores the sketch.
-    const Row rows[] = {{"solved", 2.2, true}, {"failed", 50.0, false}};
-    for (const Row& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        s.AddPoint("A", 0, 0);
-        s.AddPoint("B", 2, 0);
-        s.AddFix("fixA", "A");
-        s.AddFix("fixB", "B");
-        for (int i = 0; i < 12; ++i)
-        {
-            s.AddPoint("P" + std::to_string(i), 1.0 + i, 1.0 + (i % 2));
-        }
-        s.AddPPdis("a0", "A", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
-        s.AddPPdis("b0", "B", "P0", ValueSpec::Own(std::hypot(1.0, 1.0)));
-        for (int i = 1; i < 12; ++i)
-        {
-            const std::string p = "P" + std::to_string(i);
-            s.AddPPdis("a" + std::to_string(i), i == 1 ? "A" : "P" + std::to_string(i - 2), p,
-                       ValueSpec::Own(1.0));
-            s.AddPPdis("b" + std::to_string(i), "P" + std::to_string(i - 1), p,
-                       ValueSpec::Own(1.0));
-        }
-        MeasureEveryValue(s);
-        const DriveResult result = s.Drive({{"b5", row.newValue}});
-        EXPECT_EQ(result.IsOk(), row.ok) << result.message;
-        CRelList& rels = s.Relations();
-        POSITION pos = rels.GetHeadPosition();
-        while (pos != nullptr)
-        {
-            CRel* rel = rels.GetNext(pos);
-            EXPECT_TRUE(rel->IsUnused()) << s.IdOf(rel);
-            if (rel->m_pVal != nullptr)
-            {
-                EXPECT_EQ(rel->m_pVal->m_bKnown, rel->m_pVal->m_bBackupKnown) << s.IdOf(rel);
-            }
-        }
-        EXPECT_TRUE(g_sktDriveRelChain.IsEmpty());
-    }
+    drivecheck::ClosePass();
 }

@@ -332,9 +332,7 @@ TEST(GoodNodeStripping, MatchesPlainSweepsOnRandomSketches)
         EXPECT_EQ(fast.freeNums, plain.freeNums);
         EXPECT_EQ(fast.states, plain.states);
     }
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
+    drivecheck::ClosePass();
 }
 
 namespace
@@ -535,8 +533,8 @@ BuildOutcome BuildOnce(RandomSketch& s, CRel* driven, bool plain)
     for (auto& n : s.nodes)
     {
         o.freeNums.push_back(n->m_nFreeNum);
-        const drivecheck::Geom g = drivecheck::GeomOf(n.get());
-        o.coords.insert(o.coords.end(), g.v, g.v + 4);
+        const std::vector<double> numbers = measure::NodeNumbers(n.get());
+        o.coords.insert(o.coords.end(), numbers.begin(), numbers.end());
     }
     for (auto& r : s.rels)
     {
@@ -568,8 +566,5 @@ TEST(ClusterSeeding, MatchesPlainWalksOnRandomSketches)
     }
     EXPECT_GT(built, 100);
     EXPECT_GT(withSeeds, 60);
-    g_sktDriveRelChain.RemoveAll();
-    CNodeList none;
-    CRelList noRels;
-    sktInitDrive(none, noRels);
+    drivecheck::ClosePass();
 }

@@ -4,6 +4,7 @@
 #include "QsolverInternal.h"
 #include "Sketch.h"
 #include "SketchDrive.h"
+#include "common/Measure.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,31 +29,26 @@ uint64_t Raw(double v)
     return u;
 }
 
+// A node's coordinates, bit for bit.
+std::vector<uint64_t> NodeBits(Sketch& sketch, const std::string& id)
+{
+    std::vector<uint64_t> bits;
+    for (const double v : measure::NodeNumbers(sketch.FindNode(id)))
+    {
+        bits.push_back(Raw(v));
+    }
+    return bits;
+}
+
 // Every coordinate of the sketch, in creation order.
 std::vector<uint64_t> NodesOf(Sketch& sketch)
 {
     std::vector<uint64_t> s;
     for (const std::string& id : sketch.NodeIds())
     {
-        CNode* node = sketch.FindNode(id);
-        const int type = node->GetType();
-        s.push_back(static_cast<uint64_t>(type));
-        if (type == SKT_NODE_POINT)
-        {
-            const XYZ& p = static_cast<CVert*>(node)->m_Pos;
-            s.insert(s.end(), {Raw(p.x), Raw(p.y)});
-        }
-        else if (type == SKT_NODE_LINE)
-        {
-            const MATHLINE& l = static_cast<CMathline*>(node)->m_Line;
-            s.insert(s.end(), {Raw(l.m_ThroughPoint.x), Raw(l.m_ThroughPoint.y),
-                               Raw(l.m_Direction.x), Raw(l.m_Direction.y)});
-        }
-        else
-        {
-            CMathcir* c = static_cast<CMathcir*>(node);
-            s.insert(s.end(), {Raw(c->m_Center.x), Raw(c->m_Center.y), Raw(c->m_dRadius)});
-        }
+        s.push_back(static_cast<uint64_t>(sketch.FindNode(id)->GetType()));
+        const std::vector<uint64_t> bits = NodeBits(sketch, id);
+        s.insert(s.end(), bits.begin(), bits.end());
     }
     return s;
 }
@@ -68,46 +64,8 @@ std::vector<uint64_t> StateOf(Sketch& sketch)
     return s;
 }
 
-// How far a relation is from measuring `target`. Lines are undirected, so angles count modulo pi.
-double Gap(CRel* rel, double target)
-{
-    const double pi = 3.14159265358979323846;
-    const int type = rel->GetType();
-    if (type == SKT_REL_PPDIS || type == SKT_REL_PLDIS)
-    {
-        return std::fabs(rel->GetActualVal() - target);
-    }
-    if (type == SKT_REL_LLDIS)
-    {
-        const VECTOR& d1 = static_cast<CMathline*>(rel->m_pNode1)->m_Line.m_Direction;
-        const VECTOR& d2 = static_cast<CMathline*>(rel->m_pNode2)->m_Line.m_Direction;
-        const double cross = std::fabs(d1.x * d2.y - d1.y * d2.x);
-        return cross + std::fabs(rel->GetActualVal() - target);
-    }
-    if (type == SKT_REL_LLANG)
-    {
-        const double diff = std::fmod(std::fabs(rel->GetActualVal() - target), pi);
-        return std::min(diff, pi - diff);
-    }
-    if (type == SKT_REL_RAD)
-    {
-        // The host puts the circle on its centre point; the solver answers for the radius.
-        static_cast<void>(target);
-        CMathcir* c = static_cast<CMathcir*>(rel->m_pNode2);
-        return std::fabs(c->m_dRadius - c->m_pRadiusVal->m_dValue);
-    }
-    return 0.0;
-}
-
-// How far a relation is from holding its value.
-double Residual(CRel* rel)
-{
-    if (rel->GetType() == SKT_REL_RAD)
-    {
-        return Gap(rel, 0.0);
-    }
-    return rel->m_pVal != nullptr ? Gap(rel, rel->m_pVal->m_dValue) : 0.0;
-}
+using measure::Gap;
+using measure::Residual;
 
 // The clusters of the last drive stay in the solver's chains until the next pass; a host that
 // has read its results releases them.
@@ -124,25 +82,6 @@ void ReleaseClusters()
     }
 }
 
-std::vector<uint64_t> NodeBits(const std::vector<uint64_t>& state, Sketch& sketch,
-                               const std::string& id)
-{
-    // Offsets follow StateOf's layout.
-    size_t at = 0;
-    for (const std::string& n : sketch.NodeIds())
-    {
-        const size_t len = 1 + (state[at] == SKT_NODE_POINT  ? 2
-                                : state[at] == SKT_NODE_LINE ? 4
-                                                             : 3);
-        if (n == id)
-        {
-            return std::vector<uint64_t>(state.begin() + static_cast<long>(at),
-                                         state.begin() + static_cast<long>(at + len));
-        }
-        at += len;
-    }
-    return {};
-}
 // The constructions take turns between the two solutions of an undecided configuration; a host
 // that wants the same answer for the same sketch starts each pass from the same turn.
 void ResetToggles()
@@ -218,6 +157,22 @@ Outcome RunCase(const Case& c, const Case* between)
             // A circle that stands for an unknown value lends it its radius value.
             knownBefore.clear();
             break;
+        }
+    }
+    // Fixed geometry, to compare bit for bit after the drive.
+    std::map<std::string, std::vector<uint64_t>> fixedBits;
+    for (const DocRelation& r : doc.relations)
+    {
+        if (r.type == DocRelType::Fix)
+        {
+            fixedBits[r.nodes[0]] = NodeBits(sketch, r.nodes[0]);
+        }
+    }
+    for (const DocNode& n : doc.nodes)
+    {
+        if (n.hasReference)
+        {
+            fixedBits[n.id] = NodeBits(sketch, n.id);
         }
     }
     ResetToggles();
@@ -328,28 +283,11 @@ Outcome RunCase(const Case& c, const Case* between)
                         ")";
         }
     }
-    std::set<std::string> fixed;
-    for (const DocRelation& r : doc.relations)
+    for (const auto& node : fixedBits)
     {
-        if (r.type == DocRelType::Fix)
+        if (NodeBits(sketch, node.first) != node.second && out.fault.empty())
         {
-            fixed.insert(r.nodes[0]);
-        }
-    }
-    for (const DocNode& n : doc.nodes)
-    {
-        if (n.hasReference)
-        {
-            fixed.insert(n.id);
-        }
-    }
-    for (const std::string& id : fixed)
-    {
-        const std::vector<uint64_t> was = NodeBits(before, sketch, id);
-        const std::vector<uint64_t> is = NodeBits(after, sketch, id);
-        if (was != is && out.fault.empty())
-        {
-            out.fault = "fixed node " + id + " moved";
+            out.fault = "fixed node " + node.first + " moved";
         }
     }
     return out;

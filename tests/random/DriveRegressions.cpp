@@ -43,30 +43,6 @@ TEST(DriveRegression, NoOpDriveThatTurnsAHeldLineFailsAndRestoresEveryBit)
     EXPECT_EQ(ValuesOf(s), values);
 }
 
-// The host layer took these from a direct caller although the file reader refused them.
-TEST(DriveRegression, HostTakesARelationOfAPointWithItself)
-{
-    Sketch s;
-    s.AddPoint("P", 1, 1);
-    EXPECT_EQ(s.AddPPdis("d", "P", "P", ValueSpec::Own(3)), nullptr);
-}
-
-TEST(DriveRegression, HostTakesANegativeDistance)
-{
-    Sketch s;
-    s.AddPoint("P", 0, 0);
-    s.AddPoint("Q", 1, 0);
-    s.AddFix("fix", "P");
-    EXPECT_EQ(s.AddPPdis("bad", "P", "Q", ValueSpec::Own(-1)), nullptr);
-    s.AddPPdis("d", "P", "Q", ValueSpec::Own(1));
-    ASSERT_TRUE(s.Analyse().IsOk());
-    const Snapshot before = Snap(s);
-
-    const DriveResult r = s.Drive({{"d", -2}});
-
-    EXPECT_TRUE(HoldsOrRestored(s, before, r));
-}
-
 namespace
 {
 struct SharedUnknownRow

@@ -1,6 +1,7 @@
 // The reference host's reader on damaged files: example sketches with seeded byte edits are
 // either refused with a message that names the file, or read into a document that writes back
 // to the same text and then runs through both passes like any other case.
+#include "cli/CliSupport.h"
 #include "random/CaseCheck.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,16 +20,12 @@ namespace
 std::vector<std::string> ExampleTexts()
 {
     std::vector<std::string> texts;
-    const fs::path dir = fs::path(__FILE__).parent_path().parent_path().parent_path() / "examples";
     std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(dir, ec))
+    for (const auto& entry : fs::directory_iterator(clitest::SourceRoot() / "examples", ec))
     {
         if (entry.path().extension() == ".json")
         {
-            std::ifstream in(entry.path());
-            std::stringstream text;
-            text << in.rdbuf();
-            texts.push_back(text.str());
+            texts.push_back(clitest::ReadText(entry.path()));
         }
     }
     return texts;

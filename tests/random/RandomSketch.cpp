@@ -36,7 +36,7 @@ struct Builder
     {
         if (!lengths.empty() && bits.Chance(40))
         {
-            return lengths[bits.Below(static_cast<uint32_t>(lengths.size()))];
+            return Pick(lengths);
         }
         const double d = bits.Chance(30) ? 1.0 + bits.Below(5) : bits.Range(0.2, 8.0);
         lengths.push_back(d);
@@ -65,6 +65,25 @@ struct Builder
         return bits.Range(-2.0, 12.0);
     }
 
+    template <class T> const T& Pick(const std::vector<T>& from)
+    {
+        return from[bits.Below(static_cast<uint32_t>(from.size()))];
+    }
+
+    // On an existing point with the given chance, else at random coordinates.
+    void PlaceOnPointOrAnywhere(DocNode& n, uint32_t percent)
+    {
+        if (!points.empty() && bits.Chance(percent))
+        {
+            const DocNode& p = NodeAt(Pick(points));
+            n.x = p.x;
+            n.y = p.y;
+            return;
+        }
+        n.x = Coordinate();
+        n.y = Coordinate();
+    }
+
     void AddPoint()
     {
         DocNode n;
@@ -73,13 +92,13 @@ struct Builder
         const uint32_t how = bits.Below(100);
         if (!points.empty() && how < 15)
         {
-            const DocNode& other = NodeAt(points[bits.Below(static_cast<uint32_t>(points.size()))]);
+            const DocNode& other = NodeAt(Pick(points));
             n.x = other.x;
             n.y = other.y;
         }
         else if (!points.empty() && how < 40)
         {
-            const DocNode& other = NodeAt(points[bits.Below(static_cast<uint32_t>(points.size()))]);
+            const DocNode& other = NodeAt(Pick(points));
             const double d = Length();
             const double t = Direction();
             n.x = other.x + d * std::cos(t);
@@ -87,7 +106,7 @@ struct Builder
         }
         else if (!lines.empty() && how < 55)
         {
-            const DocNode& l = NodeAt(lines[bits.Below(static_cast<uint32_t>(lines.size()))]);
+            const DocNode& l = NodeAt(Pick(lines));
             const double s = bits.Chance(20) ? 0.0 : bits.Range(-5.0, 5.0);
             n.x = l.x + s * l.dx;
             n.y = l.y + s * l.dy;
@@ -110,7 +129,7 @@ struct Builder
         double t = Direction();
         if (!lines.empty() && how < 35)
         {
-            const DocNode& other = NodeAt(lines[bits.Below(static_cast<uint32_t>(lines.size()))]);
+            const DocNode& other = NodeAt(Pick(lines));
             t = std::atan2(other.dy, other.dx);
             if (how < 10)
             {
@@ -128,17 +147,7 @@ struct Builder
                 t += kPi / 2.0;
             }
         }
-        if (!points.empty() && bits.Chance(50))
-        {
-            const DocNode& p = NodeAt(points[bits.Below(static_cast<uint32_t>(points.size()))]);
-            n.x = p.x;
-            n.y = p.y;
-        }
-        else
-        {
-            n.x = Coordinate();
-            n.y = Coordinate();
-        }
+        PlaceOnPointOrAnywhere(n, 50);
         n.dx = std::cos(t);
         n.dy = std::sin(t);
         if (bits.Chance(10))
@@ -155,25 +164,10 @@ struct Builder
         DocNode n;
         n.id = "C" + std::to_string(circles.size());
         n.type = DocNodeType::Circle;
-        if (!points.empty() && bits.Chance(70))
-        {
-            const DocNode& p = NodeAt(points[bits.Below(static_cast<uint32_t>(points.size()))]);
-            n.x = p.x;
-            n.y = p.y;
-        }
-        else
-        {
-            n.x = Coordinate();
-            n.y = Coordinate();
-        }
+        PlaceOnPointOrAnywhere(n, 70);
         n.radius = consistent || bits.Chance(70) ? Length() : Wild();
         circles.push_back(static_cast<int>(out.doc.nodes.size()));
         out.doc.nodes.push_back(n);
-    }
-
-    int Pick(const std::vector<int>& from)
-    {
-        return from[bits.Below(static_cast<uint32_t>(from.size()))];
     }
 
     bool Parallel(const DocNode& a, const DocNode& b)
@@ -338,8 +332,7 @@ struct Builder
         const int count = bits.Chance(15) ? 2 : 1;
         for (int k = 0; k < count; ++k)
         {
-            const DocRelation& r =
-                out.doc.relations[valued[bits.Below(static_cast<uint32_t>(valued.size()))]];
+            const DocRelation& r = out.doc.relations[Pick(valued)];
             double old = r.value;
             if (!r.shared.empty())
             {
@@ -431,9 +424,7 @@ Case Generate(Bits& bits, bool consistent)
     {
         const SketchDoc& doc = b.out.doc;
         const bool node = doc.relations.empty() || bits.Chance(40);
-        b.out.removals.push_back(
-            node ? doc.nodes[bits.Below(static_cast<uint32_t>(doc.nodes.size()))].id
-                 : doc.relations[bits.Below(static_cast<uint32_t>(doc.relations.size()))].id);
+        b.out.removals.push_back(node ? b.Pick(doc.nodes).id : b.Pick(doc.relations).id);
     }
     return b.out;
 }

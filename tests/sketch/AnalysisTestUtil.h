@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Sketch.h"
+#include "common/Measure.h"
+#include "common/RandomRows.h"
 
 #include <gtest/gtest.h>
 
@@ -26,26 +28,10 @@ struct Snapshot
             numbers.push_back(val->m_dValue);
             flags.push_back(val->m_bKnown);
         }
-        POSITION pos = sketch.Nodes().GetHeadPosition();
-        while (pos != nullptr)
+        for (CNode* node : randomrows::Entries(sketch.Nodes()))
         {
-            CNode* node = sketch.Nodes().GetNext(pos);
-            if (node->GetType() == SKT_NODE_POINT)
-            {
-                const XYZ& p = static_cast<CVert*>(node)->m_Pos;
-                geometry.insert(geometry.end(), {p.x, p.y});
-            }
-            else if (node->GetType() == SKT_NODE_LINE)
-            {
-                const MATHLINE& l = static_cast<CMathline*>(node)->m_Line;
-                geometry.insert(geometry.end(), {l.m_ThroughPoint.x, l.m_ThroughPoint.y,
-                                                 l.m_Direction.x, l.m_Direction.y});
-            }
-            else
-            {
-                const CMathcir* c = static_cast<CMathcir*>(node);
-                geometry.insert(geometry.end(), {c->m_Center.x, c->m_Center.y, c->m_dRadius});
-            }
+            const std::vector<double> v = measure::NodeNumbers(node);
+            geometry.insert(geometry.end(), v.begin(), v.end());
         }
     }
 };
@@ -109,15 +95,64 @@ inline void Body(qsolver::host::Sketch& s, const std::string& p, double x, bool 
     }
 }
 
-inline std::vector<std::vector<std::string>>
-ClusterNodes(const qsolver::host::AnalysisResult& result)
+inline std::string Text(const std::vector<std::string>& ids)
 {
-    std::vector<std::vector<std::string>> nodes;
+    std::string out;
+    for (const std::string& id : ids)
+    {
+        out += (out.empty() ? "" : " ") + id;
+    }
+    return out;
+}
+
+/// The clusters as "fixed[A B] [C]": the first is the fixed cluster, empty or not.
+inline std::string Text(const qsolver::host::AnalysisResult& result)
+{
+    std::string out;
     for (const auto& cluster : result.clusters)
     {
-        nodes.push_back(cluster.nodes);
+        out += (out.empty() ? "" : " ") + std::string(cluster.fixed ? "fixed[" : "[") +
+               Text(cluster.nodes) + "]";
     }
-    return nodes;
+    return out;
+}
+
+/// A sketch and what its analysis must say; nullptr leaves a part unchecked.
+struct Row
+{
+    const char* name;
+    void (*build)(qsolver::host::Sketch&);
+    qsolver::host::Verdict verdict;
+    const char* clusters = nullptr;
+    const char* stripped = nullptr;
+    const char* unseeded = nullptr;
+};
+
+/// Builds and analyses every row as a host does, checking the sketch is handed back.
+template <size_t N> void ExpectRows(const Row (&rows)[N])
+{
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        qsolver::host::Sketch sketch;
+        row.build(sketch);
+
+        const qsolver::host::AnalysisResult result = AnalyseHandingBack(sketch);
+
+        EXPECT_EQ(result.verdict, row.verdict);
+        if (row.clusters != nullptr)
+        {
+            EXPECT_EQ(Text(result), row.clusters);
+        }
+        if (row.stripped != nullptr)
+        {
+            EXPECT_EQ(Text(result.stripped), row.stripped);
+        }
+        if (row.unseeded != nullptr)
+        {
+            EXPECT_EQ(Text(result.unseeded), row.unseeded);
+        }
+    }
 }
 
 } // namespace analysistest
