@@ -1,9 +1,10 @@
-// Storage in slots of one size, carved from large chunks in the order they are asked for and
-// recycled through a free list. The objects of a sketch (nodes, relations, values), the blocks
+// Storage in slots of one size, carved from large chunks, a freed slot being taken again before
+// any later one (see SlotStore.cpp). The objects of a sketch (nodes, relations, values), the blocks
 // of their relation lists and the backups of their geometry all live here: a pass walks them in
 // the order they were made, and slots of one kind side by side in that order are what the
 // memory system streams fastest. Allocating each object on its own scattered them between
-// unrelated allocations and left every walk of a large sketch waiting on memory.
+// unrelated allocations and left every walk of a large sketch waiting on memory. Not
+// synchronised, like every other piece of the library's state.
 #pragma once
 
 #include <cstddef>
