@@ -11,8 +11,6 @@
 #include <string>
 
 using judgetest::AddCluster;
-using judgetest::NodeIds;
-using judgetest::RelIds;
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 
@@ -323,11 +321,6 @@ TEST(EffectiveRelNum, SharedUnknownValueCountsOneLess)
         r->m_pVal = nullptr;
     }
 }
-
-} // namespace
-
-namespace
-{
 
 TEST(TranslationTest, CountsParallelDistancesBetweenTwoSlidingClusters)
 {
