@@ -3,7 +3,7 @@
 // angle of a line's normal.
 #include "QsolverInternal.h"
 
-#include "numeric/NumericSketch.h"
+#include "construct/ConstructSketch.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +12,8 @@
 #include <string>
 #include <vector>
 
-using numtest::Deg;
-using numtest::Pi;
-using numtest::Sketch;
+using constructtest::Deg;
+using constructtest::Sketch;
 
 namespace
 {
@@ -73,7 +72,9 @@ CNode* Make(Sketch& s, const NodeAt& n)
 {
     if (n.line)
     {
-        return s.Line(n.x, n.y, Deg(n.deg), n.known, n.dirFixed);
+        CMathline* l = s.Line(n.x, n.y, std::cos(Deg(n.deg)), std::sin(Deg(n.deg)), n.known);
+        l->m_bDirFixed = n.dirFixed ? 1 : 0;
+        return l;
     }
     return s.Point(n.x, n.y, n.known);
 }
@@ -91,7 +92,7 @@ void Build(Sketch& s, const EquCase& c)
     CNode* b = Make(s, c.b);
     const double v =
         std::isnan(c.value) ? a->GetDistance(b) : (c.rel == kAng ? Deg(c.value) : c.value);
-    CMathcir* circle = c.onCircle ? s.Circle(v) : nullptr;
+    CMathcir* circle = c.onCircle ? s.Circle(0, 0, v) : nullptr;
     CVal* val = circle != nullptr ? circle->m_pRadiusVal : nullptr;
     CRel* r = nullptr;
     switch (c.rel)
@@ -231,8 +232,8 @@ TEST(Equation, ExactDerivativesMatchForwardDifferences)
 TEST(Equation, ResidualSatisfiedStrictlyBelowTolerance)
 {
     Sketch s;
-    CMathline* g = s.Line(0, 0, 0.0, true);
-    CMathline* u = s.Line(0, 0, 0.0);
+    CMathline* g = s.Line(0, 0, 1, 0, true);
+    CMathline* u = s.Line(0, 0, 1, 0);
     CLLdis* r = s.Rel<CLLdis>(g, u, 0.0);
     u->m_nVarIndex = 0;
     u->m_nVarNo = 1;
@@ -274,7 +275,7 @@ struct AngleRow
 
 TEST(LineGeometry, AngleOfUnitNormal)
 {
-    const double pi = Pi();
+    const double pi = constructtest::kPi;
     const AngleRow rows[] = {
         {"normal +x", 1, 0, pi / 2},
         {"normal -x", -1, 0, 3 * pi / 2},
