@@ -92,6 +92,16 @@ public:
         return Rel<CLLang>(a, b, value, known);
     }
 
+    // Takes a relation made elsewhere, hooked into its nodes.
+    template <class R> R* Attach(R* rel)
+    {
+        rel->m_pNode1->AddRel(rel);
+        rel->m_pNode2->AddRel(rel);
+        m_rels.push_back(rel);
+        rels.AddTail(rel);
+        return rel;
+    }
+
     CNodeList nodes;
     CRelList rels;
 
@@ -107,15 +117,6 @@ private:
         nodes.AddTail(n);
         return n;
     }
-    template <class R> R* Attach(R* rel)
-    {
-        rel->m_pNode1->AddRel(rel);
-        rel->m_pNode2->AddRel(rel);
-        m_rels.push_back(rel);
-        rels.AddTail(rel);
-        return rel;
-    }
-
     std::vector<CNode*> m_nodes;
     std::vector<CRel*> m_rels;
 };

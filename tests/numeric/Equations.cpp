@@ -3,6 +3,7 @@
 // angle of a line's normal.
 #include "QsolverInternal.h"
 
+#include "common/RandomRows.h"
 #include "construct/ConstructSketch.h"
 
 #include <gtest/gtest.h>
@@ -79,13 +80,6 @@ CNode* Make(Sketch& s, const NodeAt& n)
     return s.Point(n.x, n.y, n.known);
 }
 
-template <class R, class A, class B> R* Relate(Sketch& s, CNode* a, CNode* b, double v, CVal* val)
-{
-    A* na = static_cast<A*>(a);
-    B* nb = static_cast<B*>(b);
-    return val != nullptr ? s.Shared<R>(na, nb, val) : s.Rel<R>(na, nb, v);
-}
-
 void Build(Sketch& s, const EquCase& c)
 {
     CNode* a = Make(s, c.a);
@@ -94,22 +88,8 @@ void Build(Sketch& s, const EquCase& c)
         std::isnan(c.value) ? a->GetDistance(b) : (c.rel == kAng ? Deg(c.value) : c.value);
     CMathcir* circle = c.onCircle ? s.Circle(0, 0, v) : nullptr;
     CVal* val = circle != nullptr ? circle->m_pRadiusVal : nullptr;
-    CRel* r = nullptr;
-    switch (c.rel)
-    {
-        case kPP:
-            r = Relate<CPPdis, CVert, CVert>(s, a, b, v, val);
-            break;
-        case kPL:
-            r = Relate<CPLdis, CVert, CMathline>(s, a, b, v, val);
-            break;
-        case kLL:
-            r = Relate<CLLdis, CMathline, CMathline>(s, a, b, v, val);
-            break;
-        case kAng:
-            r = s.Rel<CLLang>(static_cast<CMathline*>(a), static_cast<CMathline*>(b), v);
-            break;
-    }
+    CRel* r = c.rel == kAng ? s.Ang(static_cast<CMathline*>(a), static_cast<CMathline*>(b), v)
+                            : s.Attach(randomrows::NewDistance(a, b, val, v, 1));
     r->m_pValueNode = circle;
     r->m_bReverse1 = c.rev1;
     r->m_bReverse2 = c.rev2;
