@@ -76,40 +76,6 @@ TEST_F(ValueTest, GivesBackTheGroupsFreedomAndReactivatesEveryRelationOfTheNode)
     EXPECT_EQ(g_sktDefinedNodeChain.GetHead(), &u);
 }
 
-TEST_F(ValueTest, ReactivationStartsFromTheFirstEndThatIsKnown)
-{
-    ValueWeb web(5);
-    CVert& k = web.Point(0, 0, true);
-    CVert& u = web.Point(3, 4);
-    CVert& w = web.Point(3, 11);
-    web.Own(u, w, 7);
-    web.Shared(k, u, true);
-
-    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
-
-    // Neither end of the distance toward w was known, so it went from its second end toward u.
-    EXPECT_EQ(u.m_nFreeNum, 0);
-    EXPECT_EQ(w.m_nFreeNum, 2);
-}
-
-TEST_F(ValueTest, UnusedAndUsedSharersAreNotReevaluated)
-{
-    ValueWeb web;
-    CVert& a = web.Point(0, 0, true);
-    CVert& b = web.Point(1, 0);
-    CVert& c = web.Point(2, 0);
-    CPPdis& unused = web.Shared(a, b);
-    CPPdis& used = web.Shared(b, c);
-    used.SetUsed();
-
-    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
-
-    EXPECT_EQ(unused.IsUnused(), 1);
-    EXPECT_EQ(used.IsUsed(), 1);
-    EXPECT_EQ(b.m_nFreeNum, 2);
-    EXPECT_EQ(c.m_nFreeNum, 2);
-}
-
 TEST_F(ValueTest, FailedReactivationLeavesTheResetInPlace)
 {
     ValueWeb web(5);
