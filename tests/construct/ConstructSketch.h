@@ -1,5 +1,6 @@
-// A small owner of nodes and relations for the construction tests: every node is backed up when
-// it is made, so moving it afterwards is a change since the backup, as in a drive pass.
+// A small owner of nodes and relations for the construction and equation tests: every node is
+// backed up when it is made, so moving it afterwards is a change since the backup, as in a drive
+// pass. The lists hold everything in the order it was made, as a host hands them over.
 #pragma once
 
 #include "Qsolver.h"
@@ -17,6 +18,11 @@ namespace constructtest
 inline constexpr double kEps = 1e-9;
 inline const double kHalfPi = std::acos(0.0);
 inline const double kPi = 2 * std::acos(0.0);
+
+inline double Deg(double degrees)
+{
+    return degrees * kPi / 180.0;
+}
 
 class Sketch
 {
@@ -42,58 +48,75 @@ public:
         }
     }
 
-    CVert* Point(double x, double y)
+    CVert* Point(double x, double y, bool known = false)
     {
-        CVert* p = new CVert(x, y, 0.0);
-        p->BackupNode();
-        m_nodes.push_back(p);
-        return p;
+        return Keep(new CVert(x, y, 0.0), known);
     }
-    CMathline* Line(double px, double py, double dx, double dy)
+    CMathline* Line(double px, double py, double dx, double dy, bool known = false)
     {
         CMathline* l = new CMathline();
         l->m_Line.Set(XYZ(px, py, 0.0), VECTOR(dx, dy, 0.0));
-        l->BackupNode();
-        m_nodes.push_back(l);
-        return l;
+        return Keep(l, known);
     }
     CMathcir* Circle(double cx, double cy, double r)
     {
-        CMathcir* c = new CMathcir(XYZ(cx, cy, 0.0), r);
-        c->BackupNode();
-        m_nodes.push_back(c);
-        return c;
+        return Keep(new CMathcir(XYZ(cx, cy, 0.0), r), false);
     }
 
+    // A relation with a value of its own, or one sharing `shared`.
+    template <class R, class A, class B> R* Rel(A* a, B* b, double value, bool known = true)
+    {
+        return Attach(new R(a, b, value, known ? 1 : 0));
+    }
+    template <class R, class A, class B> R* Shared(A* a, B* b, CVal* shared)
+    {
+        return Attach(new R(a, b, shared));
+    }
     CRel* PP(CVert* a, CVert* b, double value, bool known = true)
     {
-        return Attach(new CPPdis(a, b, value, known ? 1 : 0));
+        return Rel<CPPdis>(a, b, value, known);
     }
-    CRel* PP(CVert* a, CVert* b, CVal* shared) { return Attach(new CPPdis(a, b, shared)); }
+    CRel* PP(CVert* a, CVert* b, CVal* shared) { return Shared<CPPdis>(a, b, shared); }
     CRel* PL(CVert* p, CMathline* l, double value, bool known = true)
     {
-        return Attach(new CPLdis(p, l, value, known ? 1 : 0));
+        return Rel<CPLdis>(p, l, value, known);
     }
-    CRel* PL(CVert* p, CMathline* l, CVal* shared) { return Attach(new CPLdis(p, l, shared)); }
+    CRel* PL(CVert* p, CMathline* l, CVal* shared) { return Shared<CPLdis>(p, l, shared); }
     CRel* Rad(CNode* n, CMathcir* c) { return Attach(new CRad(n, c)); }
     CRel* LL(CMathline* a, CMathline* b, double value, bool known = true)
     {
-        return Attach(new CLLdis(a, b, value, known ? 1 : 0));
+        return Rel<CLLdis>(a, b, value, known);
     }
     CRel* Ang(CMathline* a, CMathline* b, double value, bool known = true)
     {
-        return Attach(new CLLang(a, b, value, known ? 1 : 0));
+        return Rel<CLLang>(a, b, value, known);
     }
 
-private:
-    CRel* Attach(CRel* rel)
+    // Takes a relation made elsewhere, hooked into its nodes.
+    template <class R> R* Attach(R* rel)
     {
         rel->m_pNode1->AddRel(rel);
         rel->m_pNode2->AddRel(rel);
         m_rels.push_back(rel);
+        rels.AddTail(rel);
         return rel;
     }
 
+    CNodeList nodes;
+    CRelList rels;
+
+private:
+    template <class N> N* Keep(N* n, bool known)
+    {
+        if (known)
+        {
+            n->SetKnown();
+        }
+        n->BackupNode();
+        m_nodes.push_back(n);
+        nodes.AddTail(n);
+        return n;
+    }
     std::vector<CNode*> m_nodes;
     std::vector<CRel*> m_rels;
 };

@@ -101,23 +101,6 @@ TEST(LineFromLLang, TurnsAboutItsThroughPointToTheAngle)
     }
 }
 
-TEST(LineFromLLang, UnflaggedAngleMeasuresTheValueAfterwards)
-{
-    const double values[] = {0.3, 2.0, 4.5, 6.0};
-    for (double value : values)
-    {
-        SCOPED_TRACE(value);
-        Sketch s;
-        CMathline* k = s.Line(0, 0, 0.6, 0.8);
-        CMathline* l = s.Line(1, 1, 1, 0);
-        CRel* ang = s.Ang(k, l, value);
-
-        sktLineFromLLang(l, ang);
-
-        EXPECT_NEAR(ang->GetActualVal(), value, 1e-9);
-    }
-}
-
 TEST(LineFromLLdis, KeepsSenseAndSideOfThePartner)
 {
     const double c100 = std::cos(1.745), s100 = std::sin(1.745);

@@ -44,51 +44,31 @@ TEST(LineFromTwoPLdis, CommonTangentKeepsSidesAndSense)
 }
 TEST(LineFromTwoPLdis, OldLineSquareToThePointsAlternatesTheTangent)
 {
-    // The old line x = 5 points along -y: P1 on its right, P2 on its left, each at 1.
-    ToggleScope toggle(g_cTwoPLdisToggle, 1);
-    // The unturned tangent ends with its through point at the foot of P2, the turned one at the
-    // foot of P1.
-    const double expectedDirX[] = {-1, 1, -1};
-    for (double dirX : expectedDirX)
-    {
-        Sketch s;
-        CVert* p1 = s.Point(0, 0);
-        CVert* p2 = s.Point(10, 0);
-        CMathline* l = s.Line(5, 0, 0.000001, -1);
-        CRel* r1 = s.PL(p1, l, 1.0);
-        CRel* r2 = s.PL(p2, l, 1.0);
-
-        EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
-
-        EXPECT_GT(l->m_Line.GetDirection().x * dirX, 0.9);
-        EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), -1, 1e-9);
-        EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), 1, 1e-9);
-        const XYZ& foot = dirX < 0 ? p2->m_Pos : p1->m_Pos;
-        ExpectAt(l->m_Line.GetThroughPoint(), l->m_Line.GetProjectPoint(foot).x,
-                 l->m_Line.GetProjectPoint(foot).y);
-    }
-}
-
-TEST(LineFromTwoPLdis, OldLineJustOutsideTheSquareBandIsDecided)
-{
-    // The old line through (5, 0) turned 2e-5 either way from square to P1P2: the old line
-    // decides, whatever the toggle holds, and the toggle is left as it was.
+    // The old line through (5, 0) along -y, turned by `turn`: P1 on its right, P2 on its left,
+    // each at 1. Within the square band the toggle alternates the tangents from call to call;
+    // turned 2e-5 either way the old line decides, whatever the toggle holds, and leaves it. The
+    // unturned tangent (along -x) ends with its through point at the foot of P2, the turned one
+    // at the foot of P1.
     struct Row
     {
         const char* name;
         double turn;
-        double dirX;
+        signed char start;
+        double dirX[3]; // the sign of the direction's x at each of three calls
+        signed char after;
     } rows[] = {
-        {"past square: the turned tangent", 2e-5, 1},
-        {"short of square: the other tangent", -2e-5, -1},
+        {"square: alternates", 0.000001, 1, {-1, 1, -1}, -1},
+        {"past square: the turned tangent", 2e-5, 1, {1, 1, 1}, 1},
+        {"past square, toggle the other way", 2e-5, -1, {1, 1, 1}, -1},
+        {"short of square: the other tangent", -2e-5, 1, {-1, -1, -1}, 1},
+        {"short of square, toggle the other way", -2e-5, -1, {-1, -1, -1}, -1},
     };
     for (const auto& row : rows)
     {
-        for (signed char start : {1, -1})
+        SCOPED_TRACE(row.name);
+        ToggleScope toggle(g_cTwoPLdisToggle, row.start);
+        for (double dirX : row.dirX)
         {
-            SCOPED_TRACE(row.name);
-            SCOPED_TRACE(static_cast<int>(start));
-            ToggleScope toggle(g_cTwoPLdisToggle, start);
             Sketch s;
             CVert* p1 = s.Point(0, 0);
             CVert* p2 = s.Point(10, 0);
@@ -99,9 +79,13 @@ TEST(LineFromTwoPLdis, OldLineJustOutsideTheSquareBandIsDecided)
 
             EXPECT_EQ(sktLineFromTwoPLdis(l, r1, r2), 1);
 
-            EXPECT_GT(l->m_Line.GetDirection().x * row.dirX, 0.9);
-            EXPECT_EQ(g_cTwoPLdisToggle, start);
+            EXPECT_GT(l->m_Line.GetDirection().x * dirX, 0.9);
+            EXPECT_NEAR(SignedDistance(l->m_Line, p1->m_Pos), -1, 1e-9);
+            EXPECT_NEAR(SignedDistance(l->m_Line, p2->m_Pos), 1, 1e-9);
+            const XYZ foot = l->m_Line.GetProjectPoint(dirX < 0 ? p2->m_Pos : p1->m_Pos);
+            ExpectAt(l->m_Line.GetThroughPoint(), foot.x, foot.y);
         }
+        EXPECT_EQ(g_cTwoPLdisToggle, row.after);
     }
 }
 

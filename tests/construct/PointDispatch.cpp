@@ -1,5 +1,5 @@
 // How a point is placed from its relation list: counts, the refused and diagnosed
-// three-relation mixes, and the placements from one distance.
+// three-relation mixes, and the placement from a distance to a moving line.
 #include "construct/ConstructSketch.h"
 
 using namespace constructtest;
@@ -125,35 +125,6 @@ TEST(RegeneratePoint, ThreeEqualLineDistancesWhenTheThirdLineIsParallelToTheFirs
     // Equally far from y = 0, x = 0 and y = 4, in the old quadrant.
     ExpectAt(p->m_Pos, 2, 2);
     EXPECT_NEAR(r1->m_pVal->m_dValue, 2.0, kEps);
-}
-
-TEST(PointFromPPdis, StaysOnItsOldRayFromTheNeighbour)
-{
-    struct Row
-    {
-        const char* name;
-        XYZ neighbourNow;
-        XYZ pointBefore;
-        double value;
-        XYZ expected;
-    } rows[] = {
-        {"unmoved neighbour", {0, 0, 0}, {1, 1, 0}, 3, {3 / std::sqrt(2.0), 3 / std::sqrt(2.0), 0}},
-        {"moved neighbour carries the ray", {2, 1, 0}, {0, 5, 0}, 2, {2, 3, 0}},
-        {"point was on the neighbour: no ray", {2, 1, 0}, {0, 0, 0}, 2, {2, 1, 0}},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        CVert* q = s.Point(0, 0);
-        CVert* p = s.Point(row.pointBefore.x, row.pointBefore.y);
-        CRel* rel = s.PP(p, q, row.value);
-        MoveTo(q, row.neighbourNow.x, row.neighbourNow.y);
-
-        EXPECT_EQ(sktPointFromPPdis(p, rel), 1);
-
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
-    }
 }
 
 TEST(PointFromPLdis, KeepsDistanceAndSideWhileTheLineMoves)

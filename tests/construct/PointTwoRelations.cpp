@@ -94,60 +94,54 @@ TEST(PointFromTwoPLdis, ParallelLinesByKnownFlags)
 
 TEST(PointFromPPdisPLdis, KeepsThePointOnItsOldSideOfTheCentre)
 {
+    // Where the old position decides, the toggle (set to pick the other solution) must not be
+    // consulted; straight above the centre (within 1e-5 along the line) it cannot decide, and
+    // the toggle alternates the solutions from call to call.
     struct Row
     {
         const char* name;
         XYZ before;
         XYZ centreNow;
-        XYZ expected;
+        signed char start;
+        double x[3]; // at each of three calls
+        double y;
+        signed char after;
     } rows[] = {
-        {"right of the centre", {4, 3, 0}, {0, 0, 0}, {4, 3, 0}},
-        {"left of the centre", {-4, 3, 0}, {0, 0, 0}, {-4, 3, 0}},
-        {"below the line", {4, -3, 0}, {0, 0, 0}, {4, -3, 0}},
-        {"centre moved right", {-4, 3, 0}, {1, 0, 0}, {-3, 3, 0}},
-        {"just right of the centre: decided", {0.000011, 3, 0}, {0, 0, 0}, {4, 3, 0}},
+        {"right of the centre", {4, 3, 0}, {0, 0, 0}, -1, {4, 4, 4}, 3, -1},
+        {"left of the centre", {-4, 3, 0}, {0, 0, 0}, -1, {-4, -4, -4}, 3, -1},
+        {"below the line", {4, -3, 0}, {0, 0, 0}, -1, {4, 4, 4}, -3, -1},
+        {"centre moved right", {-4, 3, 0}, {1, 0, 0}, -1, {-3, -3, -3}, 3, -1},
+        {"just right of the centre: decided", {0.000011, 3, 0}, {0, 0, 0}, -1, {4, 4, 4}, 3, -1},
+        {"straight above the centre: alternates",
+         {0.000009, 3, 0},
+         {0, 0, 0},
+         1,
+         {4, -4, 4},
+         3,
+         -1},
     };
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
-        // The toggle would pick the other solution: these cases must not consult it.
-        ToggleScope toggle(g_cPPdisPLdisToggle, -1);
-        Sketch s;
-        CVert* c = s.Point(0, 0);
-        CMathline* l = s.Line(0, 0, 1, 0);
-        CVert* p = s.Point(row.before.x, row.before.y);
-        CRel* pp = s.PP(p, c, 5.0, false);
-        CRel* pl = s.PL(p, l, 3.0);
-        MoveTo(c, row.centreNow.x, row.centreNow.y);
+        ToggleScope toggle(g_cPPdisPLdisToggle, row.start);
+        for (double x : row.x)
+        {
+            Sketch s;
+            CVert* c = s.Point(0, 0);
+            CMathline* l = s.Line(0, 0, 1, 0);
+            CVert* p = s.Point(row.before.x, row.before.y);
+            CRel* pp = s.PP(p, c, 5.0, false);
+            CRel* pl = s.PL(p, l, 3.0);
+            MoveTo(c, row.centreNow.x, row.centreNow.y);
 
-        EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), 1);
+            EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), 1);
 
-        ExpectAt(p->m_Pos, row.expected.x, row.expected.y);
-        EXPECT_EQ(pp->m_pVal->m_bKnown, 1);
-        EXPECT_EQ(pl->m_pVal->m_bKnown, 1);
-        EXPECT_EQ(g_cPPdisPLdisToggle, -1);
+            ExpectAt(p->m_Pos, x, row.y);
+            EXPECT_EQ(pp->m_pVal->m_bKnown, 1);
+            EXPECT_EQ(pl->m_pVal->m_bKnown, 1);
+        }
+        EXPECT_EQ(g_cPPdisPLdisToggle, row.after);
     }
-}
-
-TEST(PointFromPPdisPLdis, UndecidedOldPositionAlternatesBetweenCalls)
-{
-    // Straight above the centre (within 1e-5 along the line): the old position cannot choose.
-    ToggleScope toggle(g_cPPdisPLdisToggle, 1);
-    const double expectedX[] = {4, -4, 4};
-    for (double x : expectedX)
-    {
-        Sketch s;
-        CVert* c = s.Point(0, 0);
-        CMathline* l = s.Line(0, 0, 1, 0);
-        CVert* p = s.Point(0.000009, 3);
-        CRel* pp = s.PP(p, c, 5.0);
-        CRel* pl = s.PL(p, l, 3.0);
-
-        EXPECT_EQ(sktPointFromPPdisPLdis(p, pp, pl), 1);
-
-        ExpectAt(p->m_Pos, x, 3);
-    }
-    EXPECT_EQ(g_cPPdisPLdisToggle, -1);
 }
 
 TEST(PointFromPPdisPLdis, LociApartByKnownFlags)

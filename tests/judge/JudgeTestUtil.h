@@ -25,17 +25,6 @@ inline std::vector<std::string> NodeIds(const qsolver::host::Sketch& sketch, con
     return ids;
 }
 
-inline std::vector<std::string> RelIds(const qsolver::host::Sketch& sketch, const CRelList& list)
-{
-    std::vector<std::string> ids;
-    POSITION pos = list.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        ids.push_back(sketch.IdOf(list.GetNext(pos)));
-    }
-    return ids;
-}
-
 /// A host sketch that Init() loads into the analysis chains; the pass is closed after the test.
 class JudgeTest : public ::testing::Test
 {

@@ -11,8 +11,6 @@
 #include <string>
 
 using judgetest::AddCluster;
-using judgetest::NodeIds;
-using judgetest::RelIds;
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
 
@@ -235,29 +233,6 @@ TEST_F(OverConstrain, MergeMakesTheCarriedValueKnownUntilFinish)
     EXPECT_FALSE(same->IsKnown());
 }
 
-TEST_F(OverConstrain, TranslationTestFindsACycleOfParallelDistances)
-{
-    // Three clusters that only move, each pair held along the same direction: a cycle.
-    sketch.AddPoint("Z1", 20, 0);
-    sketch.AddLine("ZL1", 20, 0, 1, 0);
-    PL("X1", "YL1");
-    PL("Y1", "ZL1");
-    PL("Z1", "XL1");
-    MakeClusters(2, 2);
-    AddCluster(sketch, {"Z1", "ZL1"}, {}, 2);
-    CRelList pool;
-    for (const std::string& id : sketch.RelationIds())
-    {
-        pool.AddTail(sketch.FindRelation(id));
-    }
-    sktDistributeRelations(pool, g_sktClusterChain);
-
-    EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), 1);
-
-    sketch.FindLine("ZL1")->m_pBackupLine->Set(XYZ(20, 0, 0), VECTOR(0, 1, 0));
-    EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), 0);
-}
-
 TEST(AngleSurplus, CountsAnglesBeyondWhatRotationAbsorbs)
 {
     struct Row
@@ -324,46 +299,63 @@ TEST(EffectiveRelNum, SharedUnknownValueCountsOneLess)
     }
 }
 
-} // namespace
-
-namespace
+TEST(TranslationTest, CountsParallelDistancesBetweenSlidingClusters)
 {
-
-TEST(TranslationTest, CountsParallelDistancesBetweenTwoSlidingClusters)
-{
-    // Two clusters that cannot turn, joined by two distances to parallel lines: two known
-    // values fix one slide twice; an unknown value shared by u of them gives u - 1.
+    // Clusters that cannot turn, joined by distances to parallel lines. Between two of them two
+    // known values fix one slide twice, and an unknown value shared by u of them gives u - 1.
+    // Three in a cycle, each pair held along the same direction, are one too many, unless the
+    // third cluster's line stood across the others before.
     struct Row
     {
         const char* name;
-        bool firstKnown;
-        bool secondKnown;
-        bool shareUnknown;
+        char first; // 'k' a known value, 'u' an unknown one, 's' sharing one unknown value
+        char second;
+        char third; // 0: two clusters; 'c' a cycle of three; 't' the cycle with a line turned
         int expected;
     };
     static const Row rows[] = {
-        {"two known", true, true, false, 1},
-        {"one known, one unknown", true, false, false, 0},
-        {"two sharing one unknown", false, false, true, 0},
+        {"two known", 'k', 'k', 0, 1},
+        {"one known, one unknown", 'k', 'u', 0, 0},
+        {"two sharing one unknown", 's', 's', 0, 0},
+        {"cycle of three", 'k', 'k', 'c', 1},
+        {"cycle of three, third line turned", 'k', 'k', 't', 0},
     };
     for (const Row& row : rows)
     {
         SCOPED_TRACE(row.name);
         TwoBodies b;
         b.sketch.AddValue("u", 1, false);
-        auto valueOf = [&](bool known)
+        auto valueOf = [](char kind)
         {
-            return known              ? ValueSpec::Own(1)
-                   : row.shareUnknown ? ValueSpec::Shared("u")
-                                      : ValueSpec::Own(1, false);
+            return kind == 'k'   ? ValueSpec::Own(1)
+                   : kind == 's' ? ValueSpec::Shared("u")
+                                 : ValueSpec::Own(1, false);
         };
-        b.sketch.AddPLdis("h1", "X1", "YL1", valueOf(row.firstKnown));
-        b.sketch.AddPLdis("h2", "Y2", "XL1", valueOf(row.secondKnown));
-        b.MakeClusters(2, 2);
+        b.sketch.AddPLdis("h1", "X1", "YL1", valueOf(row.first));
+        if (row.third == 0)
+        {
+            b.sketch.AddPLdis("h2", "Y2", "XL1", valueOf(row.second));
+            b.MakeClusters(2, 2);
+        }
+        else
+        {
+            b.sketch.AddPoint("Z1", 20, 0);
+            b.sketch.AddLine("ZL1", 20, 0, 1, 0);
+            b.sketch.AddPLdis("h2", "Y1", "ZL1", valueOf(row.second));
+            b.PL("Z1", "XL1");
+            b.MakeClusters(2, 2);
+            AddCluster(b.sketch, {"Z1", "ZL1"}, {}, 2);
+        }
         CRelList pool;
-        pool.AddTail(b.sketch.FindRelation("h1"));
-        pool.AddTail(b.sketch.FindRelation("h2"));
+        for (const std::string& id : b.sketch.RelationIds())
+        {
+            pool.AddTail(b.sketch.FindRelation(id));
+        }
         sktDistributeRelations(pool, g_sktClusterChain);
+        if (row.third == 't')
+        {
+            b.sketch.FindLine("ZL1")->m_pBackupLine->Set(XYZ(20, 0, 0), VECTOR(0, 1, 0));
+        }
 
         EXPECT_EQ(sktIsTranslationOverConstrained(g_sktClusterChain), row.expected);
     }

@@ -160,16 +160,8 @@ struct Outcome
 Outcome Capture(RandomSketch& s)
 {
     Outcome o;
-    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        o.undefined.push_back(g_sktUndefinedNodeChain.GetNext(pos));
-    }
-    pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        o.relChain.push_back(g_sktRelChain.GetNext(pos));
-    }
+    o.undefined = randomrows::Entries(g_sktUndefinedNodeChain);
+    o.relChain = randomrows::Entries(g_sktRelChain);
     for (auto& n : s.nodes)
     {
         o.freeNums.push_back(n->m_nFreeNum);

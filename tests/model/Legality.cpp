@@ -1,6 +1,7 @@
 // Legality of a point or line that its active relations have just determined, and what a legal
 // node then takes into account.
 #include "ModelTestSupport.h"
+#include "common/RandomRows.h"
 
 #include <memory>
 #include <vector>
@@ -12,7 +13,7 @@ struct Other
 {
     char kind; // 'p': point at (x, y); 'l': line through (x, y) along (dx, dy)
     double x, y, dx, dy;
-    int type;     // relation type; 0 picks the distance the two node kinds call for
+    int type;     // SKT_REL_LLANG for an angle; 0 picks the distance the node kinds call for
     int group;    // 0: a known value of its own; 1 or 2: shares that unknown value
     double value; // the known value
 };
@@ -71,35 +72,14 @@ protected:
         return Relate(subject, other, o.type, o.group, o.value);
     }
 
+    // A distance of the kind the two nodes call for, or an angle when `type` asks for one.
     CRel* Relate(CNode* subject, CNode* other, int type, int group, double value)
     {
         CVal* shared = group == 0 ? nullptr : Shared(group);
-        bool subjectIsPoint = subject->GetType() == SKT_NODE_POINT;
-        bool otherIsPoint = other->GetType() == SKT_NODE_POINT;
-        if (type == 0)
-        {
-            type = subjectIsPoint && otherIsPoint   ? SKT_REL_PPDIS
-                   : subjectIsPoint || otherIsPoint ? SKT_REL_PLDIS
-                                                    : SKT_REL_LLDIS;
-        }
         CRel* rel = nullptr;
-        if (type == SKT_REL_PPDIS)
+        if (type != SKT_REL_LLANG)
         {
-            CVert* a = static_cast<CVert*>(subject);
-            CVert* b = static_cast<CVert*>(other);
-            rel = shared ? new CPPdis(a, b, shared) : new CPPdis(a, b, value, 1);
-        }
-        else if (type == SKT_REL_PLDIS)
-        {
-            CVert* p = static_cast<CVert*>(subjectIsPoint ? subject : other);
-            CMathline* l = static_cast<CMathline*>(subjectIsPoint ? other : subject);
-            rel = shared ? new CPLdis(p, l, shared) : new CPLdis(p, l, value, 1);
-        }
-        else if (type == SKT_REL_LLDIS)
-        {
-            CMathline* a = static_cast<CMathline*>(subject);
-            CMathline* b = static_cast<CMathline*>(other);
-            rel = shared ? new CLLdis(a, b, shared) : new CLLdis(a, b, value, 1);
+            rel = randomrows::NewDistance(subject, other, shared, value, 1);
         }
         else
         {

@@ -8,8 +8,6 @@
 #include <cmath>
 #include <deque>
 #include <memory>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
 // Hooks a relation into the relation lists of its nodes, as the host does after creating it.
@@ -23,20 +21,6 @@ inline void Link(CRel& rel)
     {
         rel.m_pNode2->AddRel(&rel);
     }
-}
-
-// The entries of a list from head to tail.
-template <class List>
-auto Entries(const List& list)
-    -> std::vector<std::decay_t<decltype(list.GetNext(std::declval<POSITION&>()))>>
-{
-    std::vector<std::decay_t<decltype(list.GetNext(std::declval<POSITION&>()))>> out;
-    POSITION pos = list.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        out.push_back(list.GetNext(pos));
-    }
-    return out;
 }
 
 // Points and distances around one value, linked as the host links them. The distances go

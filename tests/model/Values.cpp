@@ -51,65 +51,6 @@ TEST_F(ValueTest, LoneSharingRelationIsReactivatedFromItsKnownEnd)
     }
 }
 
-TEST_F(ValueTest, GivesBackTheGroupsFreedomAndReactivatesEveryRelationOfTheNode)
-{
-    ValueWeb web(5);
-    CVert& k1 = web.Point(0, 0, true);
-    CVert& k2 = web.Point(6, 0, true);
-    CVert& u = web.Point(3, 4);
-    CVert& w = web.Point(3, 11);
-    CPPdis& s1 = web.Shared(k1, u, true);
-    CPPdis& s2 = web.Shared(k2, u, true);
-    CPPdis& onward = web.Own(u, w, 7);
-    u.m_nFreeNum = 1; // the group of two took one freedom while the value was unknown
-
-    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
-
-    // u got its freedom back, then both distances made it known; s2 was reset by u's walk and
-    // is not walked again, and the relation toward w was re-activated from the now known u.
-    EXPECT_EQ(u.m_nFreeNum, 0);
-    EXPECT_EQ(w.m_nFreeNum, 1);
-    EXPECT_EQ(s1.IsActive(), 1);
-    EXPECT_EQ(s2.IsActive(), 1);
-    EXPECT_EQ(onward.IsActive(), 1);
-    ASSERT_EQ(g_sktDefinedNodeChain.GetCount(), 1);
-    EXPECT_EQ(g_sktDefinedNodeChain.GetHead(), &u);
-}
-
-TEST_F(ValueTest, ReactivationStartsFromTheFirstEndThatIsKnown)
-{
-    ValueWeb web(5);
-    CVert& k = web.Point(0, 0, true);
-    CVert& u = web.Point(3, 4);
-    CVert& w = web.Point(3, 11);
-    web.Own(u, w, 7);
-    web.Shared(k, u, true);
-
-    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
-
-    // Neither end of the distance toward w was known, so it went from its second end toward u.
-    EXPECT_EQ(u.m_nFreeNum, 0);
-    EXPECT_EQ(w.m_nFreeNum, 2);
-}
-
-TEST_F(ValueTest, UnusedAndUsedSharersAreNotReevaluated)
-{
-    ValueWeb web;
-    CVert& a = web.Point(0, 0, true);
-    CVert& b = web.Point(1, 0);
-    CVert& c = web.Point(2, 0);
-    CPPdis& unused = web.Shared(a, b);
-    CPPdis& used = web.Shared(b, c);
-    used.SetUsed();
-
-    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
-
-    EXPECT_EQ(unused.IsUnused(), 1);
-    EXPECT_EQ(used.IsUsed(), 1);
-    EXPECT_EQ(b.m_nFreeNum, 2);
-    EXPECT_EQ(c.m_nFreeNum, 2);
-}
-
 TEST_F(ValueTest, FailedReactivationLeavesTheResetInPlace)
 {
     ValueWeb web(5);

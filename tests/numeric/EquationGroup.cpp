@@ -2,22 +2,20 @@
 // group. Numbering and write-back of ordinary groups are left to the drive suites.
 #include "QsolverInternal.h"
 
-#include "numeric/NumericSketch.h"
+#include "construct/ConstructSketch.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-using numtest::Deg;
-using numtest::Pi;
-using numtest::Sketch;
+using constructtest::Sketch;
 
 TEST(EquationGroup, KnownValueAndKnownNodesAreNotWritten)
 {
     Sketch s;
     CVert* k = s.Point(1, 1, true);
     CVert* u = s.Point(4, 5);
-    CMathcir* c = s.Circle(5.0);
+    CMathcir* c = s.Circle(0, 0, 5.0);
     CPPdis* r = s.Shared<CPPdis>(k, u, c->m_pRadiusVal);
     r->m_pValueNode = c;
     c->m_pRadiusVal->m_bKnown = 1;
@@ -40,7 +38,7 @@ TEST(EquationGroup, IgnoresPositionsLeftByAnEarlierGroup)
     CVert* a = s.Point(0, 0, true);
     CVert* b = s.Point(3, 4);
     CVert* stray = s.Point(9, 9);
-    CMathcir* c = s.Circle(5.0);
+    CMathcir* c = s.Circle(0, 0, 5.0);
     CPPdis* r = s.Shared<CPPdis>(a, b, c->m_pRadiusVal);
     r->m_pValueNode = c;
     s.Rel<CPPdis>(b, stray, 7.0);

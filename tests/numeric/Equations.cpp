@@ -3,7 +3,8 @@
 // angle of a line's normal.
 #include "QsolverInternal.h"
 
-#include "numeric/NumericSketch.h"
+#include "common/RandomRows.h"
+#include "construct/ConstructSketch.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +13,8 @@
 #include <string>
 #include <vector>
 
-using numtest::Deg;
-using numtest::Pi;
-using numtest::Sketch;
+using constructtest::Deg;
+using constructtest::Sketch;
 
 namespace
 {
@@ -73,16 +73,11 @@ CNode* Make(Sketch& s, const NodeAt& n)
 {
     if (n.line)
     {
-        return s.Line(n.x, n.y, Deg(n.deg), n.known, n.dirFixed);
+        CMathline* l = s.Line(n.x, n.y, std::cos(Deg(n.deg)), std::sin(Deg(n.deg)), n.known);
+        l->m_bDirFixed = n.dirFixed ? 1 : 0;
+        return l;
     }
     return s.Point(n.x, n.y, n.known);
-}
-
-template <class R, class A, class B> R* Relate(Sketch& s, CNode* a, CNode* b, double v, CVal* val)
-{
-    A* na = static_cast<A*>(a);
-    B* nb = static_cast<B*>(b);
-    return val != nullptr ? s.Shared<R>(na, nb, val) : s.Rel<R>(na, nb, v);
 }
 
 void Build(Sketch& s, const EquCase& c)
@@ -91,24 +86,10 @@ void Build(Sketch& s, const EquCase& c)
     CNode* b = Make(s, c.b);
     const double v =
         std::isnan(c.value) ? a->GetDistance(b) : (c.rel == kAng ? Deg(c.value) : c.value);
-    CMathcir* circle = c.onCircle ? s.Circle(v) : nullptr;
+    CMathcir* circle = c.onCircle ? s.Circle(0, 0, v) : nullptr;
     CVal* val = circle != nullptr ? circle->m_pRadiusVal : nullptr;
-    CRel* r = nullptr;
-    switch (c.rel)
-    {
-        case kPP:
-            r = Relate<CPPdis, CVert, CVert>(s, a, b, v, val);
-            break;
-        case kPL:
-            r = Relate<CPLdis, CVert, CMathline>(s, a, b, v, val);
-            break;
-        case kLL:
-            r = Relate<CLLdis, CMathline, CMathline>(s, a, b, v, val);
-            break;
-        case kAng:
-            r = s.Rel<CLLang>(static_cast<CMathline*>(a), static_cast<CMathline*>(b), v);
-            break;
-    }
+    CRel* r = c.rel == kAng ? s.Ang(static_cast<CMathline*>(a), static_cast<CMathline*>(b), v)
+                            : s.Attach(randomrows::NewDistance(a, b, val, v, 1));
     r->m_pValueNode = circle;
     r->m_bReverse1 = c.rev1;
     r->m_bReverse2 = c.rev2;
@@ -231,8 +212,8 @@ TEST(Equation, ExactDerivativesMatchForwardDifferences)
 TEST(Equation, ResidualSatisfiedStrictlyBelowTolerance)
 {
     Sketch s;
-    CMathline* g = s.Line(0, 0, 0.0, true);
-    CMathline* u = s.Line(0, 0, 0.0);
+    CMathline* g = s.Line(0, 0, 1, 0, true);
+    CMathline* u = s.Line(0, 0, 1, 0);
     CLLdis* r = s.Rel<CLLdis>(g, u, 0.0);
     u->m_nVarIndex = 0;
     u->m_nVarNo = 1;
@@ -274,7 +255,7 @@ struct AngleRow
 
 TEST(LineGeometry, AngleOfUnitNormal)
 {
-    const double pi = Pi();
+    const double pi = constructtest::kPi;
     const AngleRow rows[] = {
         {"normal +x", 1, 0, pi / 2},
         {"normal -x", -1, 0, 3 * pi / 2},

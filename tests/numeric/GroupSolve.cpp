@@ -2,14 +2,11 @@
 // 10000), a failing block, a repeated position. Solving real sketches is left to the drive suites.
 #include "QsolverInternal.h"
 
-#include "numeric/NumericSketch.h"
-
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <initializer_list>
 #include <vector>
-
-using numtest::Sketch;
 
 namespace
 {
