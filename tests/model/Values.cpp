@@ -51,6 +51,22 @@ TEST_F(ValueTest, LoneSharingRelationIsReactivatedFromItsKnownEnd)
     }
 }
 
+TEST_F(ValueTest, ReactivationStartsFromTheFirstEndThatIsKnown)
+{
+    ValueWeb web(5);
+    CVert& k = web.Point(0, 0, true);
+    CVert& u = web.Point(3, 4);
+    CVert& w = web.Point(3, 11);
+    web.Own(u, w, 7);
+    web.Shared(k, u, true);
+
+    EXPECT_EQ(web.v->ChangeRelChainFromUnknownToKnown(), 1);
+
+    // Neither end of the distance toward w was known, so it went from its second end toward u.
+    EXPECT_EQ(u.m_nFreeNum, 0);
+    EXPECT_EQ(w.m_nFreeNum, 2);
+}
+
 TEST_F(ValueTest, FailedReactivationLeavesTheResetInPlace)
 {
     ValueWeb web(5);
