@@ -38,7 +38,8 @@ TEST(HeldNodes, RemovingEveryFixOfANodeLetsTheDriveMoveIt)
 
     ASSERT_TRUE(sketch.RemoveRelation("fc2"));
     const auto result = sketch.Drive({{"ac", 3.5}});
-    ASSERT_TRUE(result.IsOk()) << qsolver::host::DriveStepText(result.failed) << " " << result.message;
+    ASSERT_TRUE(result.IsOk()) << qsolver::host::DriveStepText(result.failed) << " "
+                               << result.message;
     const XYZ& c = sketch.FindPoint("c")->m_Pos;
     EXPECT_NEAR(std::hypot(c.x, c.y), 3.5, 1e-9);
     EXPECT_NEAR(std::hypot(c.x - 4, c.y), 5.0, 1e-9);
