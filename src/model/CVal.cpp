@@ -8,6 +8,7 @@
 
 #include <new>
 
+// Most values belong to one relation, a shared one to a few: blocks of two keep values compact.
 CVal::CVal() : m_nID(g_nValNum++), m_RelSel(2) {}
 
 CVal::CVal(double value, char known, CRel* rel)
