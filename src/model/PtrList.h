@@ -17,6 +17,9 @@ public:
     static void* operator new(std::size_t bytes);
     static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept;
     static void operator delete(void* object, std::size_t bytes) noexcept;
+    // Declaring the forms above hides the global placement form, which hosts may still use.
+    static void* operator new(std::size_t, void* where) noexcept { return where; }
+    static void operator delete(void*, void*) noexcept {}
 };
 
 struct QPOSITION_;

@@ -94,3 +94,12 @@ TEST(SlotStore, AFreedSlotIsTakenBeforeAnyLaterOne)
         sktGiveSlot(slot, bytes);
     }
 }
+
+TEST(SlotStore, HostsMayStillPlaceAnObjectInMemoryOfTheirOwn)
+{
+    alignas(CVert) unsigned char memory[sizeof(CVert)];
+    CVert* point = new (memory) CVert(1.0, 2.0, 0.0);
+    EXPECT_EQ(static_cast<void*>(point), static_cast<void*>(memory));
+    EXPECT_EQ(point->m_Pos.y, 2.0);
+    point->~CVert();
+}
