@@ -113,9 +113,7 @@ TEST_F(OverConstrain, SingleRemainingClusterWithRelationsLeftIs)
 struct TwoBodiesRow
 {
     const char* name;
-    int freeX;
-    int freeY;
-    int expected;
+    int freeX, freeY, expected;
     const char* pairs; // further two-point bodies, one letter each
     bool hold;         // XL1 and YL1 keep their directions
     // "d A B" a distance of 5 between points, "u A B" one of unknown value, "a A B deg" an angle
@@ -238,10 +236,7 @@ TEST(AngleSurplus, CountsAnglesBeyondWhatRotationAbsorbs)
     struct Row
     {
         const char* name;
-        int freeNum;
-        int angles;
-        int others;
-        int expected;
+        int freeNum, angles, others, expected;
     };
     static const Row rows[] = {
         {"no relations", 3, 0, 0, 0},

@@ -28,11 +28,8 @@ template <class T> bool Is(CEquation* e)
 struct NodeAt
 {
     bool line;
-    double x;
-    double y;
-    double deg;
-    bool known;
-    bool dirFixed;
+    double x, y, deg;
+    bool known, dirFixed;
 };
 
 NodeAt P(double x, double y, bool known = false)
@@ -236,9 +233,7 @@ TEST(Equation, CoincidentPointsMakeTheDistanceDerivativeUnusable)
 struct AngleRow
 {
     const char* name;
-    double a;
-    double b;
-    double expected;
+    double a, b, expected;
 };
 
 TEST(LineGeometry, AngleOfUnitNormal)
