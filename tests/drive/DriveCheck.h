@@ -148,6 +148,14 @@ inline void ExpectCheckFailsAndRestores(Sketch& s, const char* rel, double value
     EXPECT_EQ(ValuesOf(s), values);
 }
 
+/// A named change of one dimension.
+struct Change
+{
+    const char* name;
+    const char* rel;
+    double value;
+};
+
 /// A sketch drawn by `build` and the dimension a drive changes.
 struct DriveCase
 {

@@ -294,19 +294,13 @@ TEST(DriveEqualDistance, IncentreFollowsAMovedSide)
 
 TEST(DriveLines, LinesFollowTheirAnglesAndDistances)
 {
-    struct Row
-    {
-        const char* name;
-        const char* rel;
-        double value;
-    };
-    const Row rows[] = {
+    const Change rows[] = {
         {"steeper", "tilt", Deg(45)},
         {"flatter", "tilt", Deg(20)},
         {"wider gap", "gap", 3.0},
         {"narrower gap", "gap", 0.5},
     };
-    for (const Row& row : rows)
+    for (const Change& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
