@@ -2,6 +2,7 @@
 // A host must see either every relation holding or a failed drive with every node exactly where
 // it was.
 #include "drive/DriveCheck.h"
+#include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <limits>
 #include <string>
 
+using sketchrows::Points;
 using namespace qsolver::host;
 using namespace drivecheck;
 
@@ -73,8 +75,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"centre point of a circle ignores a distance change",
          [](Sketch& s)
          {
-             s.AddPoint("P0", 0, 0);
-             s.AddPoint("P1", 4, 3);
+             Points(s, {{"P0", 0, 0}, {"P1", 4, 3}});
              s.AddCircle("C", 4, 3, 2);
              s.AddFix("fix", "P0");
              s.AddPPdis("d", "P1", "P0", ValueSpec::Own(5));
@@ -101,10 +102,10 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"nearly flat triangle misses a distance by microns",
          [](Sketch& s)
          {
-             s.AddPoint("P0", -4, -5.587358694916491);
-             s.AddPoint("P1", -4.033127423528609, -6.4794709665790675);
-             s.AddPoint("P2", -4, 1.3947270066427713);
-             s.AddPoint("P3", -4, 1.0060417688540042);
+             Points(s, {{"P0", -4, -5.587358694916491},
+                        {"P1", -4.033127423528609, -6.4794709665790675},
+                        {"P2", -4, 1.3947270066427713},
+                        {"P3", -4, 1.0060417688540042}});
              s.AddPPdis("r0", "P3", "P2", ValueSpec::Own(0.38868523778876707));
              s.AddPPdis("r1", "P1", "P2", ValueSpec::Own(7.874267657863845));
              s.AddPPdis("r2", "P1", "P0", ValueSpec::Own(0.892727131569668));
@@ -128,9 +129,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"relation sharing the changed value in a rigid part keeps the old value",
          [](Sketch& s)
          {
-             s.AddPoint("P0", 3, 2);
-             s.AddPoint("P1", 3, 2);
-             s.AddPoint("P2", 0, 0);
+             Points(s, {{"P0", 3, 2}, {"P1", 3, 2}, {"P2", 0, 0}});
              s.AddLine("L0", 0, 0, 1, 0);
              s.AddLine("L1", 0, 0, 1, 0);
              s.AddValue("v", 2, true);
@@ -148,8 +147,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"distance whose square overflows",
          [](Sketch& s)
          {
-             s.AddPoint("P", 0, 0);
-             s.AddPoint("Q", 1, 0);
+             Points(s, {{"P", 0, 0}, {"Q", 1, 0}});
              s.AddFix("fix", "P");
              s.AddPPdis("d", "P", "Q", ValueSpec::Own(1));
          },
@@ -166,8 +164,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
 TEST(DriveRegression, FailedCheckNamesTheRelationThatIsOff)
 {
     Sketch s;
-    s.AddPoint("P", 1, 0);
-    s.AddPoint("Q", 1, 0);
+    Points(s, {{"P", 1, 0}, {"Q", 1, 0}});
     s.AddFix("fixP", "P");
     s.AddPPdis("d", "P", "Q", ValueSpec::Own(0));
 
@@ -225,8 +222,7 @@ TEST(DriveRegression, RequestCheckRefusesValuesNoDimensionCanTake)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
-        s.AddPoint("P", 0, 0);
-        s.AddPoint("Q", 1, 0);
+        Points(s, {{"P", 0, 0}, {"Q", 1, 0}});
         s.AddLine("L0", 0, 0, 1, 0);
         s.AddLine("L1", 0, 0, 1, 1);
         s.AddCircle("C", 5, 5, 1);
@@ -261,9 +257,7 @@ TEST(DriveRegression, RequestCheckRefusesValuesNoDimensionCanTake)
 TEST(DriveRegression, FarOutSketchIsJudgedRelativeToItsSize)
 {
     Sketch s;
-    s.AddPoint("P", 3e7, -2e7);
-    s.AddPoint("Q", 3e7 + 3, -2e7 + 4);
-    s.AddPoint("R", 3e7 + 6, -2e7);
+    Points(s, {{"P", 3e7, -2e7}, {"Q", 3e7 + 3, -2e7 + 4}, {"R", 3e7 + 6, -2e7}});
     s.AddFix("fix", "P");
     s.AddPPdis("pq", "P", "Q", ValueSpec::Own(5));
     s.AddPPdis("qr", "Q", "R", ValueSpec::Own(5));
