@@ -178,9 +178,7 @@ TEST(OverConstrainTwoBodies, Table)
         std::string list = row.rels;
         std::replace(list.begin(), list.end(), ',', ' ');
         std::istringstream rels(list);
-        std::string kind;
-        std::string a;
-        std::string b;
+        std::string kind, a, b;
         while (rels >> kind >> a >> b)
         {
             if (kind == "a")
