@@ -24,6 +24,8 @@ struct BadFile
 #define NODES                                                                                      \
     R"({"id": "A", "type": "point", "at": [0, 0]}, {"id": "B", "type": "point", "at": [4, 0]}, )"  \
     R"({"id": "L", "type": "line", "through": [0, 0], "direction": [1, 0]})"
+// The frame with one relation.
+#define RELATION(rel) R"({"nodes": [)" NODES R"(], "relations": [)" rel R"(]})"
 
 const BadFile kBadFiles[] = {
     {"trailing comma", R"({"nodes": [{"id": "A", "type": "point", "at": [0, 0]},]})",
@@ -39,30 +41,23 @@ const BadFile kBadFiles[] = {
      "nodes[3].id", "the id is empty"},
     {"duplicate id", R"({"nodes": [)" NODES R"(, {"id": "B", "type": "point", "at": [1, 1]}]})",
      "nodes[3].id", "duplicate id \"B\" (already used by nodes[1])"},
-    {"relation id taken by a node",
-     R"({"nodes": [)" NODES R"(], "relations": [{"id": "A", "type": "fix", "nodes": ["A"]}]})",
+    {"relation id taken by a node", RELATION(R"({"id": "A", "type": "fix", "nodes": ["A"]})"),
      "relations[0].id", "duplicate id \"A\""},
     {"unknown node in relation",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "Q"], "value": 1}]})",
+     RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "Q"], "value": 1})"),
      "relations[0].nodes[1]", "no node has the id \"Q\""},
     {"ppdis to a line",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "L"], "value": 1}]})",
+     RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "L"], "value": 1})"),
      "relations[0].nodes[1]", "\"L\" is a line; a ppdis joins two points"},
     {"pldis with the line first",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "pldis", "nodes": ["L", "A"], "value": 1}]})",
+     RELATION(R"({"id": "d", "type": "pldis", "nodes": ["L", "A"], "value": 1})"),
      "relations[0].nodes[0]", "a pldis joins a point (first) and a line (second)"},
-    {"rad without a circle",
-     R"({"nodes": [)" NODES R"(], "relations": [{"id": "r", "type": "rad", "nodes": ["A", "B"]}]})",
+    {"rad without a circle", RELATION(R"({"id": "r", "type": "rad", "nodes": ["A", "B"]})"),
      "relations[0].nodes[1]", "is a point; a rad joins"},
     {"relation joins a node to itself",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "A"], "value": 1}]})",
+     RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "A"], "value": 1})"),
      "relations[0].nodes[1]", "joins \"A\" to itself"},
-    {"wrong node count",
-     R"({"nodes": [)" NODES R"(], "relations": [{"id": "f", "type": "fix", "nodes": ["A", "B"]}]})",
+    {"wrong node count", RELATION(R"({"id": "f", "type": "fix", "nodes": ["A", "B"]})"),
      "relations[0].nodes", "expected one node id"},
     {"absurd coordinate", R"({"nodes": [{"id": "A", "type": "point", "at": [0, 1e300]}]})",
      "nodes[0].at[1]", "absurdly large"},
@@ -76,25 +71,19 @@ const BadFile kBadFiles[] = {
     {"zero radius", R"({"nodes": [{"id": "C", "type": "circle", "center": [0, 0], "radius": 0}]})",
      "nodes[0].radius", "greater than 0"},
     {"negative distance",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "B"], "value": -4}]})",
+     RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "B"], "value": -4})"),
      "relations[0].value", "a distance cannot be negative"},
     {"angle beyond a full turn",
      R"({"nodes": [)" NODES
      R"(, {"id": "M", "type": "line", "through": [0, 0], "direction": [0, 1]}],
         "relations": [{"id": "a", "type": "llang", "nodes": ["L", "M"], "value": 400}]})",
      "relations[0].value", "an angle must lie in [0, 360)"},
-    {"distance without value",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "B"]}]})",
+    {"distance without value", RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "B"]})"),
      "relations[0]", "missing field \"value\""},
     {"missing shared value",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "B"], "shared": "w"}]})",
+     RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "B"], "shared": "w"})"),
      "relations[0].shared", "no entry of values has the id \"w\""},
-    {"misspelt field",
-     R"({"nodes": [)" NODES
-     R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "B"], "valeu": 4}]})",
+    {"misspelt field", RELATION(R"({"id": "d", "type": "ppdis", "nodes": ["A", "B"], "valeu": 4})"),
      "relations[0].valeu", "unknown field \"valeu\""},
     {"reverse on a distance",
      R"({"nodes": [)" NODES R"(], "relations": [{"id": "d", "type": "ppdis", "nodes": ["A", "B"],

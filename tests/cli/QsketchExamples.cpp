@@ -36,19 +36,18 @@ SketchDoc Load(const clitest::fs::path& path)
 
 struct ExampleRow
 {
-    const char* name;
-    const char* file;
-    int analyseCode;
+    const char* name; // the example file is name.json
     std::vector<std::string> sets;
     std::function<void(const SketchDoc&)> expect;
+    int analyseCode = 0;
+
+    clitest::fs::path File() const { return Example(std::string(name) + ".json"); }
 };
 
 const std::vector<ExampleRow>& Rows()
 {
     static const std::vector<ExampleRow> rows = {
         {"triangle",
-         "triangle.json",
-         0,
          {"angleA=75", "ac=60"},
          [](const SketchDoc& d)
          {
@@ -59,8 +58,6 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_NEAR(c.y, 60.0 * std::sin(rad), 1e-6);
          }},
         {"plate",
-         "plate.json",
-         0,
          {"width=120", "h1x=30"},
          [](const SketchDoc& d)
          {
@@ -73,8 +70,6 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_EQ(NodeOf(d, "hole2").y, NodeOf(d, "H2").y);
          }},
         {"slot",
-         "slot.json",
-         0,
          {"upperGap=10", "r1=10", "r2=10"},
          [](const SketchDoc& d)
          {
@@ -86,8 +81,6 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_EQ(NodeOf(d, "end2").radius, 10.0);
          }},
         {"fourbar",
-         "fourbar.json",
-         0,
          {"crankAngle=90"},
          [](const SketchDoc& d)
          {
@@ -96,8 +89,6 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_GT(NodeOf(d, "B").y, 0.0) << "the coupler flipped below the ground";
          }},
         {"truss",
-         "truss.json",
-         0,
          {"tt=50"},
          [](const SketchDoc& d)
          {
@@ -106,8 +97,6 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_NEAR(NodeOf(d, "N4").y, 0.0, 1e-6);
          }},
         {"equal",
-         "equal.json",
-         0,
          {"span=80"},
          [](const SketchDoc& d)
          {
@@ -115,22 +104,23 @@ const std::vector<ExampleRow>& Rows()
              EXPECT_NEAR(NodeOf(d, "H2").x, 40.0, 1e-6);
              EXPECT_NEAR(d.values[0].value, 40.0, 1e-6);
          }},
-        {"overconstrained", "overconstrained.json", 1, {}, nullptr},
+        {"overconstrained", {}, nullptr, 1},
     };
     return rows;
 }
 
 } // namespace
 
-TEST(QsketchExamples, AnalyseGivesTheExpectedVerdictAndEveryRelationHolds)
+TEST(QsketchExamples, AnalyseGivesTheExpectedVerdictAndRenderDrawsEveryNodeWithItsId)
 {
     QSKETCH_REQUIRED();
-    ScratchDir dir;
     for (const ExampleRow& row : Rows())
     {
         SCOPED_TRACE(row.name);
+        ScratchDir dir;
 
-        const auto run = RunQsketch({"analyse", Example(row.file).string(), "--json"}, dir);
+        const auto run = RunQsketch({"analyse", row.File().string(), "--json"}, dir);
+        const auto render = RunQsketch({"render", row.File().string(), "-o", "x.svg"}, dir);
 
         EXPECT_EQ(run.code, row.analyseCode) << run.out << run.err;
         const auto report = nlohmann::json::parse(run.out);
@@ -138,6 +128,14 @@ TEST(QsketchExamples, AnalyseGivesTheExpectedVerdictAndEveryRelationHolds)
         EXPECT_EQ(report["verdict"] == "ok", row.analyseCode == 0);
         EXPECT_TRUE(report["notHolding"].empty()) << report["notHolding"].dump();
         EXPECT_FALSE(report["clusters"].empty());
+        ASSERT_EQ(render.code, 0) << render.err;
+        const std::string svg = clitest::ReadText(dir / "x.svg");
+        EXPECT_EQ(svg.rfind("<svg ", 0), 0u);
+        EXPECT_NE(svg.find("</svg>"), std::string::npos);
+        for (const DocNode& n : Load(row.File()).nodes)
+        {
+            EXPECT_NE(svg.find(">" + n.id + "</text>"), std::string::npos) << n.id;
+        }
     }
 }
 
@@ -152,8 +150,8 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
         }
         SCOPED_TRACE(row.name);
         ScratchDir dir;
-        std::vector<std::string> args = {
-            "drive", Example(row.file).string(), "-o", "out.json", "--svg", "out.svg"};
+        std::vector<std::string> args = {"drive",  row.File().string(), "-o", "out.json", "--svg",
+                                         "out.svg"};
         for (const std::string& set : row.sets)
         {
             args.insert(args.end(), {"--set", set});
@@ -162,7 +160,7 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
         const auto run = RunQsketch(args, dir);
 
         ASSERT_EQ(run.code, 0) << run.out << run.err;
-        const SketchDoc before = Load(Example(row.file));
+        const SketchDoc before = Load(row.File());
         const SketchDoc after = Load(dir / "out.json");
         EXPECT_EQ(qsolver::host::FormatSketch(after), clitest::ReadText(dir / "out.json"));
         for (const auto& check : qsolver::host::CheckRelations(after))
@@ -216,27 +214,6 @@ TEST(QsketchExamples, SeveralSetsChangeTheSketchInOnePass)
     EXPECT_EQ(report["changes"][1]["from"], 70);
     EXPECT_EQ(report["changes"][1]["to"], 75);
     EXPECT_EQ(report["moved"], nlohmann::json::array({"B"}));
-}
-
-TEST(QsketchExamples, RenderDrawsEveryNodeWithItsId)
-{
-    QSKETCH_REQUIRED();
-    for (const ExampleRow& row : Rows())
-    {
-        SCOPED_TRACE(row.name);
-        ScratchDir dir;
-
-        const auto run = RunQsketch({"render", Example(row.file).string(), "-o", "x.svg"}, dir);
-
-        ASSERT_EQ(run.code, 0) << run.err;
-        const std::string svg = clitest::ReadText(dir / "x.svg");
-        EXPECT_EQ(svg.rfind("<svg ", 0), 0u);
-        EXPECT_NE(svg.find("</svg>"), std::string::npos);
-        for (const DocNode& n : Load(Example(row.file)).nodes)
-        {
-            EXPECT_NE(svg.find(">" + n.id + "</text>"), std::string::npos) << n.id;
-        }
-    }
 }
 
 TEST(QsketchExamples, UnsolvableChangeFailsRestoresAndWritesNothing)

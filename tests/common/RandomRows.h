@@ -4,6 +4,7 @@
 
 #include "QsolverInternal.h"
 
+#include <algorithm>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -69,6 +70,23 @@ public:
     CRelList relList;
 
 protected:
+    /// Lists the nodes in an order drawn from `rng` (a host's order is not the order of
+    /// creation), backing each one up.
+    template <class Rng> void ListNodesShuffled(Rng& rng)
+    {
+        std::vector<CNode*> order;
+        for (auto& n : nodes)
+        {
+            order.push_back(n.get());
+        }
+        std::shuffle(order.begin(), order.end(), rng);
+        for (CNode* n : order)
+        {
+            nodeList.AddTail(n);
+            n->BackupNode();
+        }
+    }
+
     /// Takes `rel` between `a` and `b`.
     void Attach(CRel* rel, CNode* a, CNode* b)
     {
@@ -101,5 +119,35 @@ protected:
         }
     }
 };
+
+/// What a pass leaves on a sketch's own parts, in creation order: each node's free number, and
+/// each relation's state, its value's known flag (-1 without a value) and its value.
+struct Marks
+{
+    std::vector<int> freeNums, states, flags;
+    std::vector<double> values;
+
+    bool operator==(const Marks& o) const
+    {
+        return freeNums == o.freeNums && states == o.states && flags == o.flags &&
+               values == o.values;
+    }
+};
+
+inline Marks MarksOf(const OwnedSketch& s)
+{
+    Marks m;
+    for (const auto& n : s.nodes)
+    {
+        m.freeNums.push_back(n->m_nFreeNum);
+    }
+    for (const auto& r : s.rels)
+    {
+        m.states.push_back(r->m_byState);
+        m.flags.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
+        m.values.push_back(r->m_pVal != nullptr ? r->m_pVal->m_dValue : 0.0);
+    }
+    return m;
+}
 
 } // namespace randomrows

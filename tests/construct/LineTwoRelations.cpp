@@ -132,8 +132,7 @@ TEST(LineFromTwoPLdis, NoTangentFallsBackByKnownFlags)
         double v2;
         int k2; // -1: shares the first value
         double p2x, p2y;
-        int slanted;
-        int result;
+        int slanted, result;
         double lineY, value1, value2;
         int known1, known2;
     } rows[] = {

@@ -26,8 +26,7 @@ TEST(PointFromTwoEqualPLdisPLdis, BisectorOfTheOldAngleMeetsTheOffsetLine)
     {
         const char* name;
         XYZ before;
-        double thirdX;
-        double secondNowX;
+        double thirdX, secondNowX;
         bool secondParallel;
         int result;
         XYZ expected;
@@ -143,8 +142,7 @@ TEST(PointFromTwoEqualPPdisPPdis, PerpendicularBisectorMeetsTheCircleOnTheOldSid
     struct Row
     {
         const char* name;
-        XYZ before;
-        XYZ centre;
+        XYZ before, centre;
         double radius;
         int result;
         XYZ expected;

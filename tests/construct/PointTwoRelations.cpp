@@ -13,8 +13,7 @@ struct Values
     double v1;
     int k1;
     double v2;
-    int k2;
-    int shared;
+    int k2, shared;
 };
 } // namespace
 
@@ -100,8 +99,7 @@ TEST(PointFromPPdisPLdis, KeepsThePointOnItsOldSideOfTheCentre)
     struct Row
     {
         const char* name;
-        XYZ before;
-        XYZ centreNow;
+        XYZ before, centreNow;
         signed char start;
         double x[3]; // at each of three calls
         double y;

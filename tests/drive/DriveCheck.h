@@ -130,6 +130,41 @@ inline ::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& bef
     return ::testing::AssertionSuccess();
 }
 
+/// Analyses, drives `rel` to `value`, and expects the host's check of the result to fail the
+/// drive with a message starting `message`, giving back every bit and every value.
+inline void ExpectCheckFailsAndRestores(Sketch& s, const char* rel, double value,
+                                        const std::string& message)
+{
+    ASSERT_TRUE(s.Analyse().IsOk());
+    const Snapshot before = Snap(s);
+    const std::vector<std::pair<double, int>> values = ValuesOf(s);
+
+    const DriveResult r = s.Drive({{rel, value}});
+
+    EXPECT_EQ(r.failed, qsolver::host::DriveStep::Verify);
+    EXPECT_EQ(r.message.rfind(message, 0), 0u) << r.message;
+    EXPECT_TRUE(r.restored);
+    EXPECT_TRUE(HoldsOrRestored(s, before, r));
+    EXPECT_EQ(ValuesOf(s), values);
+}
+
+/// A named change of one dimension.
+struct Change
+{
+    const char* name;
+    const char* rel;
+    double value;
+};
+
+/// A sketch drawn by `build` and the dimension a drive changes.
+struct DriveCase
+{
+    const char* name;
+    void (*build)(Sketch&);
+    const char* rel;
+    double value;
+};
+
 /// A strip of triangles: T0 fixed, T1 on a fixed base, every further node from the two before
 /// (members named m<from>_<to>). Drawn off its dimensions: the first drive settles it.
 inline void DrawTruss(Sketch& s, int count)

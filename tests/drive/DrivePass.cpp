@@ -1,6 +1,7 @@
 // The steps of the drive pass run one by one on small sketches: what each leaves in the chains,
 // the clusters and the states a host can see.
 #include "drive/DriveCheck.h"
+#include "common/SketchRows.h"
 
 #include "QsolverInternal.h"
 
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+using sketchrows::Points;
 using namespace qsolver::host;
 using namespace drivecheck;
 
@@ -65,8 +67,7 @@ TEST(DrivePass, GoodNodesArePlacedLastStrippedFirstWithShortLinesLast)
 TEST(DrivePass, PairThatIsNotLegalStaysInTheCoreUntouched)
 {
     Sketch s;
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("A2", 0.5e-4, 0);
+    Points(s, {{"A", 0, 0}, {"A2", 0.5e-4, 0}});
     s.AddFix("fixA", "A");
     s.AddFix("fixA2", "A2");
     s.AddPoint("P", 1, 1);
@@ -110,8 +111,7 @@ TEST(DrivePass, FailedConstructionFallsBackToSolvingThePlacedNodes)
 TEST(DrivePass, SketchWithoutFixedGeometryStartsWithAnEmptyCluster)
 {
     Sketch s;
-    s.AddPoint("P", 0, 0);
-    s.AddPoint("Q", 3, 0);
+    Points(s, {{"P", 0, 0}, {"Q", 3, 0}});
     s.AddValue("v", 0, false);
     s.AddValue("w", 0, false);
     for (int i = 0; i < 4; ++i)
@@ -137,14 +137,12 @@ TEST(DrivePass, LooseNodesBecomeSmallClustersAndShareTheirRelations)
     // Two points that only shared unknown values join: no seed, each its own cluster that can
     // only move, and a relation between two clusters is listed in both.
     Sketch s;
-    s.AddPoint("A", 0, 0);
-    s.AddPoint("B", 4, 0);
+    Points(s, {{"A", 0, 0}, {"B", 4, 0}});
     s.AddFix("fixA", "A");
     s.AddFix("fixB", "B");
     s.AddValue("v", 0, false);
     s.AddValue("w", 0, false);
-    s.AddPoint("P", 1, 2);
-    s.AddPoint("Q", 3, 2);
+    Points(s, {{"P", 1, 2}, {"Q", 3, 2}});
     for (const char* p : {"P", "Q"})
     {
         for (const char* f : {"A", "B"})

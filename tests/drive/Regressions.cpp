@@ -2,6 +2,7 @@
 // A host must see either every relation holding or a failed drive with every node exactly where
 // it was.
 #include "drive/DriveCheck.h"
+#include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <limits>
 #include <string>
 
+using sketchrows::Points;
 using namespace qsolver::host;
 using namespace drivecheck;
 
@@ -28,15 +30,19 @@ void LineBetweenFixedPointAndParallelLine(Sketch& s)
     s.AddLLdis("lines", "L0", "L1", ValueSpec::Own(4));
 }
 
-struct Case
+// An angle chain from a fixed line: the driven angle's line turned but the line after it kept
+// its direction, so the second angle was off.
+void ChainOfAnglesFromAFixedLine(Sketch& s)
 {
-    const char* name;
-    void (*build)(Sketch&);
-    const char* rel;
-    double value;
-};
+    s.AddLine("L0", 0, 0, 1, 0);
+    s.AddLine("L1", 0, 2, 0.5, std::sqrt(0.75));
+    s.AddLine("L2", 0, 0, 0, 1);
+    s.AddFix("fix", "L0");
+    s.AddLLang("a", "L0", "L2", ValueSpec::Own(kHalfPi));
+    s.AddLLang("b", "L2", "L1", ValueSpec::Own(11.0 * kHalfPi / 3.0));
+}
 
-void RunCase(const Case& row)
+void RunCase(const DriveCase& row)
 {
     SCOPED_TRACE(row.name);
     Sketch s;
@@ -56,7 +62,7 @@ void RunCase(const Case& row)
 // still reported success. The host's check of the result now reports them and restores.
 TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
 {
-    const Case cases[] = {
+    const DriveCase cases[] = {
         {"line through a fixed point ignores a new distance",
          [](Sketch& s)
          {
@@ -69,8 +75,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"centre point of a circle ignores a distance change",
          [](Sketch& s)
          {
-             s.AddPoint("P0", 0, 0);
-             s.AddPoint("P1", 4, 3);
+             Points(s, {{"P0", 0, 0}, {"P1", 4, 3}});
              s.AddCircle("C", 4, 3, 2);
              s.AddFix("fix", "P0");
              s.AddPPdis("d", "P1", "P0", ValueSpec::Own(5));
@@ -81,6 +86,8 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
          &LineBetweenFixedPointAndParallelLine, "lines", 2.5},
         {"line between a fixed point and a parallel line: point to line",
          &LineBetweenFixedPointAndParallelLine, "toPoint", 2.5},
+        {"chain of angles from a fixed line: first angle", &ChainOfAnglesFromAFixedLine, "a", 1.4},
+        {"chain of angles from a fixed line: second angle", &ChainOfAnglesFromAFixedLine, "b", 5.5},
         {"line at a distance from a turned line stays where it was",
          [](Sketch& s)
          {
@@ -95,10 +102,10 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"nearly flat triangle misses a distance by microns",
          [](Sketch& s)
          {
-             s.AddPoint("P0", -4, -5.587358694916491);
-             s.AddPoint("P1", -4.033127423528609, -6.4794709665790675);
-             s.AddPoint("P2", -4, 1.3947270066427713);
-             s.AddPoint("P3", -4, 1.0060417688540042);
+             Points(s, {{"P0", -4, -5.587358694916491},
+                        {"P1", -4.033127423528609, -6.4794709665790675},
+                        {"P2", -4, 1.3947270066427713},
+                        {"P3", -4, 1.0060417688540042}});
              s.AddPPdis("r0", "P3", "P2", ValueSpec::Own(0.38868523778876707));
              s.AddPPdis("r1", "P1", "P2", ValueSpec::Own(7.874267657863845));
              s.AddPPdis("r2", "P1", "P0", ValueSpec::Own(0.892727131569668));
@@ -122,9 +129,7 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"relation sharing the changed value in a rigid part keeps the old value",
          [](Sketch& s)
          {
-             s.AddPoint("P0", 3, 2);
-             s.AddPoint("P1", 3, 2);
-             s.AddPoint("P2", 0, 0);
+             Points(s, {{"P0", 3, 2}, {"P1", 3, 2}, {"P2", 0, 0}});
              s.AddLine("L0", 0, 0, 1, 0);
              s.AddLine("L1", 0, 0, 1, 0);
              s.AddValue("v", 2, true);
@@ -142,35 +147,14 @@ TEST(DriveRegression, ConstructionsThatCannotMeetTheNewValueFailAndRestore)
         {"distance whose square overflows",
          [](Sketch& s)
          {
-             s.AddPoint("P", 0, 0);
-             s.AddPoint("Q", 1, 0);
+             Points(s, {{"P", 0, 0}, {"Q", 1, 0}});
              s.AddFix("fix", "P");
              s.AddPPdis("d", "P", "Q", ValueSpec::Own(1));
          },
          "d", 2.9491568921462592e290},
     };
-    for (const Case& row : cases)
+    for (const DriveCase& row : cases)
     {
-        RunCase(row);
-    }
-}
-
-// An angle chain from a fixed line: the driven angle's line turned but the line after it kept
-// its direction, so the second angle was off.
-TEST(DriveRegression, ChainOfAnglesFromAFixedLineFailsOrHoldsAfterEveryAngleChange)
-{
-    const Case cases[] = {{"first angle", nullptr, "a", 1.4}, {"second angle", nullptr, "b", 5.5}};
-    for (Case row : cases)
-    {
-        row.build = [](Sketch& s)
-        {
-            s.AddLine("L0", 0, 0, 1, 0);
-            s.AddLine("L1", 0, 2, 0.5, std::sqrt(0.75));
-            s.AddLine("L2", 0, 0, 0, 1);
-            s.AddFix("fix", "L0");
-            s.AddLLang("a", "L0", "L2", ValueSpec::Own(kHalfPi));
-            s.AddLLang("b", "L2", "L1", ValueSpec::Own(11.0 * kHalfPi / 3.0));
-        };
         RunCase(row);
     }
 }
@@ -180,21 +164,14 @@ TEST(DriveRegression, ChainOfAnglesFromAFixedLineFailsOrHoldsAfterEveryAngleChan
 TEST(DriveRegression, FailedCheckNamesTheRelationThatIsOff)
 {
     Sketch s;
-    s.AddPoint("P", 1, 0);
-    s.AddPoint("Q", 1, 0);
+    Points(s, {{"P", 1, 0}, {"Q", 1, 0}});
     s.AddFix("fixP", "P");
     s.AddPPdis("d", "P", "Q", ValueSpec::Own(0));
-    ASSERT_TRUE(s.Analyse().IsOk());
-    const Snapshot before = Snap(s);
 
-    const DriveResult r = s.Drive({{"d", 0.5}});
-
-    EXPECT_TRUE(HoldsOrRestored(s, before, r));
-    EXPECT_EQ(r.failed, DriveStep::Verify);
-    EXPECT_STREQ(DriveStepText(r.failed), "the re-solved sketch breaks a relation");
-    EXPECT_NE(r.message.find("'d'"), std::string::npos) << r.message;
     // The value is back too: the next drive starts from the sketch as it was.
+    ExpectCheckFailsAndRestores(s, "d", 0.5, "relation 'd' is off by");
     EXPECT_EQ(s.FindRelation("d")->m_pVal->m_dValue, 0.0);
+    EXPECT_STREQ(DriveStepText(DriveStep::Verify), "the re-solved sketch breaks a relation");
 }
 
 // Re-setting a fixed line from its own direction rounds the direction in its last bits; a
@@ -245,8 +222,7 @@ TEST(DriveRegression, RequestCheckRefusesValuesNoDimensionCanTake)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
-        s.AddPoint("P", 0, 0);
-        s.AddPoint("Q", 1, 0);
+        Points(s, {{"P", 0, 0}, {"Q", 1, 0}});
         s.AddLine("L0", 0, 0, 1, 0);
         s.AddLine("L1", 0, 0, 1, 1);
         s.AddCircle("C", 5, 5, 1);
@@ -281,9 +257,7 @@ TEST(DriveRegression, RequestCheckRefusesValuesNoDimensionCanTake)
 TEST(DriveRegression, FarOutSketchIsJudgedRelativeToItsSize)
 {
     Sketch s;
-    s.AddPoint("P", 3e7, -2e7);
-    s.AddPoint("Q", 3e7 + 3, -2e7 + 4);
-    s.AddPoint("R", 3e7 + 6, -2e7);
+    Points(s, {{"P", 3e7, -2e7}, {"Q", 3e7 + 3, -2e7 + 4}, {"R", 3e7 + 6, -2e7}});
     s.AddFix("fix", "P");
     s.AddPPdis("pq", "P", "Q", ValueSpec::Own(5));
     s.AddPPdis("qr", "Q", "R", ValueSpec::Own(5));

@@ -289,25 +289,13 @@ template <class List> std::vector<void*> Items(List& list)
 struct StripOutcome
 {
     std::vector<void*> good, save, rel, undefined;
-    std::vector<int> freeNums, states;
+    randomrows::Marks marks;
 };
 
 StripOutcome Outcome(RandomSketch& s)
 {
-    StripOutcome o;
-    o.good = Items(g_sktGoodNodeChain);
-    o.save = Items(g_sktSaveRelChain);
-    o.rel = Items(g_sktRelChain);
-    o.undefined = Items(g_sktUndefinedNodeChain);
-    for (auto& n : s.nodes)
-    {
-        o.freeNums.push_back(n->m_nFreeNum);
-    }
-    for (auto& r : s.rels)
-    {
-        o.states.push_back(r->m_byState);
-    }
-    return o;
+    return {Items(g_sktGoodNodeChain), Items(g_sktSaveRelChain), Items(g_sktRelChain),
+            Items(g_sktUndefinedNodeChain), randomrows::MarksOf(s)};
 }
 } // namespace
 
@@ -329,8 +317,7 @@ TEST(GoodNodeStripping, MatchesPlainSweepsOnRandomSketches)
         EXPECT_EQ(fast.save, plain.save);
         EXPECT_EQ(fast.rel, plain.rel);
         EXPECT_EQ(fast.undefined, plain.undefined);
-        EXPECT_EQ(fast.freeNums, plain.freeNums);
-        EXPECT_EQ(fast.states, plain.states);
+        EXPECT_TRUE(fast.marks == plain.marks);
     }
     drivecheck::ClosePass();
 }
@@ -484,16 +471,15 @@ struct BuildOutcome
     std::vector<std::vector<void*>> clusterNodes, clusterRels;
     std::vector<int> clusterFree, clusterDriven;
     std::vector<void*> undefined, rel, defined;
-    std::vector<int> freeNums, states, known;
-    std::vector<double> numbers, coords;
+    randomrows::Marks marks;
+    std::vector<double> coords;
 
     bool operator==(const BuildOutcome& o) const
     {
         return result == o.result && clusterNodes == o.clusterNodes &&
                clusterRels == o.clusterRels && clusterFree == o.clusterFree &&
                clusterDriven == o.clusterDriven && undefined == o.undefined && rel == o.rel &&
-               defined == o.defined && freeNums == o.freeNums && states == o.states &&
-               known == o.known && numbers == o.numbers && coords == o.coords;
+               defined == o.defined && marks == o.marks && coords == o.coords;
     }
 };
 
@@ -530,17 +516,11 @@ BuildOutcome BuildOnce(RandomSketch& s, CRel* driven, bool plain)
     o.undefined = Items(g_sktUndefinedNodeChain);
     o.rel = Items(g_sktRelChain);
     o.defined = Items(g_sktDefinedNodeChain);
+    o.marks = randomrows::MarksOf(s);
     for (auto& n : s.nodes)
     {
-        o.freeNums.push_back(n->m_nFreeNum);
         const std::vector<double> numbers = measure::NodeNumbers(n.get());
         o.coords.insert(o.coords.end(), numbers.begin(), numbers.end());
-    }
-    for (auto& r : s.rels)
-    {
-        o.states.push_back(r->m_byState);
-        o.known.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
-        o.numbers.push_back(r->m_pVal != nullptr ? r->m_pVal->m_dValue : 0.0);
     }
     return o;
 }

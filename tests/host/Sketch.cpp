@@ -1,6 +1,7 @@
 // The host sketch: building by id, refusing bad input, and deleting in the order the model
 // needs (the sanitizer builds catch a wrong order).
 #include "Sketch.h"
+#include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 
 using qsolver::host::Sketch;
 using qsolver::host::ValueSpec;
+using sketchrows::Points;
 
 namespace
 {
@@ -82,8 +84,7 @@ TEST(HostSketch, RefusesBadInputAndSaysWhy)
     {
         SCOPED_TRACE(row.name);
         Sketch sketch;
-        sketch.AddPoint("A", 0, 0);
-        sketch.AddPoint("B", 1, 0);
+        Points(sketch, {{"A", 0, 0}, {"B", 1, 0}});
         sketch.AddLine("L", 0, 0, 1, 0);
 
         EXPECT_FALSE(row.attempt(sketch));
@@ -97,8 +98,7 @@ TEST(HostSketch, RefusesBadInputAndSaysWhy)
 TEST(HostSketch, SharedValuesOutliveTheirRelations)
 {
     Sketch sketch;
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
+    Points(sketch, {{"A", 0, 0}, {"B", 1, 0}});
     sketch.AddLine("L", 0, 1, 1, 0);
     sketch.AddLine("M", 0, 2, 1, 1);
     sketch.AddValue("v", 2, false);
@@ -136,8 +136,7 @@ TEST(HostSketch, CircleKeepsItsRadiusWhenItsLastRadiusRelationGoes)
 TEST(HostSketch, RemovingANodeRemovesItsRelationsAndValueNodeLinks)
 {
     Sketch sketch;
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
+    Points(sketch, {{"A", 0, 0}, {"B", 1, 0}});
     sketch.AddCircle("C", 0, 0, 3);
     sketch.AddPPdis("d", "A", "B", ValueSpec::Own(1, false));
     sketch.AddRad("r", "B", "C");
@@ -156,8 +155,7 @@ TEST(HostSketch, DestroysCirclesSharedValuesAndReferencesCleanly)
 {
     // Everything the model lets relations and circles share, torn down at once.
     Sketch sketch;
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
+    Points(sketch, {{"A", 0, 0}, {"B", 1, 0}});
     sketch.AddCircle("C", 0, 0, 3);
     sketch.AddCircle("D", 0, 0, 3);
     sketch.AddValue("v", 2, false);
@@ -199,9 +197,7 @@ TEST(HostSketch, BackupAllAndRestoreAllRoundTrip)
 TEST(HostSketch, AllValuesMatchesTheWalkAfterEdits)
 {
     Sketch sketch;
-    sketch.AddPoint("A", 0, 0);
-    sketch.AddPoint("B", 1, 0);
-    sketch.AddPoint("P", 2, 2);
+    Points(sketch, {{"A", 0, 0}, {"B", 1, 0}, {"P", 2, 2}});
     sketch.AddLine("L1", 0, 1, 1, 0);
     sketch.AddLine("L2", 0, 3, 1, 0);
     sketch.AddCircle("C", 0, 0, 3);

@@ -85,17 +85,7 @@ public:
             }
         }
 
-        std::vector<CNode*> order;
-        for (auto& n : nodes)
-        {
-            order.push_back(n.get());
-        }
-        std::shuffle(order.begin(), order.end(), m_Rng);
-        for (CNode* n : order)
-        {
-            nodeList.AddTail(n);
-            n->BackupNode();
-        }
+        ListNodesShuffled(m_Rng);
         std::vector<CRel*> relOrder;
         for (auto& r : rels)
         {
@@ -213,10 +203,7 @@ struct Split
     std::vector<CRel*> relChain;
     std::vector<CNode*> defined;
     std::vector<CNode*> known;
-    std::vector<int> freeNums;
-    std::vector<int> states;
-    std::vector<int> flags;
-    std::vector<double> values;
+    randomrows::Marks marks;
     int overConstrained = 0;
 
     bool operator==(const Split& o) const
@@ -224,8 +211,7 @@ struct Split
         return result == o.result && clusterNodes == o.clusterNodes &&
                clusterRels == o.clusterRels && clusterFree == o.clusterFree &&
                undefined == o.undefined && relChain == o.relChain && defined == o.defined &&
-               known == o.known && freeNums == o.freeNums && states == o.states &&
-               flags == o.flags && values == o.values && overConstrained == o.overConstrained;
+               known == o.known && marks == o.marks && overConstrained == o.overConstrained;
     }
 };
 
@@ -250,16 +236,7 @@ Split RunSeeding(BodySketch& s, int (*seed)(CClusterList&), bool& seeded)
     out.relChain = randomrows::Entries(g_sktRelChain);
     out.defined = randomrows::Entries(g_sktDefinedNodeChain);
     out.known = randomrows::Entries(g_sktKnownNodeChain);
-    for (auto& n : s.nodes)
-    {
-        out.freeNums.push_back(n->m_nFreeNum);
-    }
-    for (auto& r : s.rels)
-    {
-        out.states.push_back(r->m_byState);
-        out.flags.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
-        out.values.push_back(r->m_pVal != nullptr ? r->m_pVal->m_dValue : 0.0);
-    }
+    out.marks = randomrows::MarksOf(s);
     if (out.result == 1)
     {
         out.overConstrained = sktIsClusterChainOverConstrain(g_sktClusterChain);

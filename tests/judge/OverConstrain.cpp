@@ -25,6 +25,15 @@ struct TwoBodies
 {
     TwoBodies()
     {
+        // A drive leaves its clusters in the chains until the next pass; these chains are built
+        // by hand, so they start empty whichever test ran before.
+        for (CClusterList* chain : {&g_sktClusterChain, &g_sktGoodClusterChain})
+        {
+            while (!chain->IsEmpty())
+            {
+                delete chain->RemoveHead();
+            }
+        }
         for (const char* body : {"X", "Y"})
         {
             const std::string b = body;
@@ -113,9 +122,7 @@ TEST_F(OverConstrain, SingleRemainingClusterWithRelationsLeftIs)
 struct TwoBodiesRow
 {
     const char* name;
-    int freeX;
-    int freeY;
-    int expected;
+    int freeX, freeY, expected;
     const char* pairs; // further two-point bodies, one letter each
     bool hold;         // XL1 and YL1 keep their directions
     // "d A B" a distance of 5 between points, "u A B" one of unknown value, "a A B deg" an angle
@@ -180,9 +187,7 @@ TEST(OverConstrainTwoBodies, Table)
         std::string list = row.rels;
         std::replace(list.begin(), list.end(), ',', ' ');
         std::istringstream rels(list);
-        std::string kind;
-        std::string a;
-        std::string b;
+        std::string kind, a, b;
         while (rels >> kind >> a >> b)
         {
             if (kind == "a")
@@ -238,10 +243,7 @@ TEST(AngleSurplus, CountsAnglesBeyondWhatRotationAbsorbs)
     struct Row
     {
         const char* name;
-        int freeNum;
-        int angles;
-        int others;
-        int expected;
+        int freeNum, angles, others, expected;
     };
     static const Row rows[] = {
         {"no relations", 3, 0, 0, 0},

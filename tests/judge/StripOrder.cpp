@@ -95,18 +95,7 @@ public:
                 n->m_pRefID = refs.back().get();
             }
         }
-        // The chain order is the host's order, not the order of creation.
-        std::vector<CNode*> order;
-        for (auto& n : nodes)
-        {
-            order.push_back(n.get());
-        }
-        std::shuffle(order.begin(), order.end(), rng);
-        for (CNode* n : order)
-        {
-            nodeList.AddTail(n);
-            n->BackupNode();
-        }
+        ListNodesShuffled(rng);
         ListRels(false);
     }
 
@@ -146,32 +135,18 @@ struct Outcome
 {
     std::vector<CNode*> undefined;
     std::vector<CRel*> relChain;
-    std::vector<int> freeNums;
-    std::vector<int> states;
-    std::vector<int> flags;
+    randomrows::Marks marks;
 
     bool operator==(const Outcome& o) const
     {
-        return undefined == o.undefined && relChain == o.relChain && freeNums == o.freeNums &&
-               states == o.states && flags == o.flags;
+        return undefined == o.undefined && relChain == o.relChain && marks == o.marks;
     }
 };
 
 Outcome Capture(RandomSketch& s)
 {
-    Outcome o;
-    o.undefined = randomrows::Entries(g_sktUndefinedNodeChain);
-    o.relChain = randomrows::Entries(g_sktRelChain);
-    for (auto& n : s.nodes)
-    {
-        o.freeNums.push_back(n->m_nFreeNum);
-    }
-    for (auto& r : s.rels)
-    {
-        o.states.push_back(r->m_byState);
-        o.flags.push_back(r->m_pVal != nullptr ? r->m_pVal->m_bKnown : -1);
-    }
-    return o;
+    return {randomrows::Entries(g_sktUndefinedNodeChain), randomrows::Entries(g_sktRelChain),
+            randomrows::MarksOf(s)};
 }
 
 // Puts back what an opening changed, so the second opening starts where the first did.

@@ -113,8 +113,7 @@ TEST_F(RelationTest, EqualUnknownValuesRefusalsChangeNothing)
         const char* name;
         double sharerEndX; // where the other end of the already active sharer stands
         unsigned char freeBefore;
-        int sharerActive;
-        int result;
+        int sharerActive, result;
         unsigned char freeAfter;
     };
     const Row rows[] = {

@@ -28,11 +28,8 @@ template <class T> bool Is(CEquation* e)
 struct NodeAt
 {
     bool line;
-    double x;
-    double y;
-    double deg;
-    bool known;
-    bool dirFixed;
+    double x, y, deg;
+    bool known, dirFixed;
 };
 
 NodeAt P(double x, double y, bool known = false)
@@ -146,31 +143,9 @@ std::vector<EquCase> Cases()
 
 } // namespace
 
-TEST(Equation, FactoryPicksClassAndResidualIsZeroWhereRelationHolds)
-{
-    for (const EquCase& row : Cases())
-    {
-        SCOPED_TRACE(row.name);
-        Sketch s;
-        Build(s, row);
-
-        CEquationGrp grp(&s.nodes, &s.rels);
-
-        ASSERT_EQ(grp.m_EquArray.size(), 1u);
-        CEquation* e = grp.m_EquArray[0];
-        EXPECT_TRUE(row.isClass(e));
-        if (row.onCircle)
-        {
-            // The circle is numbered last; its radius is the equation's last unknown.
-            EXPECT_EQ(e->m_pVarIndex[e->m_nVarNum - 1], grp.m_nVarNum - 1);
-        }
-        int flag = 0;
-        EXPECT_NEAR(e->GetResidual(grp.m_pX, &flag), 0.0, 1e-9);
-        EXPECT_EQ(flag, 1);
-    }
-}
-
-TEST(Equation, ExactDerivativesMatchForwardDifferences)
+// Each row: the class the factory picks, zero residual where the relation holds, and exact
+// derivatives matching forward differences at the solution and at offsets from it.
+TEST(Equation, FactoryPicksClassResidualIsZeroAndDerivativesMatchForwardDifferences)
 {
     const double offsets[][6] = {{0.0, 0.0, 0.0, 0.0, 0.0, 0.0},
                                  {0.11, -0.07, 0.05, 0.13, -0.09, 0.04},
@@ -181,11 +156,21 @@ TEST(Equation, ExactDerivativesMatchForwardDifferences)
         SCOPED_TRACE(row.name);
         Sketch s;
         Build(s, row);
+
         CEquationGrp grp(&s.nodes, &s.rels);
+
         ASSERT_EQ(grp.m_EquArray.size(), 1u);
         CEquation* e = grp.m_EquArray[0];
         const int n = grp.m_nVarNum;
-
+        EXPECT_TRUE(row.isClass(e));
+        if (row.onCircle)
+        {
+            // The circle is numbered last; its radius is the equation's last unknown.
+            EXPECT_EQ(e->m_pVarIndex[e->m_nVarNum - 1], n - 1);
+        }
+        int flag = 0;
+        EXPECT_NEAR(e->GetResidual(grp.m_pX, &flag), 0.0, 1e-9);
+        EXPECT_EQ(flag, 1);
         for (const auto& off : offsets)
         {
             std::vector<double> x(grp.m_pX, grp.m_pX + n);
@@ -248,9 +233,7 @@ TEST(Equation, CoincidentPointsMakeTheDistanceDerivativeUnusable)
 struct AngleRow
 {
     const char* name;
-    double a;
-    double b;
-    double expected;
+    double a, b, expected;
 };
 
 TEST(LineGeometry, AngleOfUnitNormal)

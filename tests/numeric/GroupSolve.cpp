@@ -87,11 +87,8 @@ TEST(GroupSolve, NewtonLimits)
     struct LimitCase
     {
         const char* name;
-        double start;
-        double rhs;
-        double slopeScale;
-        int result;
-        int residuals;
+        double start, rhs, slopeScale;
+        int result, residuals;
     };
     // With the slope reported twice too steep each step halves the residual exactly.
     const LimitCase rows[] = {

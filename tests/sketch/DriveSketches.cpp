@@ -92,17 +92,11 @@ std::vector<double> TrussTurns(Sketch& s, int count)
 
 TEST(DriveSketch, TriangleKeepsItsOrientation)
 {
-    struct Row
-    {
-        const char* name;
-        const char* rel;
-        double value;
-    };
-    const Row rows[] = {
+    const Change rows[] = {
         {"longer base", "ab", 4.5},  {"shorter base", "ab", 3.2},      {"longer side", "bc", 3.6},
         {"shorter side", "bc", 2.5}, {"longer hypotenuse", "ca", 6.0},
     };
-    for (const Row& row : rows)
+    for (const Change& row : rows)
     {
         SCOPED_TRACE(row.name);
         Sketch s;
