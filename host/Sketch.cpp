@@ -653,8 +653,8 @@ std::vector<CVal*> Sketch::AllValuesByWalk() const
 
 namespace
 {
-// A host backs up every node and value of a large sketch, spread over the heap: asking for the
-// objects a few steps ahead lets the waits for memory overlap.
+// A host backs up every node and value of a large sketch: asking for the objects a few steps
+// ahead lets the waits for memory overlap where a host made them out of order.
 constexpr int kBackupLookahead = 8;
 
 void BackupValues(const std::vector<CVal*>& values)
@@ -674,18 +674,11 @@ void BackupValues(const std::vector<CVal*>& values)
 
 void Sketch::BackupAll()
 {
-    POSITION ahead = m_nodes.GetHeadPosition();
-    for (int i = 0; i < kBackupLookahead && ahead != nullptr; ++i)
-    {
-        m_nodes.GetNext(ahead);
-    }
+    CLookahead ahead(m_nodes, kBackupLookahead);
     POSITION pos = m_nodes.GetHeadPosition();
     while (pos != nullptr)
     {
-        if (ahead != nullptr)
-        {
-            sktPrefetch(m_nodes.GetNext(ahead));
-        }
+        sktPrefetch(ahead.Next());
         m_nodes.GetNext(pos)->BackupNode();
     }
     // The same order as ForEachValue.

@@ -1,6 +1,7 @@
-// Walks over every node or relation of a large sketch chase pointers to objects spread over the
-// heap, and wait on memory more than they compute. Asking for an object a few steps ahead of the
-// walk lets those waits overlap; a hint only, it changes nothing that is computed.
+// Walks over every node or relation of a large sketch chase pointers, and wait on memory more
+// than they compute wherever the objects do not lie in walk order (a host that made them out of
+// order, or a walk in another order than creation). Asking for an object a few steps ahead of
+// the walk lets those waits overlap; a hint only, it changes nothing that is computed.
 #pragma once
 
 #include "model/PtrList.h"

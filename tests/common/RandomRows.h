@@ -105,9 +105,32 @@ protected:
     /// `values` the value too) so that a pass can be run again from the same start.
     void ListRels(bool values)
     {
+        std::vector<CRel*> order;
         for (auto& r : rels)
         {
-            relList.AddTail(r.get());
+            order.push_back(r.get());
+        }
+        ListRelsIn(order, values);
+    }
+
+    /// The same in an order drawn from `rng`.
+    template <class Rng> void ListRelsShuffled(Rng& rng, bool values)
+    {
+        std::vector<CRel*> order;
+        for (auto& r : rels)
+        {
+            order.push_back(r.get());
+        }
+        std::shuffle(order.begin(), order.end(), rng);
+        ListRelsIn(order, values);
+    }
+
+private:
+    void ListRelsIn(const std::vector<CRel*>& order, bool values)
+    {
+        for (CRel* r : order)
+        {
+            relList.AddTail(r);
             if (r->m_pVal != nullptr)
             {
                 r->m_pVal->BackupKnownFlag();

@@ -86,21 +86,7 @@ public:
         }
 
         ListNodesShuffled(m_Rng);
-        std::vector<CRel*> relOrder;
-        for (auto& r : rels)
-        {
-            relOrder.push_back(r.get());
-        }
-        std::shuffle(relOrder.begin(), relOrder.end(), m_Rng);
-        for (CRel* r : relOrder)
-        {
-            relList.AddTail(r);
-            if (r->m_pVal != nullptr)
-            {
-                r->m_pVal->BackupKnownFlag();
-                r->m_pVal->BackupValue();
-            }
-        }
+        ListRelsShuffled(m_Rng, true);
     }
 
     struct Row
