@@ -2,6 +2,7 @@
 // again after the core is solved, and the plain numeric alternative to clusters.
 #include "drive/Drive.h"
 
+#include "drive/AddressIndex.h"
 #include "drive/DriveInternal.h"
 #include "drive/FlatPtrMap.h"
 #include "model/CNode.h"
@@ -122,7 +123,7 @@ private:
     std::vector<CNode*> m_Nodes; // the undefined chain, head first
     std::vector<POSITION> m_NodePos;
     std::vector<char> m_bStripped;
-    FlatPtrMap<int> m_Index;
+    AddressIndex m_Index;
 
     // Re-test queues: the running sweep visits indices from high to low (tail to head); a node
     // touched behind the walk waits for the next sweep.
@@ -145,21 +146,31 @@ private:
 
 void GoodNodeStripper::Load()
 {
+    static_assert(sizeof(CNode) >= (std::size_t(1) << AddressIndex::kGranuleBits),
+                  "nodes are indexed by address");
     const std::size_t chained = static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount());
-    m_Index.reserve(chained);
     m_Nodes.reserve(chained);
     m_NodePos.reserve(chained);
     POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
     while (pos != nullptr)
     {
-        POSITION at = pos;
-        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
-        if (m_Index.emplace(node, static_cast<int>(m_Nodes.size())).second)
+        m_NodePos.push_back(pos);
+        m_Nodes.push_back(g_sktUndefinedNodeChain.GetNext(pos));
+    }
+    m_Index.Plan(m_Nodes.data(), m_Nodes.size());
+    // A node chained twice is tested at its first place only.
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < m_Nodes.size(); ++i)
+    {
+        if (m_Index.insert(m_Nodes[i], static_cast<int>(kept)))
         {
-            m_Nodes.push_back(node);
-            m_NodePos.push_back(at);
+            m_Nodes[kept] = m_Nodes[i];
+            m_NodePos[kept] = m_NodePos[i];
+            ++kept;
         }
     }
+    m_Nodes.resize(kept);
+    m_NodePos.resize(kept);
     const std::size_t n = m_Nodes.size();
     m_bStripped.assign(n, 0);
     m_bInCurrent.assign(n, 0);
@@ -195,7 +206,7 @@ void GoodNodeStripper::CountValue(CVal* val, int delta)
 void GoodNodeStripper::Touch(CNode* node, int walkIndex)
 {
     const int* found = m_Index.find(node);
-    if (found == nullptr)
+    if (found == nullptr || m_Nodes[static_cast<std::size_t>(*found)] != node)
     {
         return;
     }
