@@ -8,6 +8,13 @@ namespace
 {
 // Every list in the solver allocates its entries this many at a time unless told otherwise.
 constexpr int kDefaultBlockSize = 10;
+
+// A list takes as many new blocks at once as it has already, up to this many. The chains are
+// filled several at a time (a pass strips nodes into one chain and their relations into
+// another): with blocks taken one by one, each chain's blocks interleave with the others' and a
+// walk of one jumps between them, which memory cannot stream ahead of; blocks side by side it
+// can. Short lists still take one block at a time.
+constexpr int kLargestGroup = 64;
 } // namespace
 
 void* CObject::operator new(std::size_t bytes)
@@ -34,8 +41,14 @@ CPtrList::~CPtrList()
     RemoveAll();
     while (m_pBlocks != nullptr)
     {
-        Block* next = m_pBlocks->pNext;
-        sktGiveSlot(m_pBlocks, BlockBytes());
+        // The whole group is handed back at once: find what follows it first.
+        const int group = m_pBlocks->nGroup;
+        Block* next = m_pBlocks;
+        for (int i = 0; i < group; ++i)
+        {
+            next = next->pNext;
+        }
+        sktGiveSlot(m_pBlocks, static_cast<std::size_t>(group) * BlockBytes());
         m_pBlocks = next;
     }
 }
@@ -57,20 +70,34 @@ CPtrList::FreshEntry()
         }
         else
         {
-            // One allocation holds the block header followed by m_nBlockSize entries; new
-            // blocks go to the end of the chain, after the ones already carved.
-            Block* block = static_cast<Block*>(sktTakeSlotOrThrow(BlockBytes()));
+            // One allocation holds one or more blocks, each a header followed by m_nBlockSize
+            // entries; new blocks go to the end of the chain, after the ones already carved.
+            const int group =
+                m_nBlocks < 1 ? 1 : (m_nBlocks < kLargestGroup ? m_nBlocks : kLargestGroup);
+            char* memory = static_cast<char*>(
+                sktTakeSlotOrThrow(static_cast<std::size_t>(group) * BlockBytes()));
+            Block* first = reinterpret_cast<Block*>(memory);
+            for (int i = 0; i < group; ++i)
+            {
+                Block* block =
+                    reinterpret_cast<Block*>(memory + static_cast<std::size_t>(i) * BlockBytes());
+                block->nGroup = i == 0 ? group : 0;
+                block->pNext = i + 1 < group
+                                   ? reinterpret_cast<Block*>(
+                                         memory + static_cast<std::size_t>(i + 1) * BlockBytes())
+                                   : nullptr;
+            }
+            m_nBlocks += group;
             // The block being carved is the last one here (or there is none yet).
-            block->pNext = nullptr;
             if (m_pCarve != nullptr)
             {
-                m_pCarve->pNext = block;
+                m_pCarve->pNext = first;
             }
             else
             {
-                m_pBlocks = block;
+                m_pBlocks = first;
             }
-            m_pCarve = block;
+            m_pCarve = first;
         }
         m_nFresh = m_nBlockSize;
     }

@@ -79,6 +79,9 @@ private:
     struct Block
     {
         Block* pNext;
+        // Blocks are taken several at a time, side by side: the first block of each such
+        // allocation holds how many it has, the others 0.
+        int nGroup;
     };
 
     // A block is a header followed by m_nBlockSize entries, in one slot.
@@ -103,6 +106,7 @@ private:
     // fills its blocks again in address order. m_nFresh entries of m_pCarve are still uncarved.
     Block* m_pCarve = nullptr;
     int m_nFresh = 0;
+    int m_nBlocks = 0;
 };
 
 // Adding and removing run in the innermost loops of every pass: kept inline, with only the
