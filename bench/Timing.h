@@ -23,13 +23,14 @@ private:
 };
 
 /// How many times to repeat a timed step: at least minRuns, more while the runs so far took less
-/// than steadyMs (small sketches need many for a steady median), and no more once they took
+/// than steadyMs (small sketches need many for a steady median, and on a shared machine a
+/// few runs of a large one can all fall in a busy spell of a neighbour), and no more once they took
 /// budgetMs (at least one run), so that a step that grows badly cannot hold the benchmark up.
 struct RunPolicy
 {
     int minRuns = 5;
     int maxRuns = 1001;
-    double steadyMs = 300.0;
+    double steadyMs = 1000.0;
     double budgetMs = 30000.0;
 
     bool More(int runs, double spentMs) const
