@@ -6,6 +6,11 @@
 #include "model/SlotStore.h"
 
 #include <cstdint>
+#include <new>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #if defined(__has_include)
 #if __has_include(<valgrind/valgrind.h>)
@@ -77,8 +82,58 @@ struct Store
     // One more than the class of each slot size, by size / kGrain (0: none yet), so that every
     // allocation finds its class in one step.
     std::uint8_t classOf[kLargestSlot / kGrain + 1] = {};
+    // The region chunks are carved from, front to back.
+    char* regionNext = nullptr;
+    std::size_t regionLeft = 0;
 };
 Store g_store;
+
+// Chunks are carved from regions aligned to, and asked to be backed by, 2 MiB pages where the
+// system has them: a large sketch spans a hundred megabytes, and with 4 KiB pages every walk over
+// it misses the address translation cache page after page, and the hardware stops reading ahead
+// at the end of each page (the drive of a 100,000-point truss takes about a tenth less).
+constexpr std::size_t kHugePage = std::size_t{1} << 21;
+constexpr std::size_t kRegionBytes = std::size_t{32} << 20;
+static_assert(kRegionBytes % kChunkBytes == 0 && kHugePage % kChunkBytes == 0,
+              "chunks stay aligned to their size");
+
+void* TakeChunkMemory()
+{
+#if defined(__linux__)
+    if (g_store.regionLeft == 0)
+    {
+        const std::size_t mapped = kRegionBytes + kHugePage;
+        void* raw =
+            mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (raw == MAP_FAILED)
+        {
+            return nullptr;
+        }
+        const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(raw);
+        const std::uintptr_t aligned = (start + kHugePage - 1) & ~(kHugePage - 1);
+        // The slack on either side of the aligned region goes back at once.
+        if (aligned > start)
+        {
+            munmap(raw, aligned - start);
+        }
+        const std::uintptr_t end = start + mapped;
+        if (end > aligned + kRegionBytes)
+        {
+            munmap(reinterpret_cast<void*>(aligned + kRegionBytes), end - aligned - kRegionBytes);
+        }
+        // Only a hint: without large pages the region works the same.
+        madvise(reinterpret_cast<void*>(aligned), kRegionBytes, MADV_HUGEPAGE);
+        g_store.regionNext = reinterpret_cast<char*>(aligned);
+        g_store.regionLeft = kRegionBytes;
+    }
+    void* chunk = g_store.regionNext;
+    g_store.regionNext += kChunkBytes;
+    g_store.regionLeft -= kChunkBytes;
+    return chunk;
+#else
+    return ::operator new (kChunkBytes, std::align_val_t{kChunkBytes}, std::nothrow);
+#endif
+}
 
 std::size_t SlotSize(std::size_t bytes)
 {
@@ -112,7 +167,7 @@ SizeClass* ClassFor(std::size_t bytes, bool create)
 
 Chunk* NewChunk(SizeClass& c)
 {
-    void* memory = ::operator new (kChunkBytes, std::align_val_t{kChunkBytes}, std::nothrow);
+    void* memory = TakeChunkMemory();
     if (memory == nullptr)
     {
         return nullptr;
