@@ -61,6 +61,7 @@ __attribute__((noinline))
 CPtrList::Entry*
 CPtrList::FreshEntry()
 {
+    static_assert(sizeof(Block) <= sizeof(Entry), "a block's header takes one entry's room");
     while (m_nFresh == 0)
     {
         if (m_pCarve != nullptr && m_pCarve->pNext != nullptr)
