@@ -85,6 +85,7 @@ struct Store
     // The region chunks are carved from, front to back.
     char* regionNext = nullptr;
     std::size_t regionLeft = 0;
+    bool regionMapped = false;
 };
 Store g_store;
 
@@ -94,6 +95,9 @@ Store g_store;
 // at the end of each page (the drive of a 100,000-point truss takes about a tenth less).
 constexpr std::size_t kHugePage = std::size_t{1} << 21;
 constexpr std::size_t kRegionBytes = std::size_t{32} << 20;
+// The first chunks, all a small sketch needs, stay on small pages: a host with a few objects
+// then keeps a few hundred kilobytes, not a large page per kind of object.
+constexpr std::size_t kSmallPagesFirst = std::size_t{4} << 20;
 static_assert(kRegionBytes % kChunkBytes == 0 && kHugePage % kChunkBytes == 0,
               "chunks stay aligned to their size");
 
@@ -122,7 +126,9 @@ void* TakeChunkMemory()
             munmap(reinterpret_cast<void*>(aligned + kRegionBytes), end - aligned - kRegionBytes);
         }
         // Only a hint: without large pages the region works the same.
-        madvise(reinterpret_cast<void*>(aligned), kRegionBytes, MADV_HUGEPAGE);
+        const std::size_t small = g_store.regionMapped ? 0 : kSmallPagesFirst;
+        madvise(reinterpret_cast<void*>(aligned + small), kRegionBytes - small, MADV_HUGEPAGE);
+        g_store.regionMapped = true;
         g_store.regionNext = reinterpret_cast<char*>(aligned);
         g_store.regionLeft = kRegionBytes;
     }
