@@ -15,6 +15,9 @@ constexpr int kDefaultBlockSize = 10;
 // walk of one jumps between them, which memory cannot stream ahead of; blocks side by side it
 // can. Short lists still take one block at a time.
 constexpr int kLargestGroup = 64;
+
+// Larger block sizes are taken as this one: a block of it is already 768 KiB.
+constexpr int kLargestBlock = 32767;
 } // namespace
 
 void* CObject::operator new(std::size_t bytes)
@@ -32,7 +35,10 @@ void CObject::operator delete(void* object, std::size_t bytes) noexcept
     sktGiveSlot(object, bytes);
 }
 
-CPtrList::CPtrList(int nBlockSize) : m_nBlockSize(nBlockSize > 0 ? nBlockSize : kDefaultBlockSize)
+CPtrList::CPtrList(int nBlockSize)
+    : m_nBlockSize(static_cast<short>(nBlockSize <= 0              ? kDefaultBlockSize
+                                      : nBlockSize < kLargestBlock ? nBlockSize
+                                                                   : kLargestBlock))
 {
 }
 
@@ -73,8 +79,9 @@ CPtrList::FreshEntry()
         {
             // One allocation holds one or more blocks, each a header followed by m_nBlockSize
             // entries; new blocks go to the end of the chain, after the ones already carved.
-            const int group =
-                m_nBlocks < 1 ? 1 : (m_nBlocks < kLargestGroup ? m_nBlocks : kLargestGroup);
+            // Every entry carved so far is in use, so the count tells how many blocks there are.
+            const int blocks = m_nCount / m_nBlockSize;
+            const int group = blocks < 1 ? 1 : (blocks < kLargestGroup ? blocks : kLargestGroup);
             char* memory = static_cast<char*>(
                 sktTakeSlotOrThrow(static_cast<std::size_t>(group) * BlockBytes()));
             Block* first = reinterpret_cast<Block*>(memory);
@@ -88,7 +95,6 @@ CPtrList::FreshEntry()
                                          memory + static_cast<std::size_t>(i + 1) * BlockBytes())
                                    : nullptr;
             }
-            m_nBlocks += group;
             // The block being carved is the last one here (or there is none yet).
             if (m_pCarve != nullptr)
             {
@@ -111,7 +117,7 @@ void CPtrList::Recarve()
 {
     m_pFree = nullptr;
     m_pCarve = m_pBlocks;
-    m_nFresh = m_pBlocks != nullptr ? m_nBlockSize : 0;
+    m_nFresh = m_pBlocks != nullptr ? m_nBlockSize : static_cast<short>(0);
 }
 
 void CPtrList::RemoveAll()

@@ -99,14 +99,15 @@ private:
     // Entries handed back; taken before the untouched rest of the newest block.
     Entry* m_pFree = nullptr;
     Block* m_pBlocks = nullptr;
-    int m_nCount = 0;
-    int m_nBlockSize = 10;
     // Blocks are carved front to back, in chain order: a short scratch list touches only the
     // entries it uses instead of threading a whole block onto the free list, and an emptied list
     // fills its blocks again in address order. m_nFresh entries of m_pCarve are still uncarved.
     Block* m_pCarve = nullptr;
-    int m_nFresh = 0;
-    int m_nBlocks = 0;
+    int m_nCount = 0;
+    // Every node and value holds a list: the counts are kept small so that a list takes 48
+    // bytes, not 56.
+    short m_nBlockSize = 10;
+    short m_nFresh = 0;
 };
 
 // Adding and removing run in the innermost loops of every pass: kept inline, with only the

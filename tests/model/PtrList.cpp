@@ -72,3 +72,26 @@ TEST(PtrList, ListsFilledTogetherEachLieInOneStretch)
         EXPECT_EQ(tails.GetTail(), Item(count % 40));
     }
 }
+
+TEST(PtrList, AnyBlockSizeAHostGivesHoldsItsEntries)
+{
+    // Out-of-range sizes fall back to the default or the largest block the list keeps.
+    for (int blockSize : {-5, 0, 1, 10, 40000})
+    {
+        CPtrList list(blockSize);
+        for (int i = 0; i < 100; ++i)
+        {
+            list.AddTail(Item(i % 40));
+        }
+        list.RemoveAt(list.GetHeadPosition());
+        list.AddHead(Item(39));
+        int count = 0;
+        POSITION pos = list.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            EXPECT_EQ(list.GetNext(pos), Item(count == 0 ? 39 : count % 40)) << blockSize;
+            ++count;
+        }
+        EXPECT_EQ(count, 100) << blockSize;
+    }
+}
