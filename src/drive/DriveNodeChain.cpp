@@ -146,6 +146,7 @@ private:
 
 void GoodNodeStripper::Load()
 {
+    // Distinct nodes never share an entry of the index, so what it finds is the node asked for.
     static_assert(sizeof(CNode) >= (std::size_t(1) << AddressIndex::kGranuleBits),
                   "nodes are indexed by address");
     const std::size_t chained = static_cast<std::size_t>(g_sktUndefinedNodeChain.GetCount());
@@ -206,7 +207,7 @@ void GoodNodeStripper::CountValue(CVal* val, int delta)
 void GoodNodeStripper::Touch(CNode* node, int walkIndex)
 {
     const int* found = m_Index.find(node);
-    if (found == nullptr || m_Nodes[static_cast<std::size_t>(*found)] != node)
+    if (found == nullptr)
     {
         return;
     }
