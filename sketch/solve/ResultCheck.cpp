@@ -310,15 +310,25 @@ bool PlacedByDistances(CVert* p)
     return true;
 }
 
-// The sine of the turn at p from a to b.
-double TurnSine(const XYZ& p, const XYZ& a, const XYZ& b)
+// The turn at p from a to b: its cross product, and the square of the product of the arms
+// (the cross product over the root of that is the sine). No root is taken: on a large sketch
+// every point may have moved, and each takes part in several turns.
+struct Turn
+{
+    double cross;
+    double scale2;
+
+    // Clearly one way round: the sine beyond `sine`.
+    bool Clear(double sine) const { return cross * cross > sine * sine * scale2; }
+};
+
+Turn TurnAt(const XYZ& p, const XYZ& a, const XYZ& b)
 {
     const double ax = a.x - p.x;
     const double ay = a.y - p.y;
     const double bx = b.x - p.x;
     const double by = b.y - p.y;
-    const double scale = std::hypot(ax, ay) * std::hypot(bx, by);
-    return scale > 0.0 ? (ax * by - ay * bx) / scale : 0.0;
+    return {ax * by - ay * bx, (ax * ax + ay * ay) * (bx * bx + by * by)};
 }
 
 // Judges the turn at p from a to b, both dimensioned to p: a triangle when a and b are
@@ -329,10 +339,10 @@ CheckFailure JudgeTurn(CVert* p, CVert* a, CVert* b)
     {
         return CheckFailure::None;
     }
-    const double before = TurnSine(*p->m_pBackupPos, *a->m_pBackupPos, *b->m_pBackupPos);
-    const double now = TurnSine(p->m_Pos, a->m_Pos, b->m_Pos);
-    if (!(std::fabs(before) > kInLineSine && std::fabs(now) > kInLineSine) ||
-        (before < 0.0) == (now < 0.0))
+    const Turn now = TurnAt(p->m_Pos, a->m_Pos, b->m_Pos);
+    const Turn before = TurnAt(*p->m_pBackupPos, *a->m_pBackupPos, *b->m_pBackupPos);
+    if ((before.cross < 0.0) == (now.cross < 0.0) || !before.Clear(kInLineSine) ||
+        !now.Clear(kInLineSine))
     {
         return CheckFailure::None;
     }
@@ -340,13 +350,19 @@ CheckFailure JudgeTurn(CVert* p, CVert* a, CVert* b)
     {
         return CheckFailure::TriangleMirrored;
     }
-    const bool clear = std::fabs(before) > kBodySine && std::fabs(now) > kBodySine;
+    const bool clear = before.Clear(kBodySine) && now.Clear(kBodySine);
     return clear && PlacedByDistances(p) ? CheckFailure::BodyMirrored : CheckFailure::None;
 }
 
-// Every turn a moved point takes part in: at the point itself, and at each point dimensioned
-// to it, between it and the others dimensioned there. Turns with no moved point cannot have
-// changed.
+bool Moved(CVert* p)
+{
+    return p->m_pBackupPos != nullptr &&
+           (p->m_Pos.x != p->m_pBackupPos->x || p->m_Pos.y != p->m_pBackupPos->y);
+}
+
+// Every turn a moved point takes part in: each turn at a moved point, and at each point that
+// did not move, the turns between a moved neighbour and the others. Turns of points none of
+// which moved cannot have changed.
 ResultCheck CheckTurns(Sketch& sketch, const std::vector<CVert*>& moved)
 {
     ResultCheck check;
@@ -384,6 +400,10 @@ ResultCheck CheckTurns(Sketch& sketch, const std::vector<CVert*>& moved)
         }
         for (CVert* p : near)
         {
+            if (Moved(p))
+            {
+                continue; // judged as a moved point itself
+            }
             DimensionedTo(p, around);
             for (CVert* w : around)
             {
