@@ -4,7 +4,7 @@
 
 #include "Families.h"
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include <memory>
 #include <string>
@@ -22,9 +22,9 @@ inline std::string RelId(size_t i)
     return "r" + std::to_string(i);
 }
 
-inline std::unique_ptr<host::Sketch> BuildHostSketch(const Family& f)
+inline std::unique_ptr<qsolver::Sketch> BuildHostSketch(const Family& f)
 {
-    auto sketch = std::make_unique<host::Sketch>();
+    auto sketch = std::make_unique<qsolver::Sketch>();
     // Number nodes, relations and values from scratch, as a host does for a fresh sketch.
     sktInitCountNum();
     for (size_t i = 0; i < f.nodes.size(); ++i)
@@ -42,7 +42,7 @@ inline std::unique_ptr<host::Sketch> BuildHostSketch(const Family& f)
     for (size_t i = 0; i < f.relations.size(); ++i)
     {
         const Relation& r = f.relations[i];
-        host::ValueSpec v = host::ValueSpec::Own(r.value);
+        qsolver::ValueSpec v = qsolver::ValueSpec::Own(r.value);
         switch (r.kind)
         {
             case RelKind::Fix:
@@ -65,7 +65,7 @@ inline std::unique_ptr<host::Sketch> BuildHostSketch(const Family& f)
     return sketch;
 }
 
-inline std::vector<Node> ReadHostSketch(const Family& f, const host::Sketch& sketch)
+inline std::vector<Node> ReadHostSketch(const Family& f, const qsolver::Sketch& sketch)
 {
     std::vector<Node> out = f.nodes;
     for (size_t i = 0; i < f.nodes.size(); ++i)

@@ -6,7 +6,7 @@
 
 #include "HostSketch.h"
 
-#include "SketchDrive.h"
+#include "qsolver/SketchDrive.h"
 
 #include <memory>
 #include <string>
@@ -19,19 +19,19 @@ namespace qsolver::bench
 namespace
 {
 
-std::string AnalysisWord(const host::AnalysisResult& a)
+std::string AnalysisWord(const qsolver::AnalysisResult& a)
 {
     switch (a.verdict)
     {
-        case host::Verdict::Ok:
+        case qsolver::Verdict::Ok:
             return std::to_string(a.clusters.size()) +
                    (a.clusters.size() == 1 ? " cluster" : " clusters");
-        case host::Verdict::OverConstrained:
-        case host::Verdict::FixedContradiction:
-        case host::Verdict::SeedContradiction:
+        case qsolver::Verdict::OverConstrained:
+        case qsolver::Verdict::FixedContradiction:
+        case qsolver::Verdict::SeedContradiction:
             break;
     }
-    return host::VerdictText(a.verdict);
+    return qsolver::VerdictText(a.verdict);
 }
 
 } // namespace
@@ -44,10 +44,10 @@ OurAnalysis AnalyseWithQsolver(const Family& f, const RunPolicy& policy)
     while (policy.More(static_cast<int>(times.size()), spent))
     {
         // Fresh state per run: a new sketch at the initial geometry.
-        std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
+        std::unique_ptr<qsolver::Sketch> sketch = BuildHostSketch(f);
 
         Stopwatch watch;
-        host::AnalysisResult verdict = sketch->Analyse();
+        qsolver::AnalysisResult verdict = sketch->Analyse();
         double ms = watch.Ms();
 
         times.push_back(ms);
@@ -69,16 +69,16 @@ OurDrive DriveWithQsolver(const Family& f, const RunPolicy& policy)
     {
         // The analysis leaves a sketch as it found it, so a freshly built sketch is the state
         // a host drives from.
-        std::unique_ptr<host::Sketch> sketch = BuildHostSketch(f);
+        std::unique_ptr<qsolver::Sketch> sketch = BuildHostSketch(f);
 
         Stopwatch watch;
-        host::DriveResult result = sketch->Drive(changes);
+        qsolver::DriveResult result = sketch->Drive(changes);
         double ms = watch.Ms();
 
         times.push_back(ms);
         spent += ms;
         out.result = result.IsOk() ? 1 : 0;
-        out.failedStep = result.IsOk() ? "" : host::DriveStepText(result.failed);
+        out.failedStep = result.IsOk() ? "" : qsolver::DriveStepText(result.failed);
         out.solved = ReadHostSketch(f, *sketch);
     }
     out.runs = static_cast<int>(times.size());

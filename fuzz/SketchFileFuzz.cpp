@@ -1,16 +1,16 @@
 // Fuzz target: the sketch file reader. Any bytes are either refused with a located message or
 // read into a document that writes back to text reading as the same document, builds or is
 // refused by the host, and measures and draws without fault.
-#include "Sketch.h"
-#include "SketchFile.h"
-#include "SketchSvg.h"
+#include "qsolver/Sketch.h"
+#include "qsolver/SketchFile.h"
+#include "qsolver/SketchSvg.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-using namespace qsolver::host;
+using namespace qsolver;
 
 namespace
 {

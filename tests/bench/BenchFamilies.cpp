@@ -4,7 +4,7 @@
 #include "../../bench/Families.h"
 #include "../../bench/HostSketch.h"
 
-#include "SketchDrive.h"
+#include "qsolver/SketchDrive.h"
 
 #include <gtest/gtest.h>
 
@@ -76,12 +76,12 @@ TEST(BenchFamilies, HostReSolvesKeepingRelationsAndOrientation)
         Family f = MakeFamily(row.family, row.size);
         auto sketch = BuildHostSketch(f);
 
-        qsolver::host::AnalysisResult analysis = sketch->Analyse();
-        qsolver::host::DriveResult drive = sketch->Drive(HostChanges(f));
+        qsolver::AnalysisResult analysis = sketch->Analyse();
+        qsolver::DriveResult drive = sketch->Drive(HostChanges(f));
         std::vector<Node> solved = ReadHostSketch(f, *sketch);
 
-        EXPECT_TRUE(analysis.IsOk()) << qsolver::host::VerdictText(analysis.verdict);
-        ASSERT_TRUE(drive.IsOk()) << qsolver::host::DriveStepText(drive.failed);
+        EXPECT_TRUE(analysis.IsOk()) << qsolver::VerdictText(analysis.verdict);
+        ASSERT_TRUE(drive.IsOk()) << qsolver::DriveStepText(drive.failed);
         EXPECT_LE(MaxRelationError(f, solved), 1e-6);
         EXPECT_EQ(FlippedTriangles(f, solved), 0);
         // The change moved something: the sketch was really re-solved.

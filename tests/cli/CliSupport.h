@@ -32,9 +32,11 @@ inline fs::path QsketchPath()
     return fs::exists(candidate, ec) ? fs::canonical(candidate, ec) : fs::path();
 }
 
+// From the build: __FILE__ may be relative (a compiler cache rewrites it), the binary may run
+// from anywhere.
 inline fs::path SourceRoot()
 {
-    return fs::path(__FILE__).parent_path().parent_path().parent_path();
+    return fs::path(QSOLVER_SOURCE_ROOT);
 }
 
 inline fs::path Example(const std::string& name)

@@ -3,7 +3,7 @@
 // relation holding, fixed geometry unmoved and the configuration kept.
 #include "cli/CliSupport.h"
 
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,8 +13,8 @@
 using clitest::Example;
 using clitest::RunQsketch;
 using clitest::ScratchDir;
-using qsolver::host::DocNode;
-using qsolver::host::SketchDoc;
+using qsolver::DocNode;
+using qsolver::SketchDoc;
 
 namespace
 {
@@ -29,8 +29,8 @@ const DocNode& NodeOf(const SketchDoc& doc, const std::string& id)
 SketchDoc Load(const clitest::fs::path& path)
 {
     SketchDoc doc;
-    qsolver::host::InputError error;
-    EXPECT_TRUE(qsolver::host::ReadSketchFile(path.string(), doc, error)) << error.Text();
+    qsolver::InputError error;
+    EXPECT_TRUE(qsolver::ReadSketchFile(path.string(), doc, error)) << error.Text();
     return doc;
 }
 
@@ -162,15 +162,15 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
         ASSERT_EQ(run.code, 0) << run.out << run.err;
         const SketchDoc before = Load(row.File());
         const SketchDoc after = Load(dir / "out.json");
-        EXPECT_EQ(qsolver::host::FormatSketch(after), clitest::ReadText(dir / "out.json"));
-        for (const auto& check : qsolver::host::CheckRelations(after))
+        EXPECT_EQ(qsolver::FormatSketch(after), clitest::ReadText(dir / "out.json"));
+        for (const auto& check : qsolver::CheckRelations(after))
         {
             EXPECT_TRUE(check.holds) << after.relations[check.index].id << " measures "
                                      << check.measured << ", wants " << check.wanted;
         }
         for (const auto& rel : before.relations)
         {
-            if (rel.type == qsolver::host::DocRelType::Fix)
+            if (rel.type == qsolver::DocRelType::Fix)
             {
                 const DocNode& was = NodeOf(before, rel.nodes[0]);
                 const DocNode& is = NodeOf(after, rel.nodes[0]);
@@ -186,7 +186,7 @@ TEST(QsketchExamples, DriveKeepsConfigurationAndEveryRelationHolds)
             const double wanted = std::stod(set.substr(set.find('=') + 1));
             double got =
                 rel.shared.empty() ? rel.value : after.values[after.FindValue(rel.shared)].value;
-            if (rel.type == qsolver::host::DocRelType::Rad)
+            if (rel.type == qsolver::DocRelType::Rad)
             {
                 got = NodeOf(after, rel.nodes[1]).radius;
             }

@@ -2,16 +2,16 @@
 // shortest exact form.
 #include "cli/CliSupport.h"
 
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <cmath>
 #include <limits>
 
-using qsolver::host::FormatNumber;
-using qsolver::host::FormatSketch;
-using qsolver::host::InputError;
-using qsolver::host::ParseSketch;
-using qsolver::host::SketchDoc;
+using qsolver::FormatNumber;
+using qsolver::FormatSketch;
+using qsolver::InputError;
+using qsolver::ParseSketch;
+using qsolver::SketchDoc;
 
 TEST(SketchFileRoundTrip, EveryExampleIsWrittenBackByteForByte)
 {

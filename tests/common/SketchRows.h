@@ -2,7 +2,7 @@
 // per group instead of one call per node.
 #pragma once
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include <initializer_list>
 
@@ -26,7 +26,7 @@ struct Distance
     bool known = true;
 };
 
-inline void Points(qsolver::host::Sketch& s, std::initializer_list<At> points)
+inline void Points(qsolver::Sketch& s, std::initializer_list<At> points)
 {
     for (const At& p : points)
     {
@@ -34,11 +34,11 @@ inline void Points(qsolver::host::Sketch& s, std::initializer_list<At> points)
     }
 }
 
-inline void Distances(qsolver::host::Sketch& s, std::initializer_list<Distance> distances)
+inline void Distances(qsolver::Sketch& s, std::initializer_list<Distance> distances)
 {
     for (const Distance& d : distances)
     {
-        s.AddPPdis(d.id, d.a, d.b, qsolver::host::ValueSpec::Own(d.value, d.known));
+        s.AddPPdis(d.id, d.a, d.b, qsolver::ValueSpec::Own(d.value, d.known));
     }
 }
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 namespace

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "QsolverInternal.h"
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 #include "common/Measure.h"
-#include "SketchDrive.h"
+#include "qsolver/SketchDrive.h"
 
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@
 namespace drivecheck
 {
 
-using qsolver::host::DriveResult;
-using qsolver::host::Sketch;
+using qsolver::DriveResult;
+using qsolver::Sketch;
 
 /// Every node's numbers (see measure::NodeNumbers) by id.
 using Snapshot = std::map<std::string, std::vector<double>>;
@@ -75,7 +75,7 @@ DrivesAndHolds(Sketch& s, const std::vector<std::pair<std::string, double>>& cha
     if (!r.IsOk())
     {
         return ::testing::AssertionFailure()
-               << qsolver::host::DriveStepText(r.failed) << ": " << r.message;
+               << qsolver::DriveStepText(r.failed) << ": " << r.message;
     }
     return AllHold(s);
 }
@@ -115,7 +115,7 @@ inline ::testing::AssertionResult HoldsOrRestored(Sketch& s, const Snapshot& bef
         return AllHold(s);
     }
     // A refused request changes nothing, so there is nothing to restore.
-    if (!r.restored && r.failed != qsolver::host::DriveStep::BadRequest)
+    if (!r.restored && r.failed != qsolver::DriveStep::BadRequest)
     {
         return ::testing::AssertionFailure() << "a failed drive did not restore the backups";
     }
@@ -141,7 +141,7 @@ inline void ExpectCheckFailsAndRestores(Sketch& s, const char* rel, double value
 
     const DriveResult r = s.Drive({{rel, value}});
 
-    EXPECT_EQ(r.failed, qsolver::host::DriveStep::Verify);
+    EXPECT_EQ(r.failed, qsolver::DriveStep::Verify);
     EXPECT_EQ(r.message.rfind(message, 0), 0u) << r.message;
     EXPECT_TRUE(r.restored);
     EXPECT_TRUE(HoldsOrRestored(s, before, r));
@@ -169,7 +169,7 @@ struct DriveCase
 /// (members named m<from>_<to>). Drawn off its dimensions: the first drive settles it.
 inline void DrawTruss(Sketch& s, int count)
 {
-    using qsolver::host::ValueSpec;
+    using qsolver::ValueSpec;
     s.AddLine("ground", 0, 0, 1, 0);
     s.AddFix("fixGround", "ground");
     for (int i = 0; i < count; ++i)

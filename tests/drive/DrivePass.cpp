@@ -12,7 +12,7 @@
 #include <vector>
 
 using sketchrows::Points;
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 namespace

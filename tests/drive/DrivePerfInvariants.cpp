@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-using namespace qsolver::host;
+using namespace qsolver;
 
 namespace
 {

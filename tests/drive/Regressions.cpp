@@ -11,7 +11,7 @@
 #include <string>
 
 using sketchrows::Points;
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 namespace

@@ -1,14 +1,14 @@
 // The drive's check holds fixed nodes where they were: it learns them from the sketch's fixes,
 // so removing a fix must free its node, and a node fixed twice stays held while one fix remains.
-#include "Sketch.h"
-#include "SketchDrive.h"
+#include "qsolver/Sketch.h"
+#include "qsolver/SketchDrive.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-using qsolver::host::Sketch;
-using qsolver::host::ValueSpec;
+using qsolver::Sketch;
+using qsolver::ValueSpec;
 
 namespace
 {
@@ -38,8 +38,7 @@ TEST(HeldNodes, RemovingEveryFixOfANodeLetsTheDriveMoveIt)
 
     ASSERT_TRUE(sketch.RemoveRelation("fc2"));
     const auto result = sketch.Drive({{"ac", 3.5}});
-    ASSERT_TRUE(result.IsOk()) << qsolver::host::DriveStepText(result.failed) << " "
-                               << result.message;
+    ASSERT_TRUE(result.IsOk()) << qsolver::DriveStepText(result.failed) << " " << result.message;
     const XYZ& c = sketch.FindPoint("c")->m_Pos;
     EXPECT_NEAR(std::hypot(c.x, c.y), 3.5, 1e-9);
     EXPECT_NEAR(std::hypot(c.x - 4, c.y), 5.0, 1e-9);

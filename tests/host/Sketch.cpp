@@ -1,14 +1,14 @@
 // The host sketch: building by id, refusing bad input, and deleting in the order the model
 // needs (the sanitizer builds catch a wrong order).
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 #include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-using qsolver::host::Sketch;
-using qsolver::host::ValueSpec;
+using qsolver::Sketch;
+using qsolver::ValueSpec;
 using sketchrows::Points;
 
 namespace

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 using judgetest::NodeIds;
-using qsolver::host::ValueSpec;
+using qsolver::ValueSpec;
 
 namespace
 {

@@ -2,7 +2,7 @@
 // inspected and clusters assembled by hand.
 #pragma once
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 #include "common/SketchRows.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 namespace judgetest
 {
 
-inline std::vector<std::string> NodeIds(const qsolver::host::Sketch& sketch, const CNodeList& list)
+inline std::vector<std::string> NodeIds(const qsolver::Sketch& sketch, const CNodeList& list)
 {
     std::vector<std::string> ids;
     POSITION pos = list.GetHeadPosition();
@@ -46,11 +46,11 @@ protected:
         sketchrows::Distances(sketch, distances);
     }
 
-    qsolver::host::Sketch sketch;
+    qsolver::Sketch sketch;
 };
 
 /// A cluster holding the named nodes and relations, appended to g_sktClusterChain.
-inline CCluster* AddCluster(qsolver::host::Sketch& sketch, std::initializer_list<const char*> nodes,
+inline CCluster* AddCluster(qsolver::Sketch& sketch, std::initializer_list<const char*> nodes,
                             std::initializer_list<const char*> rels, int freeNum = 3)
 {
     CCluster* cluster = new CCluster();

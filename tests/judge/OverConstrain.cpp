@@ -11,8 +11,8 @@
 #include <string>
 
 using judgetest::AddCluster;
-using qsolver::host::Sketch;
-using qsolver::host::ValueSpec;
+using qsolver::Sketch;
+using qsolver::ValueSpec;
 
 namespace
 {

@@ -2,8 +2,8 @@
 #include "random/CaseCheck.h"
 
 #include "QsolverInternal.h"
-#include "Sketch.h"
-#include "SketchDrive.h"
+#include "qsolver/Sketch.h"
+#include "qsolver/SketchDrive.h"
 #include "common/Measure.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace randomsketch
 
 namespace
 {
-using qsolver::host::Sketch;
+using qsolver::Sketch;
 
 uint64_t Raw(double v)
 {
@@ -95,7 +95,7 @@ void ResetToggles()
 Outcome RunCase(const Case& c, const Case* between)
 {
     Outcome out;
-    using namespace qsolver::host;
+    using namespace qsolver;
 
     // The case as the reference host reads it: what the reader takes must read back as the same
     // text. What it refuses (negative distances, a node related to itself, ...) a CAD host may
@@ -295,7 +295,7 @@ Outcome RunCase(const Case& c, const Case* between)
 
 Outcome RunEdits(const Case& c)
 {
-    using namespace qsolver::host;
+    using namespace qsolver;
     Outcome out;
     if (c.removals.empty())
     {

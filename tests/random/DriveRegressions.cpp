@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 // The line is placed as a common tangent of its two point distances. P0 lies 7.5e-5 further from

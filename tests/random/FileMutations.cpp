@@ -106,8 +106,8 @@ TEST(RandomFiles, DamagedExamplesAreRefusedWithAPlaceOrReadBackAndRun)
         SeededBits bits(seed);
         const std::string text = Mutate(examples[seed % examples.size()], bits);
         SketchDoc doc;
-        qsolver::host::InputError error;
-        if (!qsolver::host::ParseSketch(text, "damaged.json", doc, error))
+        qsolver::InputError error;
+        if (!qsolver::ParseSketch(text, "damaged.json", doc, error))
         {
             ASSERT_FALSE(error.problem.empty()) << "seed " << seed << "\n" << text;
             ASSERT_EQ(error.file, "damaged.json") << "seed " << seed;

@@ -1,7 +1,7 @@
 // Drawing random sketches: a configuration first, then relations between its nodes.
 #include "random/RandomSketch.h"
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include <algorithm>
 
@@ -431,10 +431,10 @@ Case Generate(Bits& bits, bool consistent)
 
 void MeasureValues(SketchDoc& doc)
 {
-    qsolver::host::Sketch sketch;
-    qsolver::host::SketchSnapshot built;
-    qsolver::host::InputError error;
-    if (!qsolver::host::BuildSketch(doc, "measure", sketch, built, error))
+    qsolver::Sketch sketch;
+    qsolver::SketchSnapshot built;
+    qsolver::InputError error;
+    if (!qsolver::BuildSketch(doc, "measure", sketch, built, error))
     {
         return;
     }
@@ -449,11 +449,11 @@ void MeasureValues(SketchDoc& doc)
 
 std::string Describe(const Case& c)
 {
-    std::string text = qsolver::host::FormatSketch(c.doc);
+    std::string text = qsolver::FormatSketch(c.doc);
     text += "change:";
     for (const auto& change : c.changes)
     {
-        text += " " + change.first + "=" + qsolver::host::FormatNumber(change.second);
+        text += " " + change.first + "=" + qsolver::FormatNumber(change.second);
     }
     if (!c.removals.empty())
     {

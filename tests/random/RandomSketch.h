@@ -4,7 +4,7 @@
 // radians), so a failing one prints as a file the reference host reads.
 #pragma once
 
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <cmath>
 #include <cstddef>
@@ -17,12 +17,12 @@
 namespace randomsketch
 {
 
-using qsolver::host::DocNode;
-using qsolver::host::DocNodeType;
-using qsolver::host::DocRelation;
-using qsolver::host::DocRelType;
-using qsolver::host::DocValue;
-using qsolver::host::SketchDoc;
+using qsolver::DocNode;
+using qsolver::DocNodeType;
+using qsolver::DocRelation;
+using qsolver::DocRelType;
+using qsolver::DocValue;
+using qsolver::SketchDoc;
 
 /// A stream of 64-bit words.
 class Bits

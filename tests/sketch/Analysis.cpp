@@ -13,10 +13,10 @@ using analysistest::Body;
 using analysistest::ExpectRows;
 using analysistest::Row;
 using analysistest::Text;
-using qsolver::host::AnalysisResult;
-using qsolver::host::Sketch;
-using qsolver::host::ValueSpec;
-using qsolver::host::Verdict;
+using qsolver::AnalysisResult;
+using qsolver::Sketch;
+using qsolver::ValueSpec;
+using qsolver::Verdict;
 using sketchrows::Distances;
 using sketchrows::Points;
 

@@ -10,9 +10,9 @@
 using analysistest::Body;
 using analysistest::ExpectRows;
 using analysistest::Row;
-using qsolver::host::Sketch;
-using qsolver::host::ValueSpec;
-using qsolver::host::Verdict;
+using qsolver::Sketch;
+using qsolver::ValueSpec;
+using qsolver::Verdict;
 
 namespace
 {

@@ -2,7 +2,7 @@
 // geometry, values and relation states as they were.
 #pragma once
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 #include "common/Measure.h"
 #include "common/RandomRows.h"
 
@@ -21,7 +21,7 @@ struct Snapshot
     std::vector<int> flags;
     std::vector<double> geometry;
 
-    explicit Snapshot(qsolver::host::Sketch& sketch)
+    explicit Snapshot(qsolver::Sketch& sketch)
     {
         for (CVal* val : sketch.AllValues())
         {
@@ -37,7 +37,7 @@ struct Snapshot
 };
 
 /// The pass handed the sketch back: relations unused, values and geometry as before (exactly).
-inline void ExpectHandedBack(qsolver::host::Sketch& sketch, const Snapshot& before)
+inline void ExpectHandedBack(qsolver::Sketch& sketch, const Snapshot& before)
 {
     Snapshot after(sketch);
     EXPECT_EQ(after.numbers, before.numbers);
@@ -55,10 +55,10 @@ inline void ExpectHandedBack(qsolver::host::Sketch& sketch, const Snapshot& befo
 }
 
 /// Analyses as a host does and checks that the sketch was handed back.
-inline qsolver::host::AnalysisResult AnalyseHandingBack(qsolver::host::Sketch& sketch)
+inline qsolver::AnalysisResult AnalyseHandingBack(qsolver::Sketch& sketch)
 {
     const Snapshot before(sketch);
-    qsolver::host::AnalysisResult result = sketch.Analyse();
+    qsolver::AnalysisResult result = sketch.Analyse();
     ExpectHandedBack(sketch, before);
     return result;
 }
@@ -66,9 +66,9 @@ inline qsolver::host::AnalysisResult AnalyseHandingBack(qsolver::host::Sketch& s
 /// A rigid body of four points (a unit square with one diagonal) named p1..p4 at x; with
 /// `lines`, also three lines through its sides, pL along the bottom, pM on the right, pN along
 /// the top, with the corners on them.
-inline void Body(qsolver::host::Sketch& s, const std::string& p, double x, bool lines = false)
+inline void Body(qsolver::Sketch& s, const std::string& p, double x, bool lines = false)
 {
-    using qsolver::host::ValueSpec;
+    using qsolver::ValueSpec;
     for (int i = 1; i <= 4; ++i)
     {
         s.AddPoint(p + std::to_string(i), x + (i == 2 || i == 3 ? 1 : 0), i >= 3 ? 1 : 0);
@@ -106,7 +106,7 @@ inline std::string Text(const std::vector<std::string>& ids)
 }
 
 /// The clusters as "fixed[A B] [C]": the first is the fixed cluster, empty or not.
-inline std::string Text(const qsolver::host::AnalysisResult& result)
+inline std::string Text(const qsolver::AnalysisResult& result)
 {
     std::string out;
     for (const auto& cluster : result.clusters)
@@ -121,8 +121,8 @@ inline std::string Text(const qsolver::host::AnalysisResult& result)
 struct Row
 {
     const char* name;
-    void (*build)(qsolver::host::Sketch&);
-    qsolver::host::Verdict verdict;
+    void (*build)(qsolver::Sketch&);
+    qsolver::Verdict verdict;
     const char* clusters = nullptr;
     const char* stripped = nullptr;
     const char* unseeded = nullptr;
@@ -134,10 +134,10 @@ template <size_t N> void ExpectRows(const Row (&rows)[N])
     for (const Row& row : rows)
     {
         SCOPED_TRACE(row.name);
-        qsolver::host::Sketch sketch;
+        qsolver::Sketch sketch;
         row.build(sketch);
 
-        const qsolver::host::AnalysisResult result = AnalyseHandingBack(sketch);
+        const qsolver::AnalysisResult result = AnalyseHandingBack(sketch);
 
         EXPECT_EQ(result.verdict, row.verdict);
         if (row.clusters != nullptr)

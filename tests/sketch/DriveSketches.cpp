@@ -11,7 +11,7 @@
 
 using sketchrows::Distances;
 using sketchrows::Points;
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 namespace

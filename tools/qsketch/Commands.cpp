@@ -2,10 +2,10 @@
 // sketch, and writes files only once everything has succeeded.
 #include "Commands.h"
 
-#include "Sketch.h"
-#include "SketchDrive.h"
-#include "SketchFile.h"
-#include "SketchSvg.h"
+#include "qsolver/Sketch.h"
+#include "qsolver/SketchDrive.h"
+#include "qsolver/SketchFile.h"
+#include "qsolver/SketchSvg.h"
 
 #include <nlohmann/json.hpp>
 
@@ -23,18 +23,18 @@
 namespace qsketch
 {
 
-using qsolver::host::AnalysisResult;
-using qsolver::host::DocNode;
-using qsolver::host::DocNodeType;
-using qsolver::host::DocRelation;
-using qsolver::host::DocRelType;
-using qsolver::host::DriveResult;
-using qsolver::host::InputError;
-using qsolver::host::RelationCheck;
-using qsolver::host::Sketch;
-using qsolver::host::SketchDoc;
-using qsolver::host::SketchSnapshot;
-using qsolver::host::Verdict;
+using qsolver::AnalysisResult;
+using qsolver::DocNode;
+using qsolver::DocNodeType;
+using qsolver::DocRelation;
+using qsolver::DocRelType;
+using qsolver::DriveResult;
+using qsolver::InputError;
+using qsolver::RelationCheck;
+using qsolver::Sketch;
+using qsolver::SketchDoc;
+using qsolver::SketchSnapshot;
+using qsolver::Verdict;
 using Json = nlohmann::ordered_json;
 
 namespace
@@ -157,7 +157,7 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
     into["stripped"] = result.stripped;
     into["unseeded"] = result.unseeded;
     into["verdict"] = VerdictKey(result.verdict);
-    into["verdictText"] = qsolver::host::VerdictText(result.verdict);
+    into["verdictText"] = qsolver::VerdictText(result.verdict);
     // The stripped nodes include the undetermined ones; the text names each node once.
     std::vector<std::string> placed;
     for (const std::string& id : result.stripped)
@@ -173,14 +173,14 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
     {
         report.Line("left undetermined: " + JoinIds(result.unseeded));
     }
-    report.Line(std::string("verdict: ") + qsolver::host::VerdictText(result.verdict));
+    report.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
 }
 
 bool Load(const std::string& path, SketchDoc& doc, Sketch& sketch, SketchSnapshot& built,
           InputError& error)
 {
-    return qsolver::host::ReadSketchFile(path, doc, error) &&
-           qsolver::host::BuildSketch(doc, path, sketch, built, error);
+    return qsolver::ReadSketchFile(path, doc, error) &&
+           qsolver::BuildSketch(doc, path, sketch, built, error);
 }
 
 /// One parsed --set: the relation, the number in the file's unit and in the solver's.
@@ -248,7 +248,7 @@ bool ParseSet(const std::string& text, const std::string& file, const SketchDoc&
                 std::string("an angle must lie in [0, ") + (doc.radians ? "2pi" : "360") + ")";
             return false;
         }
-        change.solverValue = qsolver::host::AngleToRadians(doc, change.value);
+        change.solverValue = qsolver::AngleToRadians(doc, change.value);
     }
     else if (r.type == DocRelType::Rad ? !(change.value > 0.0) : change.value < 0.0)
     {
@@ -339,18 +339,18 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
     const DriveResult result = sketch.Drive(request);
     ReleaseClusters();
     into["solved"] = result.IsOk();
-    into["step"] = qsolver::host::DriveStepText(result.failed);
+    into["step"] = qsolver::DriveStepText(result.failed);
     if (!result.IsOk())
     {
         into["restored"] = result.restored;
-        report.Line(std::string("drive failed: ") + qsolver::host::DriveStepText(result.failed) +
+        report.Line(std::string("drive failed: ") + qsolver::DriveStepText(result.failed) +
                     (result.message.empty() ? "" : " (" + result.message + ")") +
                     (result.restored ? "; the sketch was restored" : ""));
         return kSolverFailed;
     }
 
     const SketchDoc before = doc;
-    qsolver::host::UpdateDocFromSketch(sketch, built, doc);
+    qsolver::UpdateDocFromSketch(sketch, built, doc);
     for (const Change& c : changes)
     {
         *ValueSlot(doc, c.relation) = c.value;
@@ -376,7 +376,7 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
     into["moved"] = moved;
     report.Line("re-solved; moved: " + (moved.empty() ? std::string("nothing") : JoinIds(moved)));
 
-    const Json off = NotHolding(doc, qsolver::host::CheckRelations(doc), report, "does not hold:");
+    const Json off = NotHolding(doc, qsolver::CheckRelations(doc), report, "does not hold:");
     into["notHolding"] = off;
     into["fixedMoved"] = fixedMoved;
     if (!fixedMoved.empty())
@@ -396,7 +396,7 @@ int DriveOnce(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc,
 bool WriteOutput(const std::string& path, const std::string& text, const char* what, Report& report,
                  InputError& error)
 {
-    if (!qsolver::host::WriteFileAtomically(path, text, error))
+    if (!qsolver::WriteFileAtomically(path, text, error))
     {
         return false;
     }
@@ -428,7 +428,7 @@ int RunAnalyse(const Options& options)
                 std::to_string(doc.relations.size()) + " relations");
     report.data["nodes"] = doc.nodes.size();
     report.data["relations"] = doc.relations.size();
-    const Json off = NotHolding(doc, qsolver::host::CheckRelations(doc), report,
+    const Json off = NotHolding(doc, qsolver::CheckRelations(doc), report,
                                 "not holding at the given coordinates:");
     report.data["notHolding"] = off;
 
@@ -442,7 +442,7 @@ int RunDrive(const Options& options)
     Report report(options);
     SketchDoc doc;
     InputError error;
-    if (!qsolver::host::ReadSketchFile(options.file, doc, error))
+    if (!qsolver::ReadSketchFile(options.file, doc, error))
     {
         return report.Fail(error);
     }
@@ -468,7 +468,7 @@ int RunDrive(const Options& options)
     }
     Sketch sketch;
     SketchSnapshot built;
-    if (!qsolver::host::BuildSketch(doc, options.file, sketch, built, error))
+    if (!qsolver::BuildSketch(doc, options.file, sketch, built, error))
     {
         return report.Fail(error);
     }
@@ -477,11 +477,10 @@ int RunDrive(const Options& options)
     const int code = DriveOnce(sketch, built, doc, changes, report, report.data);
     if (code == kDone)
     {
-        if ((!options.out.empty() && !WriteOutput(options.out, qsolver::host::FormatSketch(doc),
-                                                  "sketch", report, error)) ||
+        if ((!options.out.empty() &&
+             !WriteOutput(options.out, qsolver::FormatSketch(doc), "sketch", report, error)) ||
             (!options.svg.empty() &&
-             !WriteOutput(options.svg, qsolver::host::DrawSketchSvg(doc, &before), "svg", report,
-                          error)))
+             !WriteOutput(options.svg, qsolver::DrawSketchSvg(doc, &before), "svg", report, error)))
         {
             return report.Fail(error);
         }
@@ -498,7 +497,7 @@ int RunRender(const Options& options)
     Report report(options);
     SketchDoc doc;
     InputError error;
-    if (!qsolver::host::ReadSketchFile(options.file, doc, error))
+    if (!qsolver::ReadSketchFile(options.file, doc, error))
     {
         return report.Fail(error);
     }
@@ -513,7 +512,7 @@ int RunRender(const Options& options)
                    : options.file) +
               ".svg";
     }
-    if (!WriteOutput(out, qsolver::host::DrawSketchSvg(doc), "svg", report, error))
+    if (!WriteOutput(out, qsolver::DrawSketchSvg(doc), "svg", report, error))
     {
         return report.Fail(error);
     }
@@ -525,13 +524,13 @@ int RunDemo(const Options& options)
     Report report(options);
     SketchDoc doc;
     InputError error;
-    if (!qsolver::host::ParseSketch(DemoSketchText(), "demo sketch", doc, error))
+    if (!qsolver::ParseSketch(DemoSketchText(), "demo sketch", doc, error))
     {
         return report.Fail(error);
     }
     Sketch sketch;
     SketchSnapshot built;
-    if (!qsolver::host::BuildSketch(doc, "demo sketch", sketch, built, error))
+    if (!qsolver::BuildSketch(doc, "demo sketch", sketch, built, error))
     {
         return report.Fail(error);
     }
@@ -582,8 +581,7 @@ int RunDemo(const Options& options)
     report.data["drives"] = drives;
     report.Line("");
     const std::string out = options.out.empty() ? "demo.svg" : options.out;
-    if (!WriteOutput(out,
-                     qsolver::host::DrawSketchSvg(doc, &start, "Qsolver demo: " + doc.description),
+    if (!WriteOutput(out, qsolver::DrawSketchSvg(doc, &start, "Qsolver demo: " + doc.description),
                      "svg", report, error))
     {
         return report.Fail(error);

@@ -1,8 +1,8 @@
 // Between sketch documents and the host's sketch: building a sketch from a document, taking
 // a pass's results back, and measuring how well each relation holds at the file's coordinates.
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -371,4 +371,4 @@ void UpdateDocFromSketch(Sketch& sketch, SketchSnapshot& built, SketchDoc& doc)
     built.numbers.swap(now);
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

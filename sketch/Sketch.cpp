@@ -1,5 +1,5 @@
 // The sketch a host owns, and the analysis sequence it runs over it.
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include "model/Prefetch.h"
 
@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <unordered_set>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -702,4 +702,4 @@ void Sketch::RestoreAll()
         });
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

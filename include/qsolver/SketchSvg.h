@@ -2,11 +2,11 @@
 // circles, dimension labels and fixed geometry; a drive is drawn over the sketch it started from.
 #pragma once
 
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <string>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 /// The drawing of `doc`. When `before` is given it is drawn first, in grey, and the view
@@ -14,4 +14,4 @@ namespace qsolver::host
 std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before = nullptr,
                           const std::string& title = "");
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 class Sketch;
@@ -154,4 +154,4 @@ bool BuildSketch(const SketchDoc& doc, const std::string& file, Sketch& sketch,
 /// change keeps its text exactly. `last` then holds the sketch as it is now.
 void UpdateDocFromSketch(Sketch& sketch, SketchSnapshot& last, SketchDoc& doc);
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -1,5 +1,5 @@
 // The drive sequence of a host, written once for the tools, the tests and the benchmark.
-#include "SketchDrive.h"
+#include "qsolver/SketchDrive.h"
 
 #include "model/Prefetch.h"
 
@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -446,4 +446,4 @@ DriveResult Sketch::Drive(const std::vector<std::pair<std::string, double>>& cha
     return DriveSketch(*this, changes, DriveOptions());
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

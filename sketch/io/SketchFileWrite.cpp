@@ -1,6 +1,6 @@
 // Writing sketch files: a fixed key order and the shortest exact numbers, so a file read and
 // written again keeps its text; through a temporary file, so a failed write leaves nothing.
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,7 +11,7 @@
 
 #include <unistd.h>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -199,4 +199,4 @@ bool WriteFileAtomically(const std::string& path, const std::string& text, Input
     return true;
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -1,6 +1,6 @@
 // Drawing a sketch document as SVG. Geometry is mapped to pixels here (y up in the sketch,
 // down on screen) so text and markers keep their size whatever the sketch's scale.
-#include "SketchSvg.h"
+#include "qsolver/SketchSvg.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -626,4 +626,4 @@ std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const s
     return c.out;
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -2,13 +2,13 @@
 // backups when the solver cannot re-solve the sketch.
 #pragma once
 
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 /// The step of the drive sequence that ended it.
@@ -52,4 +52,4 @@ struct DriveOptions
 DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string, double>>& changes,
                         const DriveOptions& options);
 
-} // namespace qsolver::host
+} // namespace qsolver

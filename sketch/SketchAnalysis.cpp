@@ -1,7 +1,7 @@
 // The analysis pass as a host runs it: the exported steps in their order (the seeding loop
 // through the judge's indexed equivalent of its steps), and what the host reads off the chains
 // before the over-constraint test consumes the clusters.
-#include "Sketch.h"
+#include "qsolver/Sketch.h"
 
 #include "judge/JudgeInternal.h"
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -122,4 +122,4 @@ AnalysisResult Sketch::Analyse()
     return result;
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -1,6 +1,6 @@
 // Reading and checking sketch files. Every refusal names the file, the JSON path and the
 // problem.
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,7 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 namespace
@@ -860,4 +860,4 @@ double AngleFromRadians(const SketchDoc& doc, double radians)
     return doc.radians ? radians : radians * 180.0 / (2.0 * std::acos(0.0));
 }
 
-} // namespace qsolver::host
+} // namespace qsolver

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace qsolver::host
+namespace qsolver
 {
 
 /// How a relation gets its value: a number of its own, or a named value shared with others.
@@ -74,7 +74,7 @@ struct AnalysisResult
     bool IsOk() const { return verdict == Verdict::Ok; }
 };
 
-/// The outcome of Sketch::Drive; defined by the drive layer (host/SketchDrive.h).
+/// The outcome of Sketch::Drive; defined by the drive layer (qsolver/SketchDrive.h).
 struct DriveResult;
 
 /// Owns the nodes, relations and values of one sketch under string ids (one namespace for all
@@ -162,7 +162,7 @@ public:
     AnalysisResult Analyse();
 
     // ---- Drive pass -------------------------------------------------------------------------
-    // Declared here, defined by the drive layer in host/SketchDrive.cpp (with DriveResult).
+    // Declared here, defined by the drive layer in sketch/SketchDrive.cpp (with DriveResult).
     // It uses only the public surface above: BackupAll/RestoreAll, FindRelation, Nodes(),
     // Relations().
     /// Sets each named relation's value (radians for angles) and re-solves the sketch.
@@ -212,4 +212,4 @@ private:
     std::string m_error;
 };
 
-} // namespace qsolver::host
+} // namespace qsolver
