@@ -6,7 +6,7 @@
 // and the group re-solves.
 #include "drive/DriveCheck.h"
 
-#include "SketchFile.h"
+#include "qsolver/SketchFile.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-using namespace qsolver::host;
+using namespace qsolver;
 using namespace drivecheck;
 
 namespace
@@ -31,7 +31,8 @@ public:
 
 std::string CaseFile(const char* name)
 {
-    return (std::filesystem::path(__FILE__).parent_path() / "cases" / name).string();
+    return (std::filesystem::path(QSOLVER_SOURCE_ROOT) / "tests" / "sketch" / "cases" / name)
+        .string();
 }
 
 void LoadCase(const char* name, Sketch& s)
