@@ -1,7 +1,7 @@
 // A sketcher's vocabulary: points, segments, arcs, circles and lines, and the constraints a CAD
 // user draws with (coincident, tangent, symmetric, ...). A VocabSketch keeps them by id and
-// compiles them to the core's nodes and relations; what those cannot say exactly becomes an
-// extra equation of its own (qsolver/VocabEquation.h).
+// compiles them to the core's nodes and relations, each to relations that say exactly the same
+// (with hidden helper points, lines and value carriers where one relation does not suffice).
 #pragma once
 
 #include "qsolver/Sketch.h"
@@ -14,8 +14,6 @@
 
 namespace qsolver
 {
-
-class VocabEquation;
 
 enum class EntityType
 {
@@ -156,8 +154,6 @@ public:
     /// The compiled core sketch (compiled now if the vocabulary changed); null with LastError()
     /// when it does not compile.
     Sketch* Core();
-    /// The equations the core's relations cannot express, over the core's points and values.
-    const std::vector<std::unique_ptr<VocabEquation>>& ExtraEquations();
     /// The entity or constraint a core node or relation id was made for.
     std::string SourceOf(const std::string& coreId) const;
 
@@ -175,7 +171,6 @@ private:
     std::vector<VocabEntity> m_entities;
     std::vector<VocabConstraint> m_constraints;
     std::unique_ptr<Sketch> m_core;
-    std::vector<std::unique_ptr<VocabEquation>> m_extra;
     /// For each dimension compiled to a core relation: that relation's id and the factor from
     /// the constraint's number to the relation's (a diameter is twice its radius).
     struct DimensionLink

@@ -1,9 +1,8 @@
 // Compiling the vocabulary to the core: every entity and constraint becomes the nodes and
 // relations that say exactly the same, with helper nodes and relations named "constraint#n".
-// Tangent circles that share no point become an extra equation.
+// Every constraint compiles exactly: where one relation does not say it, hidden helpers do.
 #include "qsolver/Vocab.h"
 
-#include "qsolver/VocabEquation.h"
 #include "vocab/VocabGeometry.h"
 
 #include <algorithm>
@@ -452,21 +451,6 @@ struct VocabSketch::Compiler
         return std::string();
     }
 
-    VocabRadius RadiusVar(const VocabEntity& round)
-    {
-        VocabRadius radius;
-        if (round.type == EntityType::Arc)
-        {
-            radius.centre = core.FindPoint(round.points[0]);
-            radius.rim = core.FindPoint(round.points[1]);
-        }
-        else
-        {
-            radius.value = core.FindCircle(Carrier(round))->m_pRadiusVal;
-        }
-        return radius;
-    }
-
     void Tangent(const VocabConstraint& c, const std::vector<const VocabEntity*>& r)
     {
         const VocabEntity& round = *r[1];
@@ -513,7 +497,6 @@ struct VocabSketch::Compiler
 bool VocabSketch::Compile()
 {
     m_core = std::make_unique<Sketch>();
-    m_extra.clear();
     m_links.clear();
     m_carriers.clear();
     Compiler compiler(*this, *m_core);
@@ -563,8 +546,7 @@ bool VocabSketch::Compile()
     if (!compiler.ok)
     {
         m_core.reset();
-        m_extra.clear();
-        return false;
+            return false;
     }
     m_dirty = false;
     return true;

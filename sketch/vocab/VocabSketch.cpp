@@ -2,7 +2,6 @@
 // compiled, and the drive that accepts a result only when every constraint holds.
 #include "qsolver/Vocab.h"
 
-#include "qsolver/VocabEquation.h"
 #include "vocab/VocabGeometry.h"
 
 #include <algorithm>
@@ -495,12 +494,6 @@ Sketch* VocabSketch::Core()
         return nullptr;
     }
     return m_core.get();
-}
-
-const std::vector<std::unique_ptr<VocabEquation>>& VocabSketch::ExtraEquations()
-{
-    Core();
-    return m_extra;
 }
 
 std::string VocabSketch::SourceOf(const std::string& coreId) const
