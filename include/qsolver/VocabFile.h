@@ -48,4 +48,13 @@ bool BuildVocabSketch(const VocabDoc& doc, const std::string& file, VocabSketch&
 /// Numbers that did not change keep their text.
 void UpdateVocabDoc(const VocabSketch& sketch, VocabDoc& doc);
 
+/// The drawing of `doc`. When `before` is given it is drawn first, in grey, and the view
+/// covers both. `title` heads the drawing (the sketch's description when empty).
+std::string DrawVocabSvg(const VocabDoc& doc, const VocabDoc* before = nullptr,
+                         const std::string& title = "");
+
+/// The R12 DXF text of `doc`: segments as LINE, arcs as ARC, circles as CIRCLE, on layer OUTLINE,
+/// or CONSTRUCTION for construction geometry. Points and infinite lines are not written.
+std::string WriteVocabDxf(const VocabDoc& doc);
+
 } // namespace qsolver

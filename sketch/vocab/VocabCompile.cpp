@@ -546,7 +546,7 @@ bool VocabSketch::Compile()
     if (!compiler.ok)
     {
         m_core.reset();
-            return false;
+        return false;
     }
     m_dirty = false;
     return true;

@@ -23,6 +23,7 @@ struct Options
     std::vector<std::string> sets;
     std::string out;
     std::string svg;
+    std::string dxf;
     bool json = false;
 };
 
@@ -30,6 +31,13 @@ int RunAnalyse(const Options& options);
 int RunDrive(const Options& options);
 int RunRender(const Options& options);
 int RunDemo(const Options& options);
+
+/// Format-2 sketches (entities and constraints): the same commands, and export to DXF.
+bool IsVocabFile(const std::string& path);
+int RunVocabAnalyse(const Options& options);
+int RunVocabDrive(const Options& options);
+int RunVocabRender(const Options& options);
+int RunExport(const Options& options);
 
 /// Prints a usage error (plain or as JSON) and returns kBadInput.
 int UsageError(const Options& options, const std::string& problem);
