@@ -502,8 +502,7 @@ bool ParseRelation(Checker& c, const json& j, const std::string& where, const Sk
 
 bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
 {
-    if (!c.Object(root, "", "a sketch") ||
-        !c.OnlyKeys(root, "", {"format", "description", "unit", "nodes", "values", "relations"}))
+    if (!c.Object(root, "", "a sketch"))
     {
         return false;
     }
@@ -517,6 +516,10 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
                                           "read by the vocabulary reader"
                                         : "unknown format (expected 1 or 2)");
         }
+    }
+    if (!c.OnlyKeys(root, "", {"format", "description", "unit", "nodes", "values", "relations"}))
+    {
+        return false;
     }
     if (const json* description = c.Field(root, "", "description", false))
     {

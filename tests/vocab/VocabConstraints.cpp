@@ -273,6 +273,7 @@ std::vector<Row> Rows()
              EXPECT_NEAR(At(s, "B").x, 11, kTol);
              EXPECT_NEAR(At(s, "Q").x, 11, kTol);
              EXPECT_NEAR(At(s, "Q").y, 8, kTol);
+             EXPECT_NEAR(Dist(At(s, "B"), At(s, "O")), 7 + 4, kTol);
          }},
         {"TangentCirclesInsideStayInside",
          [](VocabSketch& s)
@@ -293,7 +294,12 @@ std::vector<Row> Rows()
              Must(s.AddConstraint(touch), s);
          },
          {{"rInner", 3}},
-         [](const VocabSketch& s) { EXPECT_NEAR(At(s, "C").x, 7, kTol); }},
+         [](const VocabSketch& s)
+         {
+             // Still inside: the centres 10 - 3 apart, the small circle on the right.
+             EXPECT_NEAR(At(s, "C").x, 7, kTol);
+             EXPECT_NEAR(Dist(At(s, "C"), At(s, "O")), 10 - 3, kTol);
+         }},
         {"TangentArcsMeetingAtAPointStayTangent",
          [](VocabSketch& s)
          {
