@@ -21,11 +21,15 @@ using vocab::Vec;
 namespace
 {
 
-// A constraint holds when it is off by less than this many radians, or by less than this share
-// of the sketch's size: an angle that holds to 1e-6 moves the far end of a line by that much of
-// its length, and the core accepts its angles to 1e-6.
+// A constraint holds when it is off by less than this many radians, or by less than a length:
+// distances between points hold to the core's 1e-6 (a relative 1e-10 beyond 1e4), with room
+// for the few relations a constraint compiles to; what depends on a line's direction holds to
+// 1e-6 of the sketch's size, since the core accepts angles to 1e-6 and a line's far end moves
+// by that much of its length.
 constexpr double kHoldAngle = 1e-6;
 constexpr double kHoldShare = 1e-6;
+constexpr double kHoldLength = 4e-6;
+constexpr double kFarOut = 1e4;
 
 struct Geometry
 {
@@ -111,7 +115,9 @@ double VocabSketch::Measure(const VocabConstraint& c) const
 std::vector<ConstraintCheck> VocabSketch::Check() const
 {
     const Geometry g{*this};
-    const double lengthTol = kHoldShare * g.Extent();
+    const double extent = g.Extent();
+    const double pointTol = kHoldLength * std::max(1.0, extent / kFarOut);
+    const double lineTol = kHoldShare * extent;
     std::vector<ConstraintCheck> checks;
     for (const VocabConstraint& c : m_constraints)
     {
@@ -123,6 +129,8 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
             r.push_back(&g.E(id));
         }
         bool angular = false;
+        // Measured against a line through two points, whose direction the core holds to 1e-6.
+        bool alongLine = false;
         double error = 0.0;
         switch (c.type)
         {
@@ -130,6 +138,7 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
                 error = Len(g.At(c.refs[0]) - g.At(c.refs[1]));
                 break;
             case ConstraintType::On:
+                alongLine = IsLinear(*r[1]);
                 error = IsLinear(*r[1])
                             ? LineDistance(g.At(c.refs[0]), g.Base(*r[1]), g.Dir(*r[1]))
                             : std::fabs(Len(g.At(c.refs[0]) - g.Centre(*r[1])) - g.Radius(*r[1]));
@@ -140,6 +149,7 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
                 const bool horizontal = c.type == ConstraintType::Horizontal;
                 if (r.size() == 2)
                 {
+                    alongLine = true;
                     const Vec d = g.At(c.refs[1]) - g.At(c.refs[0]);
                     error = std::fabs(horizontal ? d.y : d.x);
                 }
@@ -170,11 +180,12 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
             case ConstraintType::Diameter:
                 check.measured = Measure(c);
                 error = std::fabs(check.measured - c.value);
+                alongLine = c.type == ConstraintType::Distance && IsLinear(*r[1]);
                 if (c.type == ConstraintType::Distance && IsLinear(*r[0]))
                 {
                     // The distance of two lines means something only while they are parallel.
-                    error = std::max(error, Geometry::Fold(g.Dir(*r[0]), g.Dir(*r[1])) *
-                                                g.Extent() * kHoldShare / kHoldAngle);
+                    error = std::max(error, Geometry::Fold(g.Dir(*r[0]), g.Dir(*r[1])) * extent *
+                                                kHoldShare / kHoldAngle);
                 }
                 break;
             case ConstraintType::Equal:
@@ -187,6 +198,7 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
                 const VocabEntity& round = *r[1];
                 if (IsLinear(*r[0]))
                 {
+                    alongLine = true;
                     error = std::fabs(LineDistance(g.Centre(round), g.Base(*r[0]), g.Dir(*r[0])) -
                                       g.Radius(round));
                 }
@@ -210,6 +222,7 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
                 break;
             }
             case ConstraintType::Symmetric:
+                alongLine = true;
                 error = Len(vocab::Mirror(g.At(c.refs[0]), g.Base(*r[2]), g.Dir(*r[2])) -
                             g.At(c.refs[1]));
                 break;
@@ -223,7 +236,9 @@ std::vector<ConstraintCheck> VocabSketch::Check() const
             error = 0.0;
         }
         check.error = error;
-        check.holds = angular ? error <= kHoldAngle : error <= lengthTol;
+        check.holds = angular     ? error <= kHoldAngle
+                      : alongLine ? error <= lineTol
+                                  : error <= pointTol;
         checks.push_back(check);
     }
     return checks;

@@ -439,3 +439,93 @@ TEST(VocabConstraints, EveryKindHoldsAfterADrive)
 }
 
 } // namespace
+
+namespace
+{
+
+// A gear lever whose rod end slides on a guide 60 below the pivot.
+void DrawLever(VocabSketch& s)
+{
+    using T = ConstraintType;
+    const double a = 100.0 * kPi / 180.0;
+    const P k{120 * std::cos(a), 120 * std::sin(a)};
+    const P l{-40 * std::cos(a), -40 * std::sin(a)};
+    const double sx = l.x + std::sqrt(100.0 * 100.0 - (60.0 + l.y) * (60.0 + l.y));
+    Must(s.AddPoint("P", 0, 0), s);
+    Must(s.AddPoint("K", k.x, k.y), s);
+    Must(s.AddPoint("L", l.x, l.y), s);
+    Must(s.AddPoint("S", sx, -60), s);
+    Must(s.AddLine("guide", 0, -60, 1, 0, true), s);
+    Must(s.AddSegment("lever", "L", "K"), s);
+    Must(s.AddSegment("rod", "L", "S"), s);
+    Must(s.Constrain("fixP", T::Fix, {"P"}), s);
+    Must(s.Constrain("fixGuide", T::Fix, {"guide"}), s);
+    Must(s.Constrain("pivot", T::On, {"P", "lever"}), s);
+    Must(s.Constrain("upper", T::Distance, {"P", "K"}, 120), s);
+    Must(s.Constrain("lower", T::Distance, {"P", "L"}, 40), s);
+    Must(s.Constrain("rodLen", T::Length, {"rod"}, 100), s);
+    Must(s.Constrain("slide", T::On, {"S", "guide"}), s);
+    Must(s.Constrain("shift", T::Angle, {"guide", "lever"}, a), s);
+}
+
+TEST(VocabDrive, AFailedDriveRestoresTheSketchAndTheNextOneWorks)
+{
+    VocabSketch s;
+    DrawLever(s);
+    const std::vector<VocabEntity> before = s.Entities();
+
+    // A rod of 10 cannot reach the guide 60 below the pivot.
+    const VocabDriveResult failed = s.Drive({{"rodLen", 10}});
+    const VocabDriveResult solved = s.Drive({{"shift", 80.0 * kPi / 180.0}});
+
+    EXPECT_FALSE(failed.IsOk());
+    EXPECT_TRUE(failed.core.restored);
+    ASSERT_TRUE(solved.IsOk()) << solved.Message();
+    EXPECT_EQ(s.FindConstraint("rodLen")->value, 100);
+    // The lever turned about its pivot: the knob stays 120 out, the rod end on the guide.
+    EXPECT_NEAR(Dist(At(s, "K"), P{0, 0}), 120, kTol);
+    EXPECT_NEAR(At(s, "S").y, -60, kTol);
+    EXPECT_NE(At(s, "K").x, before[1].x);
+}
+
+TEST(VocabDrive, RequestsThatNameNoDrivableDimensionAreRefused)
+{
+    VocabSketch s;
+    DrawLever(s);
+    VocabConstraint ref;
+    ref.id = "reach";
+    ref.type = ConstraintType::Distance;
+    ref.refs = {"P", "S"};
+    ref.driven = true;
+    ASSERT_TRUE(s.AddConstraint(ref)) << s.LastError();
+
+    const VocabDriveResult unknown = s.Drive({{"nothing", 1}});
+    const VocabDriveResult reference = s.Drive({{"reach", 50}});
+    const VocabDriveResult noValue = s.Drive({{"pivot", 1}});
+
+    for (const VocabDriveResult* r : {&unknown, &reference, &noValue})
+    {
+        EXPECT_EQ(r->core.failed, DriveStep::BadRequest);
+    }
+    EXPECT_NE(reference.core.message.find("reference"), std::string::npos);
+}
+
+TEST(VocabDrive, RefusedBuildersChangeNothing)
+{
+    VocabSketch s;
+    ASSERT_TRUE(s.AddPoint("A", 0, 0));
+    ASSERT_TRUE(s.AddPoint("B", 1, 0));
+
+    EXPECT_FALSE(s.AddSegment("A", "A", "B")); // the id is taken
+    EXPECT_FALSE(s.AddSegment("s", "A", "A"));
+    EXPECT_FALSE(s.AddArc("a", "A", "B", "C"));
+    EXPECT_FALSE(s.AddCircle("c#1", "A", 1));
+    EXPECT_FALSE(s.Constrain("t", ConstraintType::Tangent, {"A", "B"}));
+    EXPECT_FALSE(s.Constrain("d", ConstraintType::Distance, {"A", "B"}, -1));
+
+    EXPECT_EQ(s.Entities().size(), 2u);
+    EXPECT_TRUE(s.Constraints().empty());
+    EXPECT_NE(s.Core(), nullptr);
+}
+
+} // namespace
