@@ -170,13 +170,14 @@ public:
                 const Vec s = At(e.points[1]);
                 const Vec t = At(e.points[2]);
                 const double r = vocab::Len(s - c);
-                // Counter-clockwise in the sketch is clockwise on the screen, whose y points down.
+                // Counter-clockwise in the sketch stays counter-clockwise to the eye on the screen,
+                // where that is SVG's negative sweep (its y points down).
                 const bool large = vocab::Ccw(s - c, t - c) > vocab::Pi();
                 const Vec ps = m_view.Px(s);
                 const Vec pt = m_view.Px(t);
                 out += "<path d=\"M " + Num(ps.x) + " " + Num(ps.y) + " A " +
                        Num(r * m_view.scale) + " " + Num(r * m_view.scale) + " 0 " +
-                       (large ? "1" : "0") + " 1 " + Num(pt.x) + " " + Num(pt.y) +
+                       (large ? "1" : "0") + " 0 " + Num(pt.x) + " " + Num(pt.y) +
                        "\" fill=\"none\" stroke=\"" + stroke + "\" stroke-width=\"2\"" +
                        Dash(dash) + "/>\n";
                 break;
@@ -235,8 +236,9 @@ public:
                 break;
             }
             case ConstraintType::Angle:
-                a = Base(*r[0]);
-                b = Base(*r[1]);
+                // At the start of the second line: where a segment leaves its neighbour.
+                a = Base(*r[1]);
+                b = a;
                 label = value + (m_doc.radians ? " rad" : "\xC2\xB0");
                 break;
             default:
