@@ -7,6 +7,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/Platform.h"
 #include "numeric/NumericInternal.h"
 
 #include <set>
@@ -108,14 +109,12 @@ void GoodClusterStripper::Run()
 // Solves the clusters of the list together, the first one staying; 1 placed, 0 failed.
 int SolveClusterList(CClusterList* clusters)
 {
-    CEquationGrp* group = new CEquationGrp(clusters);
-    if (group->Solve() == 0)
+    CEquationGrp group(clusters);
+    if (group.Solve() == 0)
     {
-        delete group;
         return 0;
     }
-    group->PlaceClusters(clusters);
-    delete group;
+    group.PlaceClusters(clusters);
     return 1;
 }
 
@@ -132,16 +131,15 @@ int GoodClusterRun()
         {
             continue;
         }
-        CEquationGrp* group = new CEquationGrp(cluster);
-        const int solved = group->Solve();
+        CEquationGrp group(cluster);
+        const int solved = group.Solve();
         g_sktGoodClusterChain.RemoveAt(at);
         sktDriveRetiredClusters().Add(cluster);
         if (solved == 0)
         {
-            delete group;
             return 0;
         }
-        group->PlaceCluster(cluster, &cluster->m_RelList);
+        group.PlaceCluster(cluster, &cluster->m_RelList);
         POSITION rpos = cluster->m_RelList.GetHeadPosition();
         while (rpos != nullptr)
         {
@@ -151,7 +149,6 @@ int GoodClusterRun()
                 rel->m_pVal->SetKnown();
             }
         }
-        delete group;
     }
     return 1;
 }
@@ -179,6 +176,7 @@ void sktRemoveGoodClusterFromChain()
 }
 
 int sktSolveClusterChain()
+try
 {
     if (g_sktClusterChain.GetCount() == 1)
     {
@@ -186,8 +184,14 @@ int sktSolveClusterChain()
     }
     return SolveClusterList(&g_sktClusterChain);
 }
+catch (...)
+{
+    sktAllocFailedAtBoundary();
+    return 0;
+}
 
 int sktSolveGoodClusterChain()
+try
 {
     std::vector<CCluster*> copy;
     POSITION pos = g_sktGoodClusterChain.GetHeadPosition();
@@ -232,4 +236,9 @@ int sktSolveGoodClusterChain()
             return 1;
         }
     }
+}
+catch (...)
+{
+    sktAllocFailedAtBoundary();
+    return 0;
 }

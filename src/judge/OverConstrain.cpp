@@ -8,6 +8,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/Platform.h"
 
 #include <algorithm>
 #include <functional>
@@ -439,6 +440,7 @@ int CountOverConstrained(CRelList& pool)
 } // namespace
 
 int sktIsClusterChainOverConstrain(CClusterList& clusters)
+try
 {
     CRelList pool(10);
     POSITION pos = clusters.GetHeadPosition();
@@ -473,4 +475,10 @@ int sktIsClusterChainOverConstrain(CClusterList& clusters)
         return pool.IsEmpty() ? 0 : 1;
     }
     return CountOverConstrained(pool);
+}
+catch (...)
+{
+    // A test that could not finish does not vouch for the sketch.
+    sktAllocFailedAtBoundary();
+    return 1;
 }

@@ -3,6 +3,9 @@
 
 #include "model/CNode.h"
 #include "model/CRel.h"
+#include "model/CVal.h"
+#include "model/PassSteps.h"
+#include "model/Platform.h"
 
 CCluster::CCluster() : m_nID(g_nClusterNum++) {}
 
@@ -59,6 +62,7 @@ void sktRemoveActiveAndUsedRelFromChain()
 }
 
 void sktGetClusterRelChain(CCluster* cluster)
+try
 {
     POSITION pos = g_sktRelChain.GetHeadPosition();
     while (pos != nullptr)
@@ -70,6 +74,10 @@ void sktGetClusterRelChain(CCluster* cluster)
             rel->SetUsed();
         }
     }
+}
+catch (...)
+{
+    sktAllocFailedAtBoundary();
 }
 
 void RemoveFromList(void* p, CPtrList& list)
@@ -88,4 +96,61 @@ void RemoveListFromList(CPtrList& a, CPtrList& b)
     {
         RemoveFromList(a.GetNext(pos), b);
     }
+}
+
+int sktTakeBaseNodes(CCluster* cluster, CNode* first, CNode* second)
+{
+    first->m_nFreeNum = 0;
+    second->m_nFreeNum = 0;
+    cluster->AddNode(first);
+    cluster->AddNode(second);
+    if (g_sktDefinedNodeChain.Find(second) == nullptr)
+    {
+        cluster->m_nFreeNum = 3;
+        return 1;
+    }
+    if (second->IsLegal() == 0)
+    {
+        return -1;
+    }
+    cluster->m_nFreeNum = 2;
+    return 1;
+}
+
+void sktDeleteClusters(CClusterList& chain)
+{
+    POSITION pos = chain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        delete chain.GetNext(pos);
+    }
+    chain.RemoveAll();
+}
+
+int sktIsPlacedByTwoRelations(CNode* node, CRel* first, CRel* last)
+{
+    first->SetActive();
+    last->SetActive();
+    if (first->m_pVal != nullptr)
+    {
+        first->m_pVal->SetKnown();
+    }
+    if (last->m_pVal != nullptr)
+    {
+        last->m_pVal->SetKnown();
+    }
+
+    const int legal = node->IsLegal();
+
+    first->SetUnused();
+    last->SetUnused();
+    if (first->m_pVal != nullptr)
+    {
+        first->m_pVal->RestoreKnownFlag();
+    }
+    if (last->m_pVal != nullptr)
+    {
+        last->m_pVal->RestoreKnownFlag();
+    }
+    return legal;
 }
