@@ -6,11 +6,11 @@
 #include "drive/DriveInternal.h"
 #include "judge/Judge.h"
 #include "judge/JudgeInternal.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
 #include "model/PassSteps.h"
-#include "model/Platform.h"
 
 #include <new>
 
@@ -189,8 +189,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktBuildFixedCluster(CCluster* cluster)
@@ -201,8 +200,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktFindTwoNodesForBuildCluster(CCluster* cluster)
@@ -213,8 +211,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 namespace
@@ -301,8 +298,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktDriveBuildClusterChainPlain()

@@ -4,10 +4,10 @@
 #include "drive/Drive.h"
 
 #include "drive/DriveInternal.h"
+#include "model/Boundary.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
-#include "model/Platform.h"
 #include "numeric/NumericInternal.h"
 
 #include <set>
@@ -186,8 +186,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktSolveGoodClusterChain()
@@ -239,6 +238,5 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }

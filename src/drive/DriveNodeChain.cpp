@@ -5,12 +5,12 @@
 #include "drive/AddressIndex.h"
 #include "drive/DriveInternal.h"
 #include "drive/FlatPtrMap.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
 #include "model/PassSteps.h"
-#include "model/Platform.h"
 #include "model/Prefetch.h"
 #include "construct/ConstructInternal.h"
 #include "numeric/NumericInternal.h"
@@ -749,8 +749,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktSolveNodeChain()
@@ -766,6 +765,5 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }

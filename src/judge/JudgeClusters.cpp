@@ -4,12 +4,12 @@
 
 #include "judge/JudgeInternal.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
 #include "model/PassSteps.h"
-#include "model/Platform.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -184,8 +184,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktCreateMainCluster(CCluster* cluster)
@@ -219,8 +218,7 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }
 
 int sktFindBaseNodesForCluster(CCluster* cluster)
@@ -258,6 +256,5 @@ try
 }
 catch (...)
 {
-    sktAllocFailedAtBoundary();
-    return 0;
+    return sktFailAtBoundary(0);
 }

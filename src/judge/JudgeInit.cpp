@@ -4,12 +4,12 @@
 
 #include "judge/JudgeInternal.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
 #include "model/PassSteps.h"
-#include "model/Platform.h"
 
 #include <algorithm>
 #include <functional>

@@ -4,11 +4,11 @@
 #include "judge/Judge.h"
 
 #include "judge/JudgeInternal.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
-#include "model/Platform.h"
 
 #include <algorithm>
 #include <functional>
@@ -479,6 +479,5 @@ try
 catch (...)
 {
     // A test that could not finish does not vouch for the sketch.
-    sktAllocFailedAtBoundary();
-    return 1;
+    return sktFailAtBoundary(1);
 }

@@ -1,11 +1,13 @@
 // Clusters, the counters' reset and the list operations the passes build on.
 #include "model/Chains.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/PassSteps.h"
-#include "model/Platform.h"
+
+#include <initializer_list>
 
 CCluster::CCluster() : m_nID(g_nClusterNum++) {}
 
@@ -129,28 +131,22 @@ void sktDeleteClusters(CClusterList& chain)
 
 int sktIsPlacedByTwoRelations(CNode* node, CRel* first, CRel* last)
 {
-    first->SetActive();
-    last->SetActive();
-    if (first->m_pVal != nullptr)
+    for (CRel* rel : {first, last})
     {
-        first->m_pVal->SetKnown();
+        rel->SetActive();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetKnown();
+        }
     }
-    if (last->m_pVal != nullptr)
-    {
-        last->m_pVal->SetKnown();
-    }
-
     const int legal = node->IsLegal();
-
-    first->SetUnused();
-    last->SetUnused();
-    if (first->m_pVal != nullptr)
+    for (CRel* rel : {first, last})
     {
-        first->m_pVal->RestoreKnownFlag();
-    }
-    if (last->m_pVal != nullptr)
-    {
-        last->m_pVal->RestoreKnownFlag();
+        rel->SetUnused();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->RestoreKnownFlag();
+        }
     }
     return legal;
 }
