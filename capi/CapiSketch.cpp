@@ -290,6 +290,8 @@ qsolver_sketch* qsolver_sketch_create(void)
 {
     try
     {
+        // The library's object store is process-wide too.
+        std::lock_guard<std::mutex> guard(CallLock());
         std::unique_ptr<qsolver_sketch> h(new qsolver_sketch());
         h->sketch.reset(new Sketch());
         return h.release();

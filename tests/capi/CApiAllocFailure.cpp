@@ -84,6 +84,25 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
+// The library's object store asks without exceptions: the same budget, answered with null.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    if (g_budget == 0)
+    {
+        return nullptr;
+    }
+    if (g_budget > 0)
+    {
+        --g_budget;
+    }
+    return std::malloc(size != 0 ? size : 1);
+}
+
+void operator delete(void* p, const std::nothrow_t&) noexcept
+{
+    std::free(p);
+}
+
 void operator delete(void* p) noexcept
 {
     std::free(p);
