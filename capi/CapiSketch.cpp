@@ -4,10 +4,12 @@
 #include "qsolver/qsolver_c.h"
 
 #include "CapiDocument.h"
+#include "qsolver/Drag.h"
 #include "qsolver/Sketch.h"
 #include "qsolver/SketchDrive.h"
 #include "qsolver/SketchFile.h"
 
+#include <cmath>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -633,20 +635,42 @@ int qsolver_sketch_drive(qsolver_sketch* sketch, const char* const* relation_ids
                 });
 }
 
-int qsolver_sketch_drag(qsolver_sketch* sketch, const char* node_id, double x, double y)
+int qsolver_sketch_drag(qsolver_sketch* sketch, const char* point_id, double x, double y,
+                        double* distance)
 {
     return Call(sketch, Effect::Changes,
                 [&](qsolver_sketch& h) -> int
                 {
-                    if (int status = CheckNode(h, node_id))
+                    if (int status = CheckNode(h, point_id))
                     {
                         return status;
                     }
-                    (void)x;
-                    (void)y;
-                    // ---- Drag slot: call the Sketch API's drag (Sketch::Drag) here, mapping a
-                    // refused drag to QSOLVER_ERR_SOLVER with the sketch restored.
-                    return Fail(h, QSOLVER_ERR_UNSUPPORTED, "this build has no drag");
+                    // Refusals are told apart from failures here: Sketch::Drag answers both
+                    // with a message only.
+                    CVert* p = h.sketch->FindPoint(point_id);
+                    if (p == nullptr)
+                    {
+                        return Fail(h, QSOLVER_ERR_REFUSED,
+                                    "'" + std::string(point_id) + "' is not a point");
+                    }
+                    if (p->IsRefObject() != 0 || p->IsFixed() != 0 || !std::isfinite(x) ||
+                        !std::isfinite(y))
+                    {
+                        const qsolver::DragResult refused = h.sketch->Drag(point_id, x, y);
+                        return Fail(h, QSOLVER_ERR_REFUSED, refused.message);
+                    }
+                    Changed(h);
+                    const qsolver::DragResult result = h.sketch->Drag(point_id, x, y);
+                    if (!result.IsOk())
+                    {
+                        return Fail(h, QSOLVER_ERR_SOLVER,
+                                    result.message + "; the sketch was restored");
+                    }
+                    if (distance != nullptr)
+                    {
+                        *distance = result.distance;
+                    }
+                    return QSOLVER_OK;
                 });
 }
 

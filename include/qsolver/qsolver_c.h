@@ -169,9 +169,12 @@ QSOLVER_C_API int qsolver_sketch_analyse(qsolver_sketch* sketch, int* verdict);
  *  solver failed, every node and value is as before the call, the error text names the step. */
 QSOLVER_C_API int qsolver_sketch_drive(qsolver_sketch* sketch, const char* const* relation_ids,
                                        const double* values, size_t count);
-/** Moves a node towards (x, y) and re-solves the rest. */
-QSOLVER_C_API int qsolver_sketch_drag(qsolver_sketch* sketch, const char* node_id, double x,
-                                      double y);
+/** Drags a point as near as it can to (x, y) while every relation holds, moving the rest of the
+ *  sketch as little as it can; `distance` (may be NULL) receives how far from (x, y) it ended.
+ *  QSOLVER_ERR_REFUSED: not a point, fixed, or a target that is not finite. QSOLVER_ERR_SOLVER:
+ *  no placement satisfies the relations; the sketch is as before. */
+QSOLVER_C_API int qsolver_sketch_drag(qsolver_sketch* sketch, const char* point_id, double x,
+                                      double y, double* distance);
 
 /* ---- Reading ------------------------------------------------------------------------------
  */
