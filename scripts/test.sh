@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The whole test run, from a fresh machine: installs what it needs, builds everything with
 # warnings as errors, runs every suite, runs them again under AddressSanitizer and
-# UndefinedBehaviorSanitizer, checks the installed package links into a consumer project and
+# UndefinedBehaviorSanitizer, checks the installed package (Qsolver::Qsolver and Qsolver::Sketch
+# with its C API) links into a consumer project and
 # runs the whole-sketch suites under valgrind.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -27,10 +28,13 @@ trap 'rm -rf "$stage"' EXIT
 cmake --install build/dev --prefix "$stage/prefix" >/dev/null
 cmake -S examples/consumer -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage/prefix" >/dev/null
 cmake --build "$stage/consumer" -j2 >/dev/null
-LD_LIBRARY_PATH="$stage/prefix/lib" "$stage/consumer/qsolver_consumer"
+# The global-list core, and the Sketch API from C++ and from C (Qsolver::Sketch).
+for consumer in qsolver_consumer qsolver_sketch_consumer qsolver_c_consumer; do
+    LD_LIBRARY_PATH="$stage/prefix/lib" "$stage/consumer/$consumer"
+done
 
 echo "== exported symbols"
-bash scripts/check-exports.sh build/dev/libQsolver.so
+bash scripts/check-exports.sh build/dev/libQsolver.so build/dev/capi/libQsolverSketch.so
 
 echo "== valgrind on the whole-sketch suites"
 valgrind --quiet --error-exitcode=3 --leak-check=full --errors-for-leak-kinds=definite \

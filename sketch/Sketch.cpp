@@ -560,6 +560,26 @@ bool Sketch::RemoveNode(const std::string& id)
     return true;
 }
 
+bool Sketch::RemoveValue(const std::string& id)
+{
+    CVal* val = FindValue(id);
+    if (val == nullptr)
+    {
+        return Fail("unknown value '" + id + "'");
+    }
+    if (!val->m_RelSel.IsEmpty())
+    {
+        return Fail("value '" + id + "' is shared by relation '" + IdOf(val->m_RelSel.GetHead()) +
+                    "'");
+    }
+    m_values.erase(std::find(m_values.begin(), m_values.end(), val));
+    EraseId(m_valueIds, id);
+    m_valueById.erase(id);
+    m_idOf.erase(val);
+    delete val;
+    return true;
+}
+
 CNode* Sketch::FindNode(const std::string& id) const
 {
     auto it = m_nodeById.find(id);

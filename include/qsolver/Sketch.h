@@ -136,6 +136,8 @@ public:
     bool RemoveRelation(const std::string& id);
     /// Removes the node's relations, then the node.
     bool RemoveNode(const std::string& id);
+    /// Deletes a named value; refused while a relation shares it.
+    bool RemoveValue(const std::string& id);
 
     // ---- Lookup, all by id; null when absent (or of another kind)
     CNode* FindNode(const std::string& id) const;
