@@ -11,7 +11,7 @@ namespace
 
 const char* const kUsage =
     "usage: qsketch [demo]                 run the built-in example, write demo.svg\n"
-    "       qsketch analyse FILE           rigid clusters, stripped nodes, verdict\n"
+    "       qsketch analyse FILE [--svg OUT.svg]  clusters, verdict, freedoms, node status\n"
     "       qsketch drive FILE --set REL=VALUE [--set ...] [-o OUT.json] [--svg OUT.svg]\n"
     "                                      change dimensions and re-solve in one pass\n"
     "       qsketch render FILE [-o OUT.svg]\n"
@@ -100,9 +100,9 @@ int Run(int argc, char** argv)
         problem = options.command + " needs a sketch FILE";
     }
     if (problem.empty() && options.command != "drive" &&
-        (!options.sets.empty() || !options.svg.empty()))
+        (!options.sets.empty() || (!options.svg.empty() && options.command != "analyse")))
     {
-        problem = options.sets.empty() ? "--svg belongs to drive (render writes with -o)"
+        problem = options.sets.empty() ? "--svg belongs to drive and analyse (render writes with -o)"
                                        : "--set belongs to drive";
     }
     if (problem.empty() && options.command == "analyse" && !options.out.empty())
