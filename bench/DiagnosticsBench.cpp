@@ -43,7 +43,7 @@ std::string Cell(double ms)
 
 } // namespace
 
-int RunDiagnosticsBench(const std::string& family, size_t maxNodes)
+int RunDiagnosticsBench(const std::string& family, size_t maxNodes, bool withPlain)
 {
     std::printf("| family | nodes | relations | diagnose (ms) | plain sparse QR (ms) | dof | "
                 "plain dof | conflicting | redundant |\n");
@@ -75,7 +75,7 @@ int RunDiagnosticsBench(const std::string& family, size_t maxNodes)
         }
         std::string plainCell = "skipped";
         std::string plainDof = "-";
-        if (f.nodes.size() <= kPlainMaxNodes)
+        if (withPlain && f.nodes.size() <= kPlainMaxNodes)
         {
             Stopwatch watch;
             const int dof = qsolver::CountFreedomsPlain(*sketch, qsolver::RankMethod::SparseQR);

@@ -345,7 +345,7 @@ int main(int argc, char** argv)
     }
     if (o.diagnostics)
     {
-        return qsolver::bench::RunDiagnosticsBench(o.family, o.maxNodes);
+        return qsolver::bench::RunDiagnosticsBench(o.family, o.maxNodes, o.withOther);
     }
     return qsolver::bench::Run(o);
 }

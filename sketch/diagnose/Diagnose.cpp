@@ -100,9 +100,10 @@ DependencyResult FindDependencies(Sketch& sketch, const Elimination& elim)
         for (int row = jac.relFirstRow[static_cast<size_t>(r)];
              row < jac.relFirstRow[static_cast<size_t>(r) + 1]; ++row)
         {
-            for (const Entry& e : jac.rows[static_cast<size_t>(row)].entries)
+            const JacRow& src = jac.rows[static_cast<size_t>(row)];
+            for (const Entry* e = jac.Begin(src); e != jac.End(src); ++e)
             {
-                localCol.emplace(e.col, static_cast<int>(localCol.size()));
+                localCol.emplace(e->col, static_cast<int>(localCol.size()));
             }
         }
     }
@@ -121,9 +122,9 @@ DependencyResult FindDependencies(Sketch& sketch, const Elimination& elim)
         {
             const JacRow& src = jac.rows[static_cast<size_t>(row)];
             Eigen::VectorXd v = Eigen::VectorXd::Zero(n);
-            for (const Entry& e : src.entries)
+            for (const Entry* e = jac.Begin(src); e != jac.End(src); ++e)
             {
-                v[localCol.at(e.col)] = e.value;
+                v[localCol.at(e->col)] = e->value;
             }
             Eigen::VectorXd rest = v;
             for (int pass = 0; pass < 2; ++pass)
@@ -239,9 +240,12 @@ Diagnostics Diagnose(Sketch& sketch)
     const std::vector<std::string>& relIds = sketch.RelationIds();
     std::vector<char> overNode(jac.nodes.size(), 0);
     std::unordered_map<CNode*, size_t> nodeIndex;
-    for (size_t i = 0; i < jac.nodes.size(); ++i)
+    if (!deps.conflicting.empty() || !deps.redundant.empty())
     {
-        nodeIndex[jac.nodes[i]] = i;
+        for (size_t i = 0; i < jac.nodes.size(); ++i)
+        {
+            nodeIndex[jac.nodes[i]] = i;
+        }
     }
     auto name = [&](const std::vector<int>& rels, std::vector<std::string>& into)
     {

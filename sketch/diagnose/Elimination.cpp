@@ -21,69 +21,63 @@ constexpr double kDropTol = 1e-13;
 // A null-space sample component below this share of the sample's largest is zero.
 constexpr double kFreedomTol = 1e-7;
 
-struct WorkRow
+/// Compressed lists: the items of list i are items[start[i] .. start[i + 1]).
+struct Lists
 {
-    std::vector<Entry> entries;
-    double residual = 0.0;
-    std::vector<int> origins; // relations combined into this row, sorted
-    bool alive = true;
-};
+    std::vector<int> start;
+    std::vector<int> items;
 
-/// Distinct variables a row touches, in column order.
-void VarsOf(const Jacobian& jac, const std::vector<Entry>& entries, std::vector<int>& out)
-{
-    out.clear();
-    for (const Entry& e : entries)
-    {
-        const int v = jac.colVar[static_cast<size_t>(e.col)];
-        if (out.empty() || out.back() != v)
-        {
-            out.push_back(v);
-        }
-    }
-}
+    const int* Begin(size_t i) const { return items.data() + start[i]; }
+    const int* End(size_t i) const { return items.data() + start[i + 1]; }
+};
 
 /// The placing order: a variable is placed once as many rows as it has columns tie it to
 /// placed variables only; when none can be, the most tied unplaced variable is seeded.
-std::vector<int> PlacingOrder(const Jacobian& jac, const std::vector<std::vector<int>>& rowVars,
-                              const std::vector<std::vector<int>>& varRows)
+std::vector<int> PlacingOrder(const Jacobian& jac, const Lists& rowVars, const Lists& varRows)
 {
     const size_t nv = jac.vars.size();
-    std::vector<int> pending(rowVars.size());
+    const size_t nr = rowVars.start.size() - 1;
+    std::vector<int> pending(nr);
     std::vector<int> gained(nv, 0);
     std::vector<char> placed(nv, 0);
     std::vector<char> queued(nv, 0);
     std::vector<int> order;
     order.reserve(nv);
-    std::queue<int> ready;
+    std::vector<int> ready;
+    size_t readyHead = 0;
     // Seeds by most rows gained, then earliest; stale entries are skipped when popped.
-    std::priority_queue<std::pair<int, int>> seeds;
-    auto gain = [&](int v)
-    {
-        ++gained[static_cast<size_t>(v)];
-        if (!queued[static_cast<size_t>(v)])
-        {
-            if (gained[static_cast<size_t>(v)] >= jac.vars[static_cast<size_t>(v)].cols)
-            {
-                queued[static_cast<size_t>(v)] = 1;
-                ready.push(v);
-            }
-            else
-            {
-                seeds.push({gained[static_cast<size_t>(v)], -v});
-            }
-        }
-    };
+    std::vector<std::pair<int, int>> heap;
+    heap.reserve(nv);
     for (size_t v = 0; v < nv; ++v)
     {
-        seeds.push({0, -static_cast<int>(v)});
+        heap.push_back({0, -static_cast<int>(v)});
     }
-    for (size_t r = 0; r < rowVars.size(); ++r)
+    std::priority_queue<std::pair<int, int>> seeds(std::less<std::pair<int, int>>(),
+                                                   std::move(heap));
+    auto gain = [&](int v)
     {
-        pending[r] = static_cast<int>(rowVars[r].size());
+        const size_t u = static_cast<size_t>(v);
+        ++gained[u];
+        if (queued[u])
+        {
+            return;
+        }
+        if (gained[u] >= jac.vars[u].cols)
+        {
+            queued[u] = 1;
+            ready.push_back(v);
+        }
+        else
+        {
+            seeds.push({gained[u], -v});
+        }
+    };
+    for (size_t r = 0; r < nr; ++r)
+    {
+        pending[r] = static_cast<int>(rowVars.End(r) - rowVars.Begin(r));
         if (pending[r] == 1)
         {
-            gain(rowVars[r][0]);
+            gain(*rowVars.Begin(r));
         }
     }
     auto place = [&](int v)
@@ -91,15 +85,17 @@ std::vector<int> PlacingOrder(const Jacobian& jac, const std::vector<std::vector
         placed[static_cast<size_t>(v)] = 1;
         queued[static_cast<size_t>(v)] = 1;
         order.push_back(v);
-        for (int r : varRows[static_cast<size_t>(v)])
+        for (const int* r = varRows.Begin(static_cast<size_t>(v));
+             r != varRows.End(static_cast<size_t>(v)); ++r)
         {
-            if (--pending[static_cast<size_t>(r)] == 1)
+            const size_t row = static_cast<size_t>(*r);
+            if (--pending[row] == 1)
             {
-                for (int u : rowVars[static_cast<size_t>(r)])
+                for (const int* u = rowVars.Begin(row); u != rowVars.End(row); ++u)
                 {
-                    if (!placed[static_cast<size_t>(u)])
+                    if (!placed[static_cast<size_t>(*u)])
                     {
-                        gain(u);
+                        gain(*u);
                         break;
                     }
                 }
@@ -108,11 +104,9 @@ std::vector<int> PlacingOrder(const Jacobian& jac, const std::vector<std::vector
     };
     while (order.size() < nv)
     {
-        if (!ready.empty())
+        if (readyHead < ready.size())
         {
-            const int v = ready.front();
-            ready.pop();
-            place(v);
+            place(ready[readyHead++]);
             continue;
         }
         while (!seeds.empty())
@@ -130,13 +124,16 @@ std::vector<int> PlacingOrder(const Jacobian& jac, const std::vector<std::vector
     return order;
 }
 
-void MergeOrigins(std::vector<int>& into, const WorkRow& row, std::vector<int>& scratch)
+/// A row made by elimination: entries and origins (the relations combined into it, sorted)
+/// in the shared pools.
+struct Derived
 {
-    scratch.clear();
-    std::set_union(into.begin(), into.end(), row.origins.begin(), row.origins.end(),
-                   std::back_inserter(scratch));
-    into.swap(scratch);
-}
+    int first = 0;
+    int count = 0;
+    double residual = 0.0;
+    int originFirst = 0;
+    int originCount = 0;
+};
 
 } // namespace
 
@@ -144,37 +141,89 @@ Elimination Eliminate(const Jacobian& jac)
 {
     Elimination out;
     const size_t nv = jac.vars.size();
-    std::vector<WorkRow> rows;
-    rows.reserve(jac.rows.size());
-    std::vector<std::vector<int>> rowVars(jac.rows.size());
-    std::vector<std::vector<int>> varRows(nv);
-    for (size_t r = 0; r < jac.rows.size(); ++r)
+    const size_t nOrig = jac.rows.size();
+
+    // Which variables each row touches, and which rows each variable has.
+    Lists rowVars;
+    rowVars.start.reserve(nOrig + 1);
+    rowVars.items.reserve(jac.entries.size());
+    std::vector<int> varCount(nv + 1, 0);
+    for (size_t r = 0; r < nOrig; ++r)
     {
-        const JacRow& src = jac.rows[r];
-        WorkRow w;
-        w.entries = src.entries;
-        w.residual = src.residual;
-        w.origins = {src.relation};
-        VarsOf(jac, w.entries, rowVars[r]);
-        for (int v : rowVars[r])
+        rowVars.start.push_back(static_cast<int>(rowVars.items.size()));
+        const JacRow& row = jac.rows[r];
+        int last = -1;
+        for (const Entry* e = jac.Begin(row); e != jac.End(row); ++e)
         {
-            varRows[static_cast<size_t>(v)].push_back(static_cast<int>(r));
+            const int v = jac.colVar[static_cast<size_t>(e->col)];
+            if (v != last)
+            {
+                rowVars.items.push_back(v);
+                ++varCount[static_cast<size_t>(v) + 1];
+                last = v;
+            }
         }
-        if (rowVars[r].empty())
+    }
+    rowVars.start.push_back(static_cast<int>(rowVars.items.size()));
+    Lists varRows;
+    varRows.start.assign(nv + 1, 0);
+    for (size_t v = 0; v < nv; ++v)
+    {
+        varRows.start[v + 1] = varRows.start[v] + varCount[v + 1];
+    }
+    varRows.items.resize(rowVars.items.size());
+    {
+        std::vector<int> fill(varRows.start.begin(), varRows.start.end() - 1);
+        for (size_t r = 0; r < nOrig; ++r)
+        {
+            for (const int* v = rowVars.Begin(r); v != rowVars.End(r); ++v)
+            {
+                varRows.items[static_cast<size_t>(fill[static_cast<size_t>(*v)]++)] =
+                    static_cast<int>(r);
+            }
+        }
+    }
+    std::vector<char> alive(nOrig, 1);
+    for (size_t r = 0; r < nOrig; ++r)
+    {
+        if (rowVars.Begin(r) == rowVars.End(r))
         {
             // A relation between given nodes: it only states a fact about them.
-            out.dependencies.push_back({w.origins, w.residual});
-            w.alive = false;
+            out.dependencies.push_back({{jac.rows[r].relation}, jac.rows[r].residual});
+            alive[r] = 0;
         }
-        rows.push_back(std::move(w));
     }
     out.order = PlacingOrder(jac, rowVars, varRows);
+
+    // Rows made by elimination get ids from nOrig on; extraRows lists them per variable.
+    std::vector<Derived> derived;
+    std::vector<Entry> derivedEntries;
+    std::vector<int> originPool;
+    std::vector<std::vector<int>> extraRows(nv);
+    auto entriesOf = [&](int id, const Entry*& b, const Entry*& e, double& residual)
+    {
+        if (static_cast<size_t>(id) < nOrig)
+        {
+            const JacRow& row = jac.rows[static_cast<size_t>(id)];
+            b = jac.Begin(row);
+            e = jac.End(row);
+            residual = row.residual;
+        }
+        else
+        {
+            const Derived& d = derived[static_cast<size_t>(id) - nOrig];
+            b = derivedEntries.data() + d.first;
+            e = b + d.count;
+            residual = d.residual;
+        }
+    };
 
     std::vector<int> block;
     std::vector<int> others;
     std::vector<double> dense;
-    std::vector<int> scratch;
-    std::vector<int> touched;
+    std::vector<int> origins;
+    out.blocks.reserve(nv);
+    out.perm.reserve(jac.colVar.size());
     for (auto it = out.order.rbegin(); it != out.order.rend(); ++it)
     {
         const int v = *it;
@@ -182,33 +231,50 @@ Elimination Eliminate(const Jacobian& jac)
         const int first = var.firstCol;
         const int k = var.cols;
         block.clear();
-        for (int r : varRows[static_cast<size_t>(v)])
+        for (const int* r = varRows.Begin(static_cast<size_t>(v));
+             r != varRows.End(static_cast<size_t>(v)); ++r)
         {
-            if (rows[static_cast<size_t>(r)].alive)
+            if (alive[static_cast<size_t>(*r)])
+            {
+                block.push_back(*r);
+            }
+        }
+        for (int r : extraRows[static_cast<size_t>(v)])
+        {
+            if (alive[static_cast<size_t>(r)])
             {
                 block.push_back(r);
             }
         }
         PivotBlock pb;
         pb.var = v;
+        pb.cols = k;
+        pb.permFirst = static_cast<int>(out.perm.size());
+        pb.ownFirst = static_cast<int>(out.own.size());
+        pb.restFirst = static_cast<int>(out.restRows.size());
         for (int c = 0; c < k; ++c)
         {
-            pb.perm.push_back(first + c);
+            out.perm.push_back(first + c);
         }
         if (block.empty())
         {
-            out.blocks.push_back(std::move(pb));
+            out.blocks.push_back(pb);
             continue;
         }
+        int* perm = out.perm.data() + pb.permFirst;
         // Dense block: the variable's columns, the other columns the rows touch, the residual.
         others.clear();
         for (int r : block)
         {
-            for (const Entry& e : rows[static_cast<size_t>(r)].entries)
+            const Entry* b = nullptr;
+            const Entry* e = nullptr;
+            double residual = 0.0;
+            entriesOf(r, b, e, residual);
+            for (; b != e; ++b)
             {
-                if (e.col < first || e.col >= first + k)
+                if (b->col < first || b->col >= first + k)
                 {
-                    others.push_back(e.col);
+                    others.push_back(b->col);
                 }
             }
         }
@@ -219,23 +285,26 @@ Elimination Eliminate(const Jacobian& jac)
         dense.assign(m * width, 0.0);
         for (size_t i = 0; i < m; ++i)
         {
-            const WorkRow& w = rows[static_cast<size_t>(block[i])];
-            for (const Entry& e : w.entries)
+            const Entry* b = nullptr;
+            const Entry* e = nullptr;
+            double residual = 0.0;
+            entriesOf(block[i], b, e, residual);
+            for (; b != e; ++b)
             {
                 size_t c = 0;
-                if (e.col >= first && e.col < first + k)
+                if (b->col >= first && b->col < first + k)
                 {
-                    c = static_cast<size_t>(e.col - first);
+                    c = static_cast<size_t>(b->col - first);
                 }
                 else
                 {
                     c = static_cast<size_t>(k) +
-                        static_cast<size_t>(std::lower_bound(others.begin(), others.end(), e.col) -
+                        static_cast<size_t>(std::lower_bound(others.begin(), others.end(), b->col) -
                                             others.begin());
                 }
-                dense[i * width + c] = e.value;
+                dense[i * width + c] = b->value;
             }
-            dense[i * width + width - 1] = w.residual;
+            dense[i * width + width - 1] = residual;
         }
         auto at = [&](size_t i, size_t c) -> double& { return dense[i * width + c]; };
         // Householder QR with column pivoting over the variable's own columns.
@@ -246,14 +315,14 @@ Elimination Eliminate(const Jacobian& jac)
             double bestNorm = -1.0;
             for (size_t c = j; c < static_cast<size_t>(k); ++c)
             {
-                double s = 0.0;
+                double sum = 0.0;
                 for (size_t i = j; i < m; ++i)
                 {
-                    s += at(i, c) * at(i, c);
+                    sum += at(i, c) * at(i, c);
                 }
-                if (s > bestNorm)
+                if (sum > bestNorm)
                 {
-                    bestNorm = s;
+                    bestNorm = sum;
                     best = c;
                 }
             }
@@ -267,7 +336,7 @@ Elimination Eliminate(const Jacobian& jac)
                 {
                     std::swap(at(i, j), at(i, best));
                 }
-                std::swap(pb.perm[j], pb.perm[best]);
+                std::swap(perm[j], perm[best]);
             }
             const double norm = std::sqrt(bestNorm);
             const double alpha = at(j, j) > 0.0 ? -norm : norm;
@@ -282,12 +351,12 @@ Elimination Eliminate(const Jacobian& jac)
             {
                 for (size_t c = j + 1; c < width; ++c)
                 {
-                    double s = v0 * at(j, c);
+                    double sum = v0 * at(j, c);
                     for (size_t i = j + 1; i < m; ++i)
                     {
-                        s += at(i, j) * at(i, c);
+                        sum += at(i, j) * at(i, c);
                     }
-                    const double f = 2.0 * s / vv;
+                    const double f = 2.0 * sum / vv;
                     at(j, c) -= f * v0;
                     for (size_t i = j + 1; i < m; ++i)
                     {
@@ -308,62 +377,82 @@ Elimination Eliminate(const Jacobian& jac)
         {
             for (size_t c = 0; c < static_cast<size_t>(k); ++c)
             {
-                pb.own.push_back(at(i, c));
+                out.own.push_back(at(i, c));
             }
-            std::vector<Entry> rest;
+            const int restStart = static_cast<int>(out.restEntries.size());
             for (size_t c = 0; c < others.size(); ++c)
             {
                 const double value = at(i, static_cast<size_t>(k) + c);
                 if (std::fabs(value) > kDropTol)
                 {
-                    rest.push_back({others[c], value});
+                    out.restEntries.push_back({others[c], value});
                 }
             }
-            pb.rest.push_back(std::move(rest));
-        }
-        // What the rows say beyond the pivots carries on to the variables placed earlier.
-        std::vector<int> origins;
-        if (rank < m)
-        {
-            for (int r : block)
-            {
-                MergeOrigins(origins, rows[static_cast<size_t>(r)], scratch);
-            }
+            out.restRows.push_back(
+                {restStart, static_cast<int>(out.restEntries.size()) - restStart});
         }
         for (int r : block)
         {
-            WorkRow& w = rows[static_cast<size_t>(r)];
-            w.alive = false;
-            w.entries.clear();
-            w.entries.shrink_to_fit();
+            alive[static_cast<size_t>(r)] = 0;
+        }
+        // What the rows say beyond the pivots carries on to the variables placed earlier.
+        if (rank < m)
+        {
+            origins.clear();
+            for (int r : block)
+            {
+                if (static_cast<size_t>(r) < nOrig)
+                {
+                    origins.push_back(jac.rows[static_cast<size_t>(r)].relation);
+                }
+                else
+                {
+                    const Derived& d = derived[static_cast<size_t>(r) - nOrig];
+                    origins.insert(origins.end(), originPool.begin() + d.originFirst,
+                                   originPool.begin() + d.originFirst + d.originCount);
+                }
+            }
+            std::sort(origins.begin(), origins.end());
+            origins.erase(std::unique(origins.begin(), origins.end()), origins.end());
         }
         for (size_t i = rank; i < m; ++i)
         {
-            WorkRow derived;
-            derived.residual = at(i, width - 1);
-            derived.origins = origins;
+            Derived d;
+            d.residual = at(i, width - 1);
+            d.first = static_cast<int>(derivedEntries.size());
             for (size_t c = 0; c < others.size(); ++c)
             {
                 const double value = at(i, static_cast<size_t>(k) + c);
                 if (std::fabs(value) > kRankTol)
                 {
-                    derived.entries.push_back({others[c], value});
+                    derivedEntries.push_back({others[c], value});
                 }
             }
-            if (derived.entries.empty())
+            d.count = static_cast<int>(derivedEntries.size()) - d.first;
+            if (d.count == 0)
             {
-                out.dependencies.push_back({derived.origins, derived.residual});
+                out.dependencies.push_back({origins, d.residual});
                 continue;
             }
-            const int id = static_cast<int>(rows.size());
-            VarsOf(jac, derived.entries, touched);
-            for (int u : touched)
+            d.originFirst = static_cast<int>(originPool.size());
+            d.originCount = static_cast<int>(origins.size());
+            originPool.insert(originPool.end(), origins.begin(), origins.end());
+            const int id = static_cast<int>(nOrig + derived.size());
+            derived.push_back(d);
+            alive.push_back(1);
+            int last = -1;
+            for (int e = d.first; e < d.first + d.count; ++e)
             {
-                varRows[static_cast<size_t>(u)].push_back(id);
+                const int u =
+                    jac.colVar[static_cast<size_t>(derivedEntries[static_cast<size_t>(e)].col)];
+                if (u != last)
+                {
+                    extraRows[static_cast<size_t>(u)].push_back(id);
+                    last = u;
+                }
             }
-            rows.push_back(std::move(derived));
         }
-        out.blocks.push_back(std::move(pb));
+        out.blocks.push_back(pb);
     }
     return out;
 }
@@ -392,27 +481,31 @@ std::vector<int> VariableFreedoms(const Jacobian& jac, const Elimination& elim)
     for (auto it = elim.blocks.rbegin(); it != elim.blocks.rend(); ++it)
     {
         const PivotBlock& pb = *it;
-        const int k = static_cast<int>(pb.perm.size());
+        const int k = pb.cols;
+        const int* perm = elim.perm.data() + pb.permFirst;
+        const double* own = elim.own.data() + pb.ownFirst;
         for (int s = 0; s < kSamples; ++s)
         {
             double* xs = &x[static_cast<size_t>(s) * static_cast<size_t>(jac.Cols())];
             for (int c = pb.rank; c < k; ++c)
             {
-                xs[pb.perm[static_cast<size_t>(c)]] = next();
+                xs[perm[c]] = next();
             }
             for (int i = pb.rank - 1; i >= 0; --i)
             {
                 double sum = 0.0;
-                for (const Entry& e : pb.rest[static_cast<size_t>(i)])
+                const auto [restFirst, restCount] =
+                    elim.restRows[static_cast<size_t>(pb.restFirst + i)];
+                for (int e = restFirst; e < restFirst + restCount; ++e)
                 {
-                    sum += e.value * xs[e.col];
+                    const Entry& entry = elim.restEntries[static_cast<size_t>(e)];
+                    sum += entry.value * xs[entry.col];
                 }
                 for (int c = i + 1; c < k; ++c)
                 {
-                    sum += pb.own[static_cast<size_t>(i * k + c)] *
-                           xs[pb.perm[static_cast<size_t>(c)]];
+                    sum += own[i * k + c] * xs[perm[c]];
                 }
-                xs[pb.perm[static_cast<size_t>(i)]] = -sum / pb.own[static_cast<size_t>(i * k + i)];
+                xs[perm[i]] = -sum / own[i * k + i];
             }
         }
     }

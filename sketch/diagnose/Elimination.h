@@ -6,6 +6,7 @@
 
 #include "Jacobian.h"
 
+#include <utility>
 #include <vector>
 
 namespace qsolver::diagnose
@@ -20,18 +21,18 @@ struct Dependency
     double residual = 0.0;
 };
 
-/// The rows that fixed one variable's pivot columns, kept for back substitution.
+/// The rows that fixed one variable's pivot columns, kept for back substitution: its columns
+/// (pivots first) at perm[permFirst ..), `rank` rows over them (row-major, upper triangular on
+/// the pivots) at own[ownFirst ..), and per pivot row its entries on columns of variables placed
+/// before this one, restRows[restFirst + i] = (first, count) in restEntries.
 struct PivotBlock
 {
     int var = -1;
     int rank = 0;
-    /// The variable's columns, pivots first.
-    std::vector<int> perm;
-    /// rank rows over the variable's columns (in perm order), row-major, upper triangular on
-    /// the pivots.
-    std::vector<double> own;
-    /// Per pivot row, its entries on columns of variables placed before this one.
-    std::vector<std::vector<Entry>> rest;
+    int cols = 0;
+    int permFirst = 0;
+    int ownFirst = 0;
+    int restFirst = 0;
 };
 
 struct Elimination
@@ -40,6 +41,10 @@ struct Elimination
     /// Variables in the order they can be placed; elimination ran in reverse.
     std::vector<int> order;
     std::vector<PivotBlock> blocks; ///< in elimination order
+    std::vector<int> perm;
+    std::vector<double> own;
+    std::vector<std::pair<int, int>> restRows;
+    std::vector<Entry> restEntries;
     std::vector<Dependency> dependencies;
 };
 

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <unordered_map>
+#include <utility>
 
 namespace qsolver::diagnose
 {
@@ -69,6 +71,59 @@ LineFrame FrameOf(CNode* n)
     return f;
 }
 
+/// Node pointer to creation index: open addressing over a power-of-two table, no allocation
+/// per node (one lookup per relation end).
+class NodeIndex
+{
+public:
+    void Reset(size_t count)
+    {
+        size_t size = 16;
+        while (size < 2 * count)
+        {
+            size *= 2;
+        }
+        m_keys.assign(size, nullptr);
+        m_values.assign(size, -1);
+        m_mask = size - 1;
+    }
+    void Insert(const CNode* key, int value)
+    {
+        size_t i = Slot(key);
+        while (m_keys[i] != nullptr && m_keys[i] != key)
+        {
+            i = (i + 1) & m_mask;
+        }
+        m_keys[i] = key;
+        m_values[i] = value;
+    }
+    int Find(const CNode* key) const
+    {
+        for (size_t i = Slot(key);; i = (i + 1) & m_mask)
+        {
+            if (m_keys[i] == key)
+            {
+                return m_values[i];
+            }
+            if (m_keys[i] == nullptr)
+            {
+                return -1;
+            }
+        }
+    }
+
+private:
+    size_t Slot(const CNode* key) const
+    {
+        const auto bits = static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(key));
+        return static_cast<size_t>((bits >> 4) * 0x9e3779b97f4a7c15ull >> 20) & m_mask;
+    }
+
+    std::vector<const CNode*> m_keys;
+    std::vector<int> m_values;
+    size_t m_mask = 0;
+};
+
 class Builder
 {
 public:
@@ -79,6 +134,11 @@ public:
         CollectNodes(sketch);
         MeasureExtent();
         MakeNodeVariables();
+        const size_t rels = static_cast<size_t>(sketch.Relations().GetCount());
+        m_jac.rels.reserve(rels);
+        m_jac.relFirstRow.reserve(rels + 1);
+        m_jac.rows.reserve(rels + rels / 4);
+        m_jac.entries.reserve(4 * rels);
         POSITION pos = sketch.Relations().GetHeadPosition();
         while (pos != nullptr)
         {
@@ -95,11 +155,14 @@ public:
 private:
     void CollectNodes(Sketch& sketch)
     {
+        const size_t count = static_cast<size_t>(sketch.Nodes().GetCount());
+        m_jac.nodes.reserve(count);
+        m_index.Reset(count);
         POSITION pos = sketch.Nodes().GetHeadPosition();
         while (pos != nullptr)
         {
             CNode* node = sketch.Nodes().GetNext(pos);
-            m_index[node] = static_cast<int>(m_jac.nodes.size());
+            m_index.Insert(node, static_cast<int>(m_jac.nodes.size()));
             m_jac.nodes.push_back(node);
         }
     }
@@ -163,6 +226,10 @@ private:
 
     void MakeNodeVariables()
     {
+        m_jac.nodeGiven.reserve(m_jac.nodes.size());
+        m_jac.nodeVar.reserve(m_jac.nodes.size());
+        m_jac.vars.reserve(m_jac.nodes.size());
+        m_jac.colVar.reserve(2 * m_jac.nodes.size());
         for (size_t i = 0; i < m_jac.nodes.size(); ++i)
         {
             CNode* n = m_jac.nodes[i];
@@ -176,12 +243,12 @@ private:
     /// First column of the node's freedoms, or -1 when it is given.
     int Col(CNode* n) const
     {
-        auto it = m_index.find(n);
-        if (it == m_index.end())
+        const int index = m_index.Find(n);
+        if (index < 0)
         {
             return -1;
         }
-        const int var = m_jac.nodeVar[static_cast<size_t>(it->second)];
+        const int var = m_jac.nodeVar[static_cast<size_t>(index)];
         return var < 0 ? -1 : m_jac.vars[static_cast<size_t>(var)].firstCol;
     }
 
@@ -239,38 +306,48 @@ private:
 
     void EndRow(int relation, double residual)
     {
-        std::sort(m_entries.begin(), m_entries.end(),
-                  [](const Entry& a, const Entry& b) { return a.col < b.col; });
+        // A handful of entries: insertion sort.
+        for (size_t i = 1; i < m_entries.size(); ++i)
+        {
+            for (size_t j = i; j > 0 && m_entries[j].col < m_entries[j - 1].col; --j)
+            {
+                std::swap(m_entries[j], m_entries[j - 1]);
+            }
+        }
         JacRow row;
         row.relation = relation;
-        double norm2 = 0.0;
+        row.first = static_cast<int>(m_jac.entries.size());
         for (const Entry& e : m_entries)
         {
-            if (!row.entries.empty() && row.entries.back().col == e.col)
+            if (m_jac.entries.size() > static_cast<size_t>(row.first) &&
+                m_jac.entries.back().col == e.col)
             {
-                row.entries.back().value += e.value;
+                m_jac.entries.back().value += e.value;
             }
             else
             {
-                row.entries.push_back(e);
+                m_jac.entries.push_back(e);
             }
         }
         m_entries.clear();
-        for (const Entry& e : row.entries)
+        row.count = static_cast<int>(m_jac.entries.size()) - row.first;
+        double norm2 = 0.0;
+        for (int i = row.first; i < row.first + row.count; ++i)
         {
-            norm2 += e.value * e.value;
+            norm2 += m_jac.entries[static_cast<size_t>(i)].value *
+                     m_jac.entries[static_cast<size_t>(i)].value;
         }
         const double norm = std::sqrt(norm2);
         if (norm > 0.0)
         {
-            for (Entry& e : row.entries)
+            for (int i = row.first; i < row.first + row.count; ++i)
             {
-                e.value /= norm;
+                m_jac.entries[static_cast<size_t>(i)].value /= norm;
             }
             residual /= norm;
         }
         row.residual = residual;
-        m_jac.rows.push_back(std::move(row));
+        m_jac.rows.push_back(row);
     }
 
     void AddRelation(int r, CRel* rel)
@@ -330,7 +407,7 @@ private:
             EndRow(r, d.y);
             return;
         }
-        const double len = std::hypot(d.x, d.y);
+        const double len = std::sqrt(d.x * d.x + d.y * d.y);
         // Points on top of each other give the distance no direction; any one will do.
         const V2 u = len > 0.0 ? V2{d.x / len, d.y / len} : V2{1.0, 0.0};
         PutPoint(a, {-u.x, -u.y});
@@ -443,7 +520,7 @@ private:
 
     Jacobian& m_jac;
     bool m_fixesAsRows;
-    std::unordered_map<CNode*, int> m_index;
+    NodeIndex m_index;
     std::unordered_map<CVal*, int> m_valueVar;
     std::vector<Entry> m_entries;
 };

@@ -20,11 +20,13 @@ struct Entry
     double value = 0.0;
 };
 
-/// One equation: its derivatives (sorted by column, unit norm when not empty), its residual
-/// (measured minus wanted, divided by the same norm) and the relation it comes from.
+/// One equation: its derivatives (entries[first .. first + count) of the Jacobian, sorted by
+/// column, unit norm when not empty), its residual (measured minus wanted, divided by the same
+/// norm) and the relation it comes from.
 struct JacRow
 {
-    std::vector<Entry> entries;
+    int first = 0;
+    int count = 0;
     double residual = 0.0;
     int relation = -1;
 };
@@ -42,6 +44,7 @@ struct Jacobian
     std::vector<Variable> vars;
     std::vector<int> colVar; ///< the variable of each column
     std::vector<JacRow> rows;
+    std::vector<Entry> entries; ///< the rows' derivatives, row after row
     /// Per node in creation order: its variable, or -1 when it is given (fixed or reference).
     std::vector<int> nodeVar;
     std::vector<bool> nodeGiven;
@@ -53,6 +56,8 @@ struct Jacobian
     double extent = 1.0;
 
     int Cols() const { return static_cast<int>(colVar.size()); }
+    const Entry* Begin(const JacRow& row) const { return entries.data() + row.first; }
+    const Entry* End(const JacRow& row) const { return entries.data() + row.first + row.count; }
 };
 
 /// Builds the Jacobian of the sketch. Normally fixed and reference nodes have no columns and

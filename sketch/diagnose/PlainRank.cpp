@@ -38,9 +38,9 @@ int CountFreedomsPlain(Sketch& sketch, RankMethod method)
         Eigen::MatrixXd m = Eigen::MatrixXd::Zero(rows, cols);
         for (size_t r = 0; r < jac.rows.size(); ++r)
         {
-            for (const diagnose::Entry& e : jac.rows[r].entries)
+            for (const diagnose::Entry* e = jac.Begin(jac.rows[r]); e != jac.End(jac.rows[r]); ++e)
             {
-                m(static_cast<Eigen::Index>(r), e.col) = e.value;
+                m(static_cast<Eigen::Index>(r), e->col) = e->value;
             }
         }
         Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(m);
@@ -50,9 +50,9 @@ int CountFreedomsPlain(Sketch& sketch, RankMethod method)
     std::vector<Eigen::Triplet<double>> triplets;
     for (size_t r = 0; r < jac.rows.size(); ++r)
     {
-        for (const diagnose::Entry& e : jac.rows[r].entries)
+        for (const diagnose::Entry* e = jac.Begin(jac.rows[r]); e != jac.End(jac.rows[r]); ++e)
         {
-            triplets.emplace_back(static_cast<Eigen::Index>(r), e.col, e.value);
+            triplets.emplace_back(static_cast<Eigen::Index>(r), e->col, e->value);
         }
     }
     Eigen::SparseMatrix<double> m(rows, cols);
