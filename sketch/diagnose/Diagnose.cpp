@@ -32,7 +32,7 @@ constexpr double kHoldShare = 1e-6;
 // Weights of a dependency below this share of its largest are rounding, not support.
 constexpr double kSupportTol = 1e-9;
 // The dense pass costs the square of the relations it sees; beyond this many it is skipped.
-constexpr size_t kMaxDependent = 3000;
+constexpr size_t kMaxDependent = 500;
 
 struct DependencyResult
 {
@@ -44,10 +44,11 @@ struct DependencyResult
 DependencyResult FindDependencies(Sketch& sketch, const Elimination& elim)
 {
     DependencyResult result;
-    std::vector<int> involved;
-    for (const Dependency& d : elim.dependencies)
+    std::vector<int> involved = elim.dependentRelations;
+    if (!elim.dependentRelationsComplete)
     {
-        involved.insert(involved.end(), d.relations.begin(), d.relations.end());
+        result.complete = false;
+        return result;
     }
     if (involved.empty())
     {
@@ -230,7 +231,7 @@ Diagnostics Diagnose(Sketch& sketch)
     using namespace diagnose;
     Diagnostics out;
     const Jacobian jac = BuildJacobian(sketch, false);
-    const Elimination elim = Eliminate(jac);
+    const Elimination elim = Eliminate(jac, kMaxDependent);
     out.unknowns = jac.Cols();
     out.rank = elim.rank;
     out.dof = out.unknowns - out.rank;

@@ -124,20 +124,21 @@ std::vector<int> PlacingOrder(const Jacobian& jac, const Lists& rowVars, const L
     return order;
 }
 
-/// A row made by elimination: entries and origins (the relations combined into it, sorted)
-/// in the shared pools.
+/// A row made by elimination: its entries, and the rows it was combined from (its parents),
+/// in the shared pools. Parents, not relations: a row carried far would copy a long list of
+/// relations at every step.
 struct Derived
 {
     int first = 0;
     int count = 0;
     double residual = 0.0;
-    int originFirst = 0;
-    int originCount = 0;
+    int parentFirst = 0;
+    int parentCount = 0;
 };
 
 } // namespace
 
-Elimination Eliminate(const Jacobian& jac)
+Elimination Eliminate(const Jacobian& jac, size_t maxDependent)
 {
     Elimination out;
     const size_t nv = jac.vars.size();
@@ -184,12 +185,15 @@ Elimination Eliminate(const Jacobian& jac)
         }
     }
     std::vector<char> alive(nOrig, 1);
+    // Rows combined into dependencies: the relations behind them are what may conflict.
+    std::vector<int> roots;
     for (size_t r = 0; r < nOrig; ++r)
     {
         if (rowVars.Begin(r) == rowVars.End(r))
         {
             // A relation between given nodes: it only states a fact about them.
-            out.dependencies.push_back({{jac.rows[r].relation}, jac.rows[r].residual});
+            ++out.dependencies;
+            roots.push_back(static_cast<int>(r));
             alive[r] = 0;
         }
     }
@@ -198,7 +202,7 @@ Elimination Eliminate(const Jacobian& jac)
     // Rows made by elimination get ids from nOrig on; extraRows lists them per variable.
     std::vector<Derived> derived;
     std::vector<Entry> derivedEntries;
-    std::vector<int> originPool;
+    std::vector<int> parentPool;
     std::vector<std::vector<int>> extraRows(nv);
     auto entriesOf = [&](int id, const Entry*& b, const Entry*& e, double& residual)
     {
@@ -221,7 +225,6 @@ Elimination Eliminate(const Jacobian& jac)
     std::vector<int> block;
     std::vector<int> others;
     std::vector<double> dense;
-    std::vector<int> origins;
     out.blocks.reserve(nv);
     out.perm.reserve(jac.colVar.size());
     for (auto it = out.order.rbegin(); it != out.order.rend(); ++it)
@@ -396,24 +399,10 @@ Elimination Eliminate(const Jacobian& jac)
             alive[static_cast<size_t>(r)] = 0;
         }
         // What the rows say beyond the pivots carries on to the variables placed earlier.
+        const int parentFirst = static_cast<int>(parentPool.size());
         if (rank < m)
         {
-            origins.clear();
-            for (int r : block)
-            {
-                if (static_cast<size_t>(r) < nOrig)
-                {
-                    origins.push_back(jac.rows[static_cast<size_t>(r)].relation);
-                }
-                else
-                {
-                    const Derived& d = derived[static_cast<size_t>(r) - nOrig];
-                    origins.insert(origins.end(), originPool.begin() + d.originFirst,
-                                   originPool.begin() + d.originFirst + d.originCount);
-                }
-            }
-            std::sort(origins.begin(), origins.end());
-            origins.erase(std::unique(origins.begin(), origins.end()), origins.end());
+            parentPool.insert(parentPool.end(), block.begin(), block.end());
         }
         for (size_t i = rank; i < m; ++i)
         {
@@ -431,12 +420,12 @@ Elimination Eliminate(const Jacobian& jac)
             d.count = static_cast<int>(derivedEntries.size()) - d.first;
             if (d.count == 0)
             {
-                out.dependencies.push_back({origins, d.residual});
+                ++out.dependencies;
+                roots.insert(roots.end(), block.begin(), block.end());
                 continue;
             }
-            d.originFirst = static_cast<int>(originPool.size());
-            d.originCount = static_cast<int>(origins.size());
-            originPool.insert(originPool.end(), origins.begin(), origins.end());
+            d.parentFirst = parentFirst;
+            d.parentCount = static_cast<int>(block.size());
             const int id = static_cast<int>(nOrig + derived.size());
             derived.push_back(d);
             alive.push_back(1);
@@ -454,6 +443,39 @@ Elimination Eliminate(const Jacobian& jac)
         }
         out.blocks.push_back(pb);
     }
+
+    // The relations behind the dependencies, found through the rows' parents.
+    std::vector<char> seenRow(alive.size(), 0);
+    std::vector<char> seenRel(jac.rels.size(), 0);
+    while (!roots.empty())
+    {
+        const int r = roots.back();
+        roots.pop_back();
+        if (seenRow[static_cast<size_t>(r)])
+        {
+            continue;
+        }
+        seenRow[static_cast<size_t>(r)] = 1;
+        if (static_cast<size_t>(r) >= nOrig)
+        {
+            const Derived& d = derived[static_cast<size_t>(r) - nOrig];
+            roots.insert(roots.end(), parentPool.begin() + d.parentFirst,
+                         parentPool.begin() + d.parentFirst + d.parentCount);
+            continue;
+        }
+        const int rel = jac.rows[static_cast<size_t>(r)].relation;
+        if (!seenRel[static_cast<size_t>(rel)])
+        {
+            if (out.dependentRelations.size() >= maxDependent)
+            {
+                out.dependentRelationsComplete = false;
+                break;
+            }
+            seenRel[static_cast<size_t>(rel)] = 1;
+            out.dependentRelations.push_back(rel);
+        }
+    }
+    std::sort(out.dependentRelations.begin(), out.dependentRelations.end());
     return out;
 }
 

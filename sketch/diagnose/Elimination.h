@@ -12,15 +12,6 @@
 namespace qsolver::diagnose
 {
 
-/// Rows that elimination reduced to nothing: a dependency among the original rows.
-struct Dependency
-{
-    /// The relations whose rows were combined (a superset of the dependency's support).
-    std::vector<int> relations;
-    /// The combined residual: far from zero when the relations cannot hold together.
-    double residual = 0.0;
-};
-
 /// The rows that fixed one variable's pivot columns, kept for back substitution: its columns
 /// (pivots first) at perm[permFirst ..), `rank` rows over them (row-major, upper triangular on
 /// the pivots) at own[ownFirst ..), and per pivot row its entries on columns of variables placed
@@ -45,10 +36,16 @@ struct Elimination
     std::vector<double> own;
     std::vector<std::pair<int, int>> restRows;
     std::vector<Entry> restEntries;
-    std::vector<Dependency> dependencies;
+    /// Rows that elimination reduced to nothing: dependencies among the original rows.
+    int dependencies = 0;
+    /// The relations whose rows were combined into them (a superset of the dependencies'
+    /// support), sorted; cut short at the limit given to Eliminate.
+    std::vector<int> dependentRelations;
+    bool dependentRelationsComplete = true;
 };
 
-Elimination Eliminate(const Jacobian& jac);
+/// Eliminates every variable; names at most `maxDependent` dependent relations.
+Elimination Eliminate(const Jacobian& jac, size_t maxDependent);
 
 /// Per variable, the freedoms of its columns that the null space reaches (0 to its columns).
 std::vector<int> VariableFreedoms(const Jacobian& jac, const Elimination& elim);
