@@ -2,7 +2,7 @@
 # Installs the Debian packages the build, the tests and the tools need, when any is missing.
 set -euo pipefail
 packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
-    libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    libeigen3-dev # sparse factorisations: the least-squares drive, Drag, the diagnostics
     python3-ezdxf # the DXF export is read back by another program in the tests
     "$@")
 missing=()

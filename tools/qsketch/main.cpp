@@ -11,7 +11,7 @@ namespace
 
 const char* const kUsage =
     "usage: qsketch [demo]                 run the built-in example, write demo.svg\n"
-    "       qsketch analyse FILE           rigid clusters, stripped nodes, verdict\n"
+    "       qsketch analyse FILE [--svg OUT.svg]  clusters, verdict, freedoms, node status\n"
     "       qsketch drive FILE --set REL=VALUE [--set ...] [-o OUT.json] [--svg OUT.svg]\n"
     "                                      change dimensions and re-solve in one pass\n"
     "       qsketch drag FILE --point P --to X,Y [-o OUT.json] [--svg OUT.svg]\n"
@@ -126,10 +126,11 @@ int Run(int argc, char** argv)
             options.sets.empty() ? "drag needs --point P and --to X,Y" : "--set belongs to drive";
     }
     if (problem.empty() && options.command != "drive" && options.command != "drag" &&
-        (!options.sets.empty() || !options.svg.empty()))
+        (!options.sets.empty() || (!options.svg.empty() && options.command != "analyse")))
     {
-        problem = options.sets.empty() ? "--svg belongs to drive (render writes with -o)"
-                                       : "--set belongs to drive";
+        problem = options.sets.empty()
+                      ? "--svg belongs to drive, drag and analyse (render writes with -o)"
+                      : "--set belongs to drive";
     }
     if (problem.empty() && options.command == "analyse" && !options.out.empty())
     {
