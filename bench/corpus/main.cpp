@@ -1,0 +1,558 @@
+// qsolver_corpus: the seeded edit corpus and its side-by-side runner.
+//   generate DIR   draws the edits, follows each with the other solver to a reference, writes
+//   run DIR        drives every edit through Qsolver and the other solver, tables the verdicts
+//   drag DIR       drags a point of the edits' sketches to where the reference puts it
+#include "Corpus.h"
+#include "Files.h"
+#include "Judge.h"
+#include "Realise.h"
+#include "Sides.h"
+
+#include "../Timing.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace qsolver::corpus
+{
+namespace
+{
+
+const uint64_t kDefaultSeed = 20261124;
+// Candidates drawn for one edit before its slot is given up.
+const int kMaxAttempts = 40;
+// Progress lines come at most this often (ms), and at the end.
+const double kProgressMs = 2000.0;
+
+struct Options
+{
+    std::string command;
+    std::string dir;
+    uint64_t seed = kDefaultSeed;
+    int perFamily = 0;  // 0: the default quotas
+    std::string family; // empty: all
+    std::string md;     // where to write the Markdown table
+    std::string log;    // where to write one line per edit
+    int every = 1;      // drag: every k-th edit
+    int steps = 10;     // drag: steps per drag
+    bool withOther = true;
+};
+
+void Usage()
+{
+    std::fprintf(stderr,
+                 "usage: qsolver_corpus generate DIR [--seed N] [--per-family N]\n"
+                 "       qsolver_corpus run DIR [--family F] [--md FILE] [--log FILE] [--no-other]\n"
+                 "       qsolver_corpus drag DIR [--family F] [--every K] [--steps N] [--md FILE]\n"
+                 "                              [--log FILE]\n");
+}
+
+bool ParseOptions(int argc, char** argv, Options& o)
+{
+    if (argc < 3)
+    {
+        return false;
+    }
+    o.command = argv[1];
+    o.dir = argv[2];
+    if (o.command != "generate" && o.command != "run" && o.command != "drag")
+    {
+        return false;
+    }
+    for (int i = 3; i < argc; ++i)
+    {
+        const std::string a = argv[i];
+        const bool more = i + 1 < argc;
+        if (a == "--seed" && more)
+        {
+            o.seed = std::strtoull(argv[++i], nullptr, 10);
+        }
+        else if (a == "--per-family" && more)
+        {
+            o.perFamily = std::atoi(argv[++i]);
+        }
+        else if (a == "--family" && more)
+        {
+            o.family = argv[++i];
+        }
+        else if (a == "--md" && more)
+        {
+            o.md = argv[++i];
+        }
+        else if (a == "--log" && more)
+        {
+            o.log = argv[++i];
+        }
+        else if (a == "--every" && more)
+        {
+            o.every = std::max(1, std::atoi(argv[++i]));
+        }
+        else if (a == "--steps" && more)
+        {
+            o.steps = std::max(1, std::atoi(argv[++i]));
+        }
+        else if (a == "--no-other")
+        {
+            o.withOther = false;
+        }
+        else
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+uint64_t Mix(uint64_t seed, uint64_t a, uint64_t b)
+{
+    Random r(seed ^ (a * 0x9e3779b97f4a7c15ULL) ^ (b * 0xc2b2ae3d27d4eb4fULL));
+    return r.Next();
+}
+
+// Prints a progress line when it is time.
+class Progress
+{
+public:
+    Progress(const char* what, size_t total) : m_what(what), m_total(total) {}
+    void Step(size_t done, const std::string& note)
+    {
+        if (done == m_total || m_watch.Ms() - m_last > kProgressMs)
+        {
+            m_last = m_watch.Ms();
+            std::fprintf(stderr, "%s: %zu/%zu, %.0f s%s%s\n", m_what, done, m_total,
+                         m_last / 1000.0, note.empty() ? "" : "; ", note.c_str());
+        }
+    }
+
+private:
+    const char* m_what;
+    size_t m_total;
+    bench::Stopwatch m_watch;
+    double m_last = 0.0;
+};
+
+int Generate(const Options& o)
+{
+    ::mkdir(o.dir.c_str(), 0777);
+    std::vector<std::pair<std::string, int>> plan;
+    for (const FamilyQuota& q : DefaultQuotas())
+    {
+        if (o.family.empty() || o.family == q.family)
+        {
+            plan.emplace_back(q.family, o.perFamily > 0 ? o.perFamily : q.count);
+        }
+    }
+    size_t total = 0;
+    for (const auto& p : plan)
+    {
+        total += static_cast<size_t>(p.second);
+    }
+    std::vector<std::string> names;
+    std::map<std::string, int> rejected;
+    std::map<std::string, std::string> lastWhy;
+    Progress progress("generate", total);
+    int slot = 0;
+    for (const auto& [family, count] : plan)
+    {
+        for (int k = 0; k < count; ++k, ++slot)
+        {
+            bool made = false;
+            for (int attempt = 0; attempt < kMaxAttempts && !made; ++attempt)
+            {
+                Random random(Mix(o.seed, static_cast<uint64_t>(slot), static_cast<uint64_t>(attempt)));
+                Edit e = MakeCandidate(family, random);
+                if (e.relation < 0)
+                {
+                    ++rejected[family];
+                    continue;
+                }
+                char name[64];
+                std::snprintf(name, sizeof(name), "%04d_%s", slot, family.c_str());
+                e.name = name;
+                std::string why;
+                if (!Realise(e, why))
+                {
+                    ++rejected[family];
+                    lastWhy[family] = why;
+                    continue;
+                }
+                std::string error;
+                if (!WriteEdit(o.dir, e, error))
+                {
+                    std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+                    return 1;
+                }
+                names.push_back(e.name);
+                made = true;
+            }
+            progress.Step(names.size(), family);
+        }
+    }
+    char header[160];
+    std::snprintf(header, sizeof(header), "qsolver edit corpus, seed %llu, %zu edits",
+                  static_cast<unsigned long long>(o.seed), names.size());
+    std::string error;
+    if (!WriteIndex(o.dir, header, names, error))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+        return 1;
+    }
+    std::fprintf(stderr, "generate: %zu edits in %s\n", names.size(), o.dir.c_str());
+    for (const auto& [family, n] : rejected)
+    {
+        std::fprintf(stderr, "  %s: %d candidates not realisable (last: %s)\n", family.c_str(), n,
+                     lastWhy[family].c_str());
+    }
+    return 0;
+}
+
+struct Tally
+{
+    int edits = 0;
+    int ours[4] = {0, 0, 0, 0};
+    int other[4] = {0, 0, 0, 0};
+    int otherOnly = 0; // the other solver solved it, we did not
+    std::vector<double> ourMs;
+    std::vector<double> otherMs;
+};
+
+std::string Ms(double ms)
+{
+    char buf[32];
+    std::snprintf(buf, sizeof(buf), ms < 10.0 ? "%.3f" : "%.1f", ms);
+    return buf;
+}
+
+std::string RunTable(const std::vector<std::string>& order, std::map<std::string, Tally>& t,
+                     bool withOther)
+{
+    std::string s = "| family | edits | solved | failed | flipped | wrong | median ms |";
+    if (withOther)
+    {
+        s += " other solved | other failed | other flipped | other wrong | other median ms | "
+             "other solves, we do not |";
+    }
+    s += "\n|---|---:|---:|---:|---:|---:|---:|";
+    if (withOther)
+    {
+        s += "---:|---:|---:|---:|---:|---:|";
+    }
+    s += "\n";
+    Tally all;
+    std::vector<std::string> rows = order;
+    rows.push_back("all");
+    for (const std::string& f : rows)
+    {
+        Tally& x = f == "all" ? all : t[f];
+        if (f != "all")
+        {
+            all.edits += x.edits;
+            for (int i = 0; i < 4; ++i)
+            {
+                all.ours[i] += x.ours[i];
+                all.other[i] += x.other[i];
+            }
+            all.otherOnly += x.otherOnly;
+            all.ourMs.insert(all.ourMs.end(), x.ourMs.begin(), x.ourMs.end());
+            all.otherMs.insert(all.otherMs.end(), x.otherMs.begin(), x.otherMs.end());
+        }
+        s += "| " + f + " | " + std::to_string(x.edits);
+        for (int i = 0; i < 4; ++i)
+        {
+            s += " | " + std::to_string(x.ours[i]);
+        }
+        s += " | " + Ms(bench::Median(x.ourMs));
+        if (withOther)
+        {
+            for (int i = 0; i < 4; ++i)
+            {
+                s += " | " + std::to_string(x.other[i]);
+            }
+            s += " | " + Ms(bench::Median(x.otherMs)) + " | " + std::to_string(x.otherOnly);
+        }
+        s += " |\n";
+    }
+    return s;
+}
+
+bool WriteText(const std::string& path, const std::string& text)
+{
+    std::ofstream out(path);
+    out << text;
+    return static_cast<bool>(out);
+}
+
+bool LoadNames(const Options& o, std::vector<std::string>& names)
+{
+    std::string error;
+    std::vector<std::string> all;
+    if (!ReadIndex(o.dir, all, error))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+        return false;
+    }
+    for (const std::string& n : all)
+    {
+        if (o.family.empty() || n.substr(n.find('_') + 1) == o.family)
+        {
+            names.push_back(n);
+        }
+    }
+    return true;
+}
+
+int Run(const Options& o)
+{
+    std::vector<std::string> names;
+    if (!LoadNames(o, names))
+    {
+        return 2;
+    }
+    std::map<std::string, Tally> tally;
+    std::vector<std::string> order;
+    std::string log;
+    Progress progress("run", names.size());
+    for (size_t i = 0; i < names.size(); ++i)
+    {
+        Edit e;
+        std::string error;
+        if (!ReadEdit(o.dir, names[i], e, error))
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+            return 2;
+        }
+        if (tally.find(e.family) == tally.end())
+        {
+            order.push_back(e.family);
+        }
+        Tally& t = tally[e.family];
+        ++t.edits;
+        const std::vector<Invariant> invariants = FindInvariants(e.sketch);
+        const SideResult ours = DriveWithQsolver(e, invariants);
+        ++t.ours[static_cast<int>(ours.judgement.outcome)];
+        t.ourMs.push_back(ours.ms);
+        std::string line = e.name + "\tqsolver " + OutcomeText(ours.judgement.outcome);
+        const std::string ourWhy = !ours.message.empty() ? ours.message : ours.judgement.detail;
+        if (!ourWhy.empty())
+        {
+            line += " (" + ourWhy + ")";
+        }
+        if (o.withOther)
+        {
+            const SideResult other = DriveWithSlvs(e, invariants);
+            ++t.other[static_cast<int>(other.judgement.outcome)];
+            t.otherMs.push_back(other.ms);
+            if (other.judgement.outcome == Outcome::Solved &&
+                ours.judgement.outcome != Outcome::Solved)
+            {
+                ++t.otherOnly;
+            }
+            line += std::string("\tother ") + OutcomeText(other.judgement.outcome);
+            const std::string why = !other.message.empty() ? other.message : other.judgement.detail;
+            if (!why.empty())
+            {
+                line += " (" + why + ")";
+            }
+        }
+        log += line + "\t" + e.what + "\n";
+        int bad = 0;
+        for (const auto& [f, x] : tally)
+        {
+            bad += x.ours[1] + x.ours[2] + x.ours[3];
+        }
+        progress.Step(i + 1, e.family + ", Qsolver not solved so far: " + std::to_string(bad));
+    }
+    const std::string table = RunTable(order, tally, o.withOther);
+    std::printf("%s", table.c_str());
+    if (!o.md.empty() && !WriteText(o.md, table))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s: cannot be written\n", o.md.c_str());
+        return 2;
+    }
+    if (!o.log.empty() && !WriteText(o.log, log))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s: cannot be written\n", o.log.c_str());
+        return 2;
+    }
+    return 0;
+}
+
+struct DragTally
+{
+    int drags = 0;
+    int steps[2] = {0, 0};
+    int solved[2] = {0, 0};
+    int flipped[2] = {0, 0};
+    int wrong[2] = {0, 0};
+    int reached[2] = {0, 0};
+    std::vector<double> ms[2];
+    bool available[2] = {true, true};
+};
+
+std::string Percent(int part, int whole)
+{
+    char buf[32];
+    std::snprintf(buf, sizeof(buf), "%.1f%%", whole > 0 ? 100.0 * part / whole : 0.0);
+    return buf;
+}
+
+std::string DragTable(const std::vector<std::string>& order, std::map<std::string, DragTally>& t)
+{
+    std::string s = "| family | drags | steps | solved steps | flipped | wrong | reached | median "
+                    "ms/step | other solved steps | other flipped | other wrong | other reached "
+                    "| other median ms/step |\n|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|"
+                    "---:|---:|---:|\n";
+    DragTally all;
+    std::vector<std::string> rows = order;
+    rows.push_back("all");
+    for (const std::string& f : rows)
+    {
+        DragTally& x = f == "all" ? all : t[f];
+        if (f != "all")
+        {
+            all.drags += x.drags;
+            for (int k = 0; k < 2; ++k)
+            {
+                all.steps[k] += x.steps[k];
+                all.solved[k] += x.solved[k];
+                all.flipped[k] += x.flipped[k];
+                all.wrong[k] += x.wrong[k];
+                all.reached[k] += x.reached[k];
+                all.ms[k].insert(all.ms[k].end(), x.ms[k].begin(), x.ms[k].end());
+                all.available[k] = all.available[k] && x.available[k];
+            }
+        }
+        s += "| " + f + " | " + std::to_string(x.drags) + " | " + std::to_string(x.steps[1]);
+        for (int k = 0; k < 2; ++k)
+        {
+            if (!x.available[k])
+            {
+                s += " | - | - | - | - | -";
+                continue;
+            }
+            s += " | " + Percent(x.solved[k], x.steps[k]) + " | " + std::to_string(x.flipped[k]) +
+                 " | " + std::to_string(x.wrong[k]) + " | " +
+                 std::to_string(x.reached[k]) + "/" + std::to_string(x.drags) + " | " +
+                 Ms(bench::Median(x.ms[k]));
+        }
+        s += " |\n";
+    }
+    return s;
+}
+
+int Drag(const Options& o)
+{
+    std::vector<std::string> names;
+    if (!LoadNames(o, names))
+    {
+        return 2;
+    }
+    std::map<std::string, DragTally> tally;
+    std::vector<std::string> order;
+    std::string log;
+    std::string absent;
+    Progress progress("drag", names.size());
+    for (size_t i = 0; i < names.size(); ++i)
+    {
+        if (i % static_cast<size_t>(o.every) != 0)
+        {
+            continue;
+        }
+        Edit e;
+        std::string error;
+        if (!ReadEdit(o.dir, names[i], e, error))
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+            return 2;
+        }
+        DragCase drag;
+        if (!MakeDragCase(e, drag))
+        {
+            continue;
+        }
+        if (tally.find(e.family) == tally.end())
+        {
+            order.push_back(e.family);
+        }
+        DragTally& t = tally[e.family];
+        ++t.drags;
+        const DragResult results[2] = {DragWithQsolver(drag, o.steps),
+                                       DragWithSlvs(drag, o.steps)};
+        std::string line = e.name + "\t" + drag.sketch.nodes[static_cast<size_t>(drag.point)].id;
+        for (int k = 0; k < 2; ++k)
+        {
+            const DragResult& r = results[k];
+            if (!r.available)
+            {
+                t.available[k] = false;
+                absent = r.detail;
+                line += std::string(k == 0 ? "\tqsolver" : "\tother") + " absent";
+                continue;
+            }
+            t.steps[k] += r.steps;
+            t.solved[k] += r.solved;
+            t.flipped[k] += r.flipped;
+            t.wrong[k] += r.wrong;
+            t.reached[k] += r.reached ? 1 : 0;
+            t.ms[k].insert(t.ms[k].end(), r.stepMs.begin(), r.stepMs.end());
+            line += std::string(k == 0 ? "\tqsolver " : "\tother ") + std::to_string(r.solved) +
+                    "/" + std::to_string(r.steps) + (r.reached ? " reached" : " short") +
+                    (r.detail.empty() ? "" : " (" + r.detail + ")");
+        }
+        // Without our drag the table still counts the steps asked for.
+        if (!results[0].available)
+        {
+            t.steps[0] += o.steps;
+        }
+        log += line + "\n";
+        progress.Step(i + 1, e.family);
+    }
+    progress.Step(names.size(), "");
+    std::string table = DragTable(order, tally);
+    if (!absent.empty())
+    {
+        table += "\nQsolver's columns are empty: " + absent + ".\n";
+    }
+    std::printf("%s", table.c_str());
+    if (!o.md.empty() && !WriteText(o.md, table))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s: cannot be written\n", o.md.c_str());
+        return 2;
+    }
+    if (!o.log.empty() && !WriteText(o.log, log))
+    {
+        std::fprintf(stderr, "qsolver_corpus: %s: cannot be written\n", o.log.c_str());
+        return 2;
+    }
+    return 0;
+}
+
+} // namespace
+} // namespace qsolver::corpus
+
+int main(int argc, char** argv)
+{
+    using namespace qsolver::corpus;
+    Options o;
+    if (!ParseOptions(argc, argv, o))
+    {
+        Usage();
+        return 2;
+    }
+    if (o.command == "generate")
+    {
+        return Generate(o);
+    }
+    if (o.command == "run")
+    {
+        return Run(o);
+    }
+    return Drag(o);
+}
