@@ -57,7 +57,7 @@ fi
 "$corpus" run "$dir" "${family[@]}" --md "$build/corpus-edits.md" --log "$build/corpus-edits.log"
 echo "wrote $build/corpus-edits.md; one line per edit in $build/corpus-edits.log"
 if [ $drag -eq 1 ]; then
-    "$corpus" drag "$dir" "${family[@]}" --every 5 --md "$build/corpus-drags.md" \
+    "$corpus" drag "$dir" "${family[@]}" --every 8 --steps 5 --md "$build/corpus-drags.md" \
         --log "$build/corpus-drags.log"
     echo "wrote $build/corpus-drags.md; one line per drag in $build/corpus-drags.log"
 fi

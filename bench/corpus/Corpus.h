@@ -48,7 +48,10 @@ public:
     double Unit() { return static_cast<double>(Next() >> 11) * (1.0 / 9007199254740992.0); }
     double Uniform(double lo, double hi) { return lo + (hi - lo) * Unit(); }
     /// Uniform in [lo, hi].
-    int Int(int lo, int hi) { return lo + static_cast<int>(Next() % static_cast<uint64_t>(hi - lo + 1)); }
+    int Int(int lo, int hi)
+    {
+        return lo + static_cast<int>(Next() % static_cast<uint64_t>(hi - lo + 1));
+    }
     /// Spread evenly over the orders of magnitude between lo and hi.
     double LogUniform(double lo, double hi);
     bool Coin() { return (Next() & 1) != 0; }

@@ -105,8 +105,8 @@ bool ReadEdit(const std::string& dir, const std::string& name, Edit& e, std::str
     e.relation = e.sketch.FindRelation(j["relation"].get<std::string>());
     if (e.relation < 0)
     {
-        error = path + ": relation: no relation '" + j["relation"].get<std::string>() +
-                "' in " + name + ".json";
+        error = path + ": relation: no relation '" + j["relation"].get<std::string>() + "' in " +
+                name + ".json";
         return false;
     }
     e.oldValue = e.sketch.relations[static_cast<size_t>(e.relation)].value;

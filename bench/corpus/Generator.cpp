@@ -189,8 +189,7 @@ public:
     }
     void SharedPLdis(int p, int l, const std::string& value)
     {
-        Shared(DocRelType::PLdis, "pldis", p, l, value,
-               std::fabs(Cross(DirOf(l), At(p) - At(l))));
+        Shared(DocRelType::PLdis, "pldis", p, l, value, std::fabs(Cross(DirOf(l), At(p) - At(l))));
     }
 
     const std::vector<Drivable>& Drivables() const { return m_drivable; }
@@ -343,8 +342,11 @@ void Bracket(Builder& b, Random& random, std::string& what)
     const int top = b.Line("top", Local(b, d, random.Uniform(0.0, width), height), d.along);
     b.LLang(d.base, top, false);
     b.LLdis(d.base, top);
-    const int right = b.Line("right", Local(b, d, width, random.Uniform(0.0, height)), Perp(d.along));
-    b.LLang(d.base, right, false);
+    const int right =
+        b.Line("right", Local(b, d, width, random.Uniform(0.0, height)), Perp(d.along));
+    // A line-line distance goes with an angle to the same line: the analysis refuses one to a
+    // line the angle does not name.
+    b.LLang(left, right, false);
     b.LLdis(left, right);
     // An L-shaped bracket has a step: a ledge and a riser.
     const bool step = random.Coin();
@@ -360,7 +362,7 @@ void Bracket(Builder& b, Random& random, std::string& what)
         b.LLang(d.base, ledge, false);
         b.LLdis(d.base, ledge);
         riser = b.Line("riser", Local(b, d, stepU, random.Uniform(stepV, height)), Perp(d.along));
-        b.LLang(d.base, riser, false);
+        b.LLang(left, riser, false);
         b.LLdis(left, riser);
     }
     // Corners, each on the two lines that meet there.
@@ -392,25 +394,28 @@ void Bracket(Builder& b, Random& random, std::string& what)
         const int kind = random.Int(0, 2);
         if (kind == 0)
         {
-            const int h = b.Hole(id, Local(b, d, random.Uniform(20.0, stepU - 20.0),
-                                             random.Uniform(20.0, stepV - 20.0)),
-                                 r);
+            const int h = b.Hole(
+                id,
+                Local(b, d, random.Uniform(20.0, stepU - 20.0), random.Uniform(20.0, stepV - 20.0)),
+                r);
             b.PLdis(h, d.base);
             b.PLdis(h, left);
         }
         else if (kind == 1)
         {
-            const int h = b.Hole(id, Local(b, d, random.Uniform(20.0, stepU - 20.0),
-                                             height - random.Uniform(15.0, 40.0)),
+            const int h = b.Hole(id,
+                                 Local(b, d, random.Uniform(20.0, stepU - 20.0),
+                                       height - random.Uniform(15.0, 40.0)),
                                  r);
             b.PLdis(h, top);
             b.PLdis(h, left);
         }
         else
         {
-            const int h = b.Hole(id, Local(b, d, width - random.Uniform(15.0, 40.0),
-                                             random.Uniform(15.0, stepV - 15.0)),
-                                 r);
+            const int h = b.Hole(
+                id,
+                Local(b, d, width - random.Uniform(15.0, 40.0), random.Uniform(15.0, stepV - 15.0)),
+                r);
             b.PLdis(h, d.base);
             b.PLdis(h, right);
         }
@@ -431,8 +436,8 @@ void Slot(Builder& b, Random& random, std::string& what)
     {
         const std::string k = std::to_string(s + 1);
         const Vec p1 = Local(b, d, random.Uniform(30.0, 150.0), random.Uniform(30.0, 150.0));
-        const double angle = random.Coin() ? random.Uniform(10.0, 80.0)
-                                           : random.Uniform(100.0, 170.0);
+        const double angle =
+            random.Coin() ? random.Uniform(10.0, 80.0) : random.Uniform(100.0, 170.0);
         const Vec along = Unit(std::cos(angle * kPi / 180.0) * d.along +
                                std::sin(angle * kPi / 180.0) * Perp(d.along));
         const double length = random.Uniform(20.0, 100.0);
@@ -461,7 +466,7 @@ void Slot(Builder& b, Random& random, std::string& what)
 void Chain(Builder& b, Random& random, std::string& what)
 {
     const Datum d = MakeDatum(b, random, 100.0);
-    const int n = random.Int(3, 12);
+    const int n = random.Int(3, 8);
     int prevLine = d.base;
     int prevPoint = d.origin;
     double heading = 0.0; // degrees from the base
@@ -744,10 +749,9 @@ struct FamilyEntry
 };
 
 const FamilyEntry kFamilies[] = {
-    {"triangle", Triangle},         {"bracket", Bracket},   {"slot", Slot},
-    {"chain", Chain},               {"linkage", Linkage},   {"truss", Truss},
-    {"grid", Grid},                 {"circumcentre", Circumcentre},
-    {"incentre", Incentre},         {"rail", Rail},
+    {"triangle", Triangle}, {"bracket", Bracket}, {"slot", Slot}, {"chain", Chain},
+    {"linkage", Linkage},   {"truss", Truss},     {"grid", Grid}, {"circumcentre", Circumcentre},
+    {"incentre", Incentre}, {"rail", Rail},
 };
 
 // The new value of an angle: swept by 1 to 90 degrees either way, never through parallel.
@@ -773,8 +777,8 @@ bool SweepAngle(Random& random, double old, double& out)
 const std::vector<FamilyQuota>& DefaultQuotas()
 {
     static const std::vector<FamilyQuota> quotas = {
-        {"triangle", 200}, {"bracket", 300},     {"slot", 200},     {"chain", 250},
-        {"linkage", 280},  {"truss", 250},       {"grid", 200},     {"circumcentre", 110},
+        {"triangle", 200}, {"bracket", 300}, {"slot", 200}, {"chain", 250},
+        {"linkage", 280},  {"truss", 250},   {"grid", 200}, {"circumcentre", 110},
         {"incentre", 110}, {"rail", 150},
     };
     return quotas;

@@ -216,8 +216,7 @@ std::string InvariantText(const Invariant& v, const SketchDoc& doc)
         case Invariant::Kind::Side:
             return id(v.a) + " changed its side of " + id(v.b);
         case Invariant::Kind::Mode:
-            return id(v.c) + " assembled in the mirror mode against " + id(v.a) + " and " +
-                   id(v.b);
+            return id(v.c) + " assembled in the mirror mode against " + id(v.a) + " and " + id(v.b);
         case Invariant::Kind::Order:
             if (doc.nodes[static_cast<size_t>(v.b)].type == DocNodeType::Line)
             {
@@ -282,9 +281,8 @@ bool RelationsHold(const SketchDoc& before, const SketchDoc& after, std::string&
         {
             // Unmoved: the old through point on the new line, the direction the same.
             const double len = std::hypot(n.dx, n.dy);
-            const double turn =
-                std::hypot(n.dx / len - o.dx / std::hypot(o.dx, o.dy),
-                           n.dy / len - o.dy / std::hypot(o.dx, o.dy));
+            const double turn = std::hypot(n.dx / len - o.dx / std::hypot(o.dx, o.dy),
+                                           n.dy / len - o.dy / std::hypot(o.dx, o.dy));
             moved = std::max(std::fabs(SideOf(At(o), n)), turn * Extent(after));
         }
         if (!(moved <= tol))

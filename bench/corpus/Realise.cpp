@@ -21,24 +21,6 @@ const double kLargestStep = 1.0 / 4.0;
 const double kSmallestStep = 1.0 / 512.0;
 const double kGrowth = 1.5;
 
-int FreeLines(const SketchDoc& doc)
-{
-    int lines = 0;
-    for (const DocNode& n : doc.nodes)
-    {
-        lines += n.type == DocNodeType::Line ? 1 : 0;
-    }
-    for (const DocRelation& r : doc.relations)
-    {
-        if (r.type == DocRelType::Fix && doc.nodes[static_cast<size_t>(doc.FindNode(r.nodes[0]))]
-                                                 .type == DocNodeType::Line)
-        {
-            --lines;
-        }
-    }
-    return lines;
-}
-
 } // namespace
 
 bool Realise(Edit& e, std::string& why)
@@ -50,7 +32,7 @@ bool Realise(Edit& e, std::string& why)
         why = "the drawn sketch does not hold: " + detail;
         return false;
     }
-    // Exactly constrained: the other solver leaves only each free line's slide along itself.
+    // Exactly constrained: the other solver sees no freedom left.
     SketchDoc start = doc;
     const SlvsOutcome first = SolveWithSlvs(start, -1, 0.0);
     if (!first.Solved())
@@ -58,10 +40,10 @@ bool Realise(Edit& e, std::string& why)
         why = "the other solver refuses the drawn sketch: " + SlvsResultText(first.result);
         return false;
     }
-    if (first.dof != FreeLines(doc))
+    if (first.dof != 0)
     {
         why = "the sketch is not exactly constrained (" + std::to_string(first.dof) +
-              " freedoms, " + std::to_string(FreeLines(doc)) + " free lines)";
+              " freedoms left)";
         return false;
     }
 
@@ -76,8 +58,7 @@ bool Realise(Edit& e, std::string& why)
         SketchDoc trial = doc;
         const SlvsOutcome out = SolveWithSlvs(trial, e.relation, value);
         trial.relations[static_cast<size_t>(e.relation)].value = value;
-        if (out.Solved() && RelationsHold(doc, trial, detail) &&
-            FirstBroken(invariants, trial) < 0)
+        if (out.Solved() && RelationsHold(doc, trial, detail) && FirstBroken(invariants, trial) < 0)
         {
             doc = trial;
             t = next;

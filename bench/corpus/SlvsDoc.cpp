@@ -1,7 +1,6 @@
 // A sketch document as the other solver's system. Points are its 2D points; a line is a
-// segment of unit length from its through point along its direction (the slide along itself
-// is left free: the library moves what it must least, and a pinned slide would cross to
-// infinity when the line turns far); circles follow their centre points.
+// segment of unit length from its through point along its direction; circles follow their
+// centre points.
 #include "SlvsDoc.h"
 
 #include "../Timing.h"
@@ -40,6 +39,10 @@ struct System
     std::vector<Slvs_hEntity> entity;
     std::vector<Slvs_hEntity> firstPoint;
     std::vector<size_t> param;
+    // Per line: the first param of its second point.
+    std::vector<size_t> param2;
+    // Relations the model holds by construction.
+    std::vector<char> skip;
 };
 
 Slvs_hEntity AddPoint(System& s, Slvs_hGroup g, double x, double y)
@@ -71,7 +74,7 @@ void Constrain(System& s, int type, double value, Slvs_hEntity ptA, Slvs_hEntity
 double SignedDistance(double px, double py, const DocNode& line)
 {
     const double len = std::hypot(line.dx, line.dy);
-    return -((px - line.x) * line.dy - (py - line.y) * line.dx) / len;
+    return ((px - line.x) * line.dy - (py - line.y) * line.dx) / len;
 }
 
 const double kPi = 2.0 * std::acos(0.0);
@@ -121,31 +124,88 @@ bool Build(const SketchDoc& doc, int changed, double changedValue, System& s)
             fixed[static_cast<size_t>(index.at(n.id))] = 1;
         }
     }
+    // A free line passes through a point that lies on it where it has one (the first such
+    // relation, which the segment then holds by construction); otherwise its through point is
+    // held at the foot of the perpendicular from where it was. Either way the line has exactly
+    // its two freedoms: a free slide along itself makes the library's solve many times slower.
+    std::vector<int> anchor(doc.nodes.size(), -1);
+    std::vector<int> anchorRel(doc.nodes.size(), -1);
+    for (size_t i = 0; i < doc.relations.size(); ++i)
+    {
+        const DocRelation& r = doc.relations[i];
+        if (r.type == DocRelType::PLdis && r.shared.empty() && r.hasValue && r.value == 0.0 &&
+            static_cast<int>(i) != changed)
+        {
+            const size_t line = static_cast<size_t>(index.at(r.nodes[1]));
+            if (!fixed[line] && anchor[line] < 0)
+            {
+                anchor[line] = index.at(r.nodes[0]);
+                anchorRel[line] = static_cast<int>(i);
+            }
+        }
+    }
+    s.skip.assign(doc.relations.size(), 0);
     s.entity.assign(doc.nodes.size(), 0);
     s.firstPoint.assign(doc.nodes.size(), 0);
     s.param.assign(doc.nodes.size(), 0);
+    s.param2.assign(doc.nodes.size(), 0);
     for (size_t i = 0; i < doc.nodes.size(); ++i)
     {
         const DocNode& n = doc.nodes[i];
-        if (n.type == DocNodeType::Circle)
+        if (n.type == DocNodeType::Point)
+        {
+            s.param[i] = s.params.size();
+            s.entity[i] = AddPoint(s, fixed[i] ? kFixedGroup : kSolvedGroup, n.x, n.y);
+            s.firstPoint[i] = s.entity[i];
+        }
+    }
+    for (size_t i = 0; i < doc.nodes.size(); ++i)
+    {
+        const DocNode& n = doc.nodes[i];
+        if (n.type != DocNodeType::Line)
         {
             continue;
         }
         const Slvs_hGroup g = fixed[i] ? kFixedGroup : kSolvedGroup;
-        s.param[i] = s.params.size();
-        const Slvs_hEntity a = AddPoint(s, g, n.x, n.y);
-        s.firstPoint[i] = a;
-        s.entity[i] = a;
-        if (n.type == DocNodeType::Line)
+        const double len = std::hypot(n.dx, n.dy);
+        const double ux = n.dx / len;
+        const double uy = n.dy / len;
+        Slvs_hEntity a = 0;
+        double ax = n.x;
+        double ay = n.y;
+        if (anchor[i] >= 0)
         {
-            const double len = std::hypot(n.dx, n.dy);
-            const Slvs_hEntity b = AddPoint(s, g, n.x + kSegmentLength * n.dx / len,
-                                            n.y + kSegmentLength * n.dy / len);
-            s.entity[i] = AddSegment(s, g, a, b);
-            if (!fixed[i])
-            {
-                Constrain(s, SLVS_C_PT_PT_DISTANCE, kSegmentLength, a, b, 0, 0);
-            }
+            const size_t p = static_cast<size_t>(anchor[i]);
+            a = s.entity[p];
+            s.param[i] = s.param[p];
+            ax = doc.nodes[p].x;
+            ay = doc.nodes[p].y;
+            s.skip[static_cast<size_t>(anchorRel[i])] = 1;
+        }
+        else
+        {
+            s.param[i] = s.params.size();
+            a = AddPoint(s, g, n.x, n.y);
+        }
+        s.param2[i] = s.params.size();
+        const Slvs_hEntity b = AddPoint(s, g, ax + kSegmentLength * ux, ay + kSegmentLength * uy);
+        s.firstPoint[i] = a;
+        s.entity[i] = AddSegment(s, g, a, b);
+        if (fixed[i])
+        {
+            continue;
+        }
+        Constrain(s, SLVS_C_PT_PT_DISTANCE, kSegmentLength, a, b, 0, 0);
+        if (anchor[i] < 0)
+        {
+            // The normal through the through point passes through a fixed point at its old place.
+            const Slvs_hEntity c =
+                AddPoint(s, kSolvedGroup, n.x - kSegmentLength * uy, n.y + kSegmentLength * ux);
+            const Slvs_hEntity normal = AddSegment(s, kSolvedGroup, a, c);
+            const Slvs_hEntity held = AddPoint(s, kFixedGroup, n.x, n.y);
+            Constrain(s, SLVS_C_PT_PT_DISTANCE, kSegmentLength, a, c, 0, 0);
+            Constrain(s, SLVS_C_PERPENDICULAR, 0.0, 0, 0, s.entity[i], normal);
+            Constrain(s, SLVS_C_PT_ON_LINE, 0.0, held, 0, normal, 0);
         }
     }
 
@@ -154,7 +214,7 @@ bool Build(const SketchDoc& doc, int changed, double changedValue, System& s)
     for (size_t i = 0; i < doc.relations.size(); ++i)
     {
         const DocRelation& r = doc.relations[i];
-        if (r.type == DocRelType::Fix || r.type == DocRelType::Rad)
+        if (r.type == DocRelType::Fix || r.type == DocRelType::Rad || s.skip[i])
         {
             continue;
         }
@@ -272,8 +332,9 @@ void ReadBack(SketchDoc& doc, const System& s, const std::vector<Slvs_Param>& pa
         n.y = params[k + 1].val;
         if (n.type == DocNodeType::Line)
         {
-            const double dx = params[k + 2].val - n.x;
-            const double dy = params[k + 3].val - n.y;
+            const size_t k2 = s.param2[i];
+            const double dx = params[k2].val - n.x;
+            const double dy = params[k2 + 1].val - n.y;
             const double len = std::hypot(dx, dy);
             n.dx = dx / len;
             n.dy = dy / len;

@@ -4,6 +4,7 @@
 //   drag DIR       drags a point of the edits' sketches to where the reference puts it
 #include "Corpus.h"
 #include "Files.h"
+#include "Forked.h"
 #include "Judge.h"
 #include "Realise.h"
 #include "Sides.h"
@@ -16,6 +17,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -43,15 +45,17 @@ struct Options
     int every = 1;      // drag: every k-th edit
     int steps = 10;     // drag: steps per drag
     bool withOther = true;
+    int jobs = 2; // worker processes
 };
 
 void Usage()
 {
-    std::fprintf(stderr,
-                 "usage: qsolver_corpus generate DIR [--seed N] [--per-family N]\n"
-                 "       qsolver_corpus run DIR [--family F] [--md FILE] [--log FILE] [--no-other]\n"
-                 "       qsolver_corpus drag DIR [--family F] [--every K] [--steps N] [--md FILE]\n"
-                 "                              [--log FILE]\n");
+    std::fprintf(
+        stderr, "usage: qsolver_corpus generate DIR [--seed N] [--per-family N] [--jobs N]\n"
+                "       qsolver_corpus run DIR [--family F] [--md FILE] [--log FILE] [--no-other]\n"
+                "                             [--jobs N]\n"
+                "       qsolver_corpus drag DIR [--family F] [--every K] [--steps N] [--md FILE]\n"
+                "                              [--log FILE] [--jobs N]\n");
 }
 
 bool ParseOptions(int argc, char** argv, Options& o)
@@ -98,6 +102,10 @@ bool ParseOptions(int argc, char** argv, Options& o)
         {
             o.steps = std::max(1, std::atoi(argv[++i]));
         }
+        else if (a == "--jobs" && more)
+        {
+            o.jobs = std::max(1, std::atoi(argv[++i]));
+        }
         else if (a == "--no-other")
         {
             o.withOther = false;
@@ -141,58 +149,78 @@ private:
 int Generate(const Options& o)
 {
     ::mkdir(o.dir.c_str(), 0777);
-    std::vector<std::pair<std::string, int>> plan;
+    std::vector<std::string> slots; // the family of each edit to draw
     for (const FamilyQuota& q : DefaultQuotas())
     {
         if (o.family.empty() || o.family == q.family)
         {
-            plan.emplace_back(q.family, o.perFamily > 0 ? o.perFamily : q.count);
+            slots.insert(slots.end(), static_cast<size_t>(o.perFamily > 0 ? o.perFamily : q.count),
+                         q.family);
         }
     }
-    size_t total = 0;
-    for (const auto& p : plan)
+    Progress progress("generate", slots.size());
+    // Each slot answers: its edit's name (empty when none was realisable), the candidates
+    // given up and why the last one was.
+    auto draw = [&](size_t slot, int worker) -> std::string
     {
-        total += static_cast<size_t>(p.second);
+        const std::string& family = slots[slot];
+        int rejected = 0;
+        std::string why;
+        std::string made;
+        for (int attempt = 0; attempt < kMaxAttempts && made.empty(); ++attempt)
+        {
+            Random random(Mix(o.seed, slot, static_cast<uint64_t>(attempt)));
+            Edit e = MakeCandidate(family, random);
+            ++rejected;
+            if (e.relation < 0)
+            {
+                continue;
+            }
+            char name[64];
+            std::snprintf(name, sizeof(name), "%04zu_%s", slot, family.c_str());
+            e.name = name;
+            if (!Realise(e, why))
+            {
+                continue;
+            }
+            std::string error;
+            if (!WriteEdit(o.dir, e, error))
+            {
+                std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
+                std::exit(1);
+            }
+            --rejected;
+            made = e.name;
+        }
+        if (worker == 0)
+        {
+            progress.Step(slot + 1, family);
+        }
+        return made + "\t" + std::to_string(rejected) + "\t" + why;
+    };
+    std::vector<std::string> results;
+    if (!ForEachForked(slots.size(), o.jobs, draw, results))
+    {
+        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        return 1;
     }
     std::vector<std::string> names;
     std::map<std::string, int> rejected;
     std::map<std::string, std::string> lastWhy;
-    Progress progress("generate", total);
-    int slot = 0;
-    for (const auto& [family, count] : plan)
+    for (size_t i = 0; i < results.size(); ++i)
     {
-        for (int k = 0; k < count; ++k, ++slot)
+        const std::string& r = results[i];
+        const size_t t1 = r.find('\t');
+        const size_t t2 = r.find('\t', t1 + 1);
+        if (t1 > 0)
         {
-            bool made = false;
-            for (int attempt = 0; attempt < kMaxAttempts && !made; ++attempt)
-            {
-                Random random(Mix(o.seed, static_cast<uint64_t>(slot), static_cast<uint64_t>(attempt)));
-                Edit e = MakeCandidate(family, random);
-                if (e.relation < 0)
-                {
-                    ++rejected[family];
-                    continue;
-                }
-                char name[64];
-                std::snprintf(name, sizeof(name), "%04d_%s", slot, family.c_str());
-                e.name = name;
-                std::string why;
-                if (!Realise(e, why))
-                {
-                    ++rejected[family];
-                    lastWhy[family] = why;
-                    continue;
-                }
-                std::string error;
-                if (!WriteEdit(o.dir, e, error))
-                {
-                    std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
-                    return 1;
-                }
-                names.push_back(e.name);
-                made = true;
-            }
-            progress.Step(names.size(), family);
+            names.push_back(r.substr(0, t1));
+        }
+        const int n = std::atoi(r.substr(t1 + 1, t2 - t1 - 1).c_str());
+        rejected[slots[i]] += n;
+        if (n > 0)
+        {
+            lastWhy[slots[i]] = r.substr(t2 + 1);
         }
     }
     char header[160];
@@ -207,8 +235,11 @@ int Generate(const Options& o)
     std::fprintf(stderr, "generate: %zu edits in %s\n", names.size(), o.dir.c_str());
     for (const auto& [family, n] : rejected)
     {
-        std::fprintf(stderr, "  %s: %d candidates not realisable (last: %s)\n", family.c_str(), n,
-                     lastWhy[family].c_str());
+        if (n > 0)
+        {
+            std::fprintf(stderr, "  %s: %d candidates not realisable (last: %s)\n", family.c_str(),
+                         n, lastWhy[family].c_str());
+        }
     }
     return 0;
 }
@@ -308,6 +339,25 @@ bool LoadNames(const Options& o, std::vector<std::string>& names)
     return true;
 }
 
+// The fields of a record up to `fields`, the rest of the text as the last.
+std::vector<std::string> Split(const std::string& text, size_t fields)
+{
+    std::vector<std::string> out;
+    size_t from = 0;
+    while (out.size() + 1 < fields)
+    {
+        const size_t tab = text.find('\t', from);
+        if (tab == std::string::npos)
+        {
+            break;
+        }
+        out.push_back(text.substr(from, tab - from));
+        from = tab + 1;
+    }
+    out.push_back(text.substr(from));
+    return out;
+}
+
 int Run(const Options& o)
 {
     std::vector<std::string> names;
@@ -315,45 +365,29 @@ int Run(const Options& o)
     {
         return 2;
     }
-    std::map<std::string, Tally> tally;
-    std::vector<std::string> order;
-    std::string log;
     Progress progress("run", names.size());
-    for (size_t i = 0; i < names.size(); ++i)
+    int notSolved = 0; // in worker 0's share, for the progress line
+    // Each edit answers: family, our outcome and ms, the other's outcome and ms, the log line.
+    auto drive = [&](size_t i, int worker) -> std::string
     {
         Edit e;
         std::string error;
         if (!ReadEdit(o.dir, names[i], e, error))
         {
-            std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
-            return 2;
+            return "!" + error;
         }
-        if (tally.find(e.family) == tally.end())
-        {
-            order.push_back(e.family);
-        }
-        Tally& t = tally[e.family];
-        ++t.edits;
         const std::vector<Invariant> invariants = FindInvariants(e.sketch);
         const SideResult ours = DriveWithQsolver(e, invariants);
-        ++t.ours[static_cast<int>(ours.judgement.outcome)];
-        t.ourMs.push_back(ours.ms);
         std::string line = e.name + "\tqsolver " + OutcomeText(ours.judgement.outcome);
         const std::string ourWhy = !ours.message.empty() ? ours.message : ours.judgement.detail;
         if (!ourWhy.empty())
         {
             line += " (" + ourWhy + ")";
         }
+        SideResult other;
         if (o.withOther)
         {
-            const SideResult other = DriveWithSlvs(e, invariants);
-            ++t.other[static_cast<int>(other.judgement.outcome)];
-            t.otherMs.push_back(other.ms);
-            if (other.judgement.outcome == Outcome::Solved &&
-                ours.judgement.outcome != Outcome::Solved)
-            {
-                ++t.otherOnly;
-            }
+            other = DriveWithSlvs(e, invariants);
             line += std::string("\tother ") + OutcomeText(other.judgement.outcome);
             const std::string why = !other.message.empty() ? other.message : other.judgement.detail;
             if (!why.empty())
@@ -361,13 +395,57 @@ int Run(const Options& o)
                 line += " (" + why + ")";
             }
         }
-        log += line + "\t" + e.what + "\n";
-        int bad = 0;
-        for (const auto& [f, x] : tally)
+        if (worker == 0)
         {
-            bad += x.ours[1] + x.ours[2] + x.ours[3];
+            notSolved += ours.judgement.outcome != Outcome::Solved ? 1 : 0;
+            progress.Step(i + 1, e.family + "; Qsolver has not solved " +
+                                     std::to_string(notSolved * o.jobs) + " (estimate)");
         }
-        progress.Step(i + 1, e.family + ", Qsolver not solved so far: " + std::to_string(bad));
+        return e.family + "\t" + std::to_string(static_cast<int>(ours.judgement.outcome)) + "\t" +
+               std::to_string(ours.ms) + "\t" +
+               std::to_string(static_cast<int>(other.judgement.outcome)) + "\t" +
+               std::to_string(other.ms) + "\t" + line + "\t" + e.what;
+    };
+    std::vector<std::string> results;
+    const bool finished = ForEachForked(names.size(), o.jobs, drive, results);
+
+    std::map<std::string, Tally> tally;
+    std::vector<std::string> order;
+    std::string log;
+    for (const std::string& r : results)
+    {
+        if (r.empty() || r[0] == '!')
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n",
+                         r.empty() ? "a worker failed" : r.c_str() + 1);
+            return 2;
+        }
+        const std::vector<std::string> f = Split(r, 6);
+        if (tally.find(f[0]) == tally.end())
+        {
+            order.push_back(f[0]);
+        }
+        Tally& t = tally[f[0]];
+        ++t.edits;
+        const int ours = std::atoi(f[1].c_str());
+        const int other = std::atoi(f[3].c_str());
+        ++t.ours[ours];
+        t.ourMs.push_back(std::atof(f[2].c_str()));
+        if (o.withOther)
+        {
+            ++t.other[other];
+            t.otherMs.push_back(std::atof(f[4].c_str()));
+            t.otherOnly += other == static_cast<int>(Outcome::Solved) &&
+                                   ours != static_cast<int>(Outcome::Solved)
+                               ? 1
+                               : 0;
+        }
+        log += f[5] + "\n";
+    }
+    if (!finished)
+    {
+        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        return 2;
     }
     const std::string table = RunTable(order, tally, o.withOther);
     std::printf("%s", table.c_str());
@@ -438,62 +516,124 @@ std::string DragTable(const std::vector<std::string>& order, std::map<std::strin
                 continue;
             }
             s += " | " + Percent(x.solved[k], x.steps[k]) + " | " + std::to_string(x.flipped[k]) +
-                 " | " + std::to_string(x.wrong[k]) + " | " +
-                 std::to_string(x.reached[k]) + "/" + std::to_string(x.drags) + " | " +
-                 Ms(bench::Median(x.ms[k]));
+                 " | " + std::to_string(x.wrong[k]) + " | " + std::to_string(x.reached[k]) + "/" +
+                 std::to_string(x.drags) + " | " + Ms(bench::Median(x.ms[k]));
         }
         s += " |\n";
     }
     return s;
 }
 
+// A drag result as text: availability, counts and step times, space separated.
+std::string DragRecord(const DragResult& r)
+{
+    std::string s = std::to_string(r.available ? 1 : 0) + " " + std::to_string(r.steps) + " " +
+                    std::to_string(r.solved) + " " + std::to_string(r.flipped) + " " +
+                    std::to_string(r.wrong) + " " + std::to_string(r.reached ? 1 : 0);
+    for (double ms : r.stepMs)
+    {
+        s += " " + std::to_string(ms);
+    }
+    return s;
+}
+
+DragResult ParseDragRecord(const std::string& text)
+{
+    DragResult r;
+    std::istringstream in(text);
+    int available = 0;
+    int reached = 0;
+    in >> available >> r.steps >> r.solved >> r.flipped >> r.wrong >> reached;
+    r.available = available != 0;
+    r.reached = reached != 0;
+    double ms = 0.0;
+    while (in >> ms)
+    {
+        r.stepMs.push_back(ms);
+    }
+    return r;
+}
+
 int Drag(const Options& o)
 {
-    std::vector<std::string> names;
-    if (!LoadNames(o, names))
+    std::vector<std::string> all;
+    if (!LoadNames(o, all))
     {
         return 2;
     }
-    std::map<std::string, DragTally> tally;
-    std::vector<std::string> order;
-    std::string log;
-    std::string absent;
-    Progress progress("drag", names.size());
-    for (size_t i = 0; i < names.size(); ++i)
+    std::vector<std::string> names;
+    for (size_t i = 0; i < all.size(); i += static_cast<size_t>(o.every))
     {
-        if (i % static_cast<size_t>(o.every) != 0)
-        {
-            continue;
-        }
+        names.push_back(all[i]);
+    }
+    Progress progress("drag", names.size());
+    // Each drag answers: family (empty when the edit makes no drag), our record, the other's,
+    // why ours is absent, the log line.
+    auto work = [&](size_t i, int worker) -> std::string
+    {
         Edit e;
         std::string error;
         if (!ReadEdit(o.dir, names[i], e, error))
         {
-            std::fprintf(stderr, "qsolver_corpus: %s\n", error.c_str());
-            return 2;
+            return "!" + error;
         }
         DragCase drag;
         if (!MakeDragCase(e, drag))
         {
-            continue;
+            return "\t\t\t\t";
         }
-        if (tally.find(e.family) == tally.end())
-        {
-            order.push_back(e.family);
-        }
-        DragTally& t = tally[e.family];
-        ++t.drags;
-        const DragResult results[2] = {DragWithQsolver(drag, o.steps),
-                                       DragWithSlvs(drag, o.steps)};
+        const DragResult results[2] = {DragWithQsolver(drag, o.steps), DragWithSlvs(drag, o.steps)};
         std::string line = e.name + "\t" + drag.sketch.nodes[static_cast<size_t>(drag.point)].id;
         for (int k = 0; k < 2; ++k)
         {
             const DragResult& r = results[k];
+            line += std::string(k == 0 ? "\tqsolver " : "\tother ");
+            line += !r.available ? std::string("absent")
+                                 : std::to_string(r.solved) + "/" + std::to_string(r.steps) +
+                                       (r.reached ? " reached" : " short") +
+                                       (r.detail.empty() ? "" : " (" + r.detail + ")");
+        }
+        if (worker == 0)
+        {
+            progress.Step(i + 1, e.family);
+        }
+        return e.family + "\t" + DragRecord(results[0]) + "\t" + DragRecord(results[1]) + "\t" +
+               (results[0].available ? "" : results[0].detail) + "\t" + line;
+    };
+    std::vector<std::string> results;
+    const bool finished = ForEachForked(names.size(), o.jobs, work, results);
+
+    std::map<std::string, DragTally> tally;
+    std::vector<std::string> order;
+    std::string log;
+    std::string absent;
+    for (const std::string& rec : results)
+    {
+        if (rec.empty() || rec[0] == '!')
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n",
+                         rec.empty() ? "a worker failed" : rec.c_str() + 1);
+            return 2;
+        }
+        const std::vector<std::string> f = Split(rec, 5);
+        if (f[0].empty())
+        {
+            continue;
+        }
+        if (tally.find(f[0]) == tally.end())
+        {
+            order.push_back(f[0]);
+        }
+        DragTally& t = tally[f[0]];
+        ++t.drags;
+        for (int k = 0; k < 2; ++k)
+        {
+            const DragResult r = ParseDragRecord(f[static_cast<size_t>(1 + k)]);
             if (!r.available)
             {
                 t.available[k] = false;
-                absent = r.detail;
-                line += std::string(k == 0 ? "\tqsolver" : "\tother") + " absent";
+                // The table still counts the steps asked for.
+                t.steps[k] += o.steps;
                 continue;
             }
             t.steps[k] += r.steps;
@@ -502,19 +642,18 @@ int Drag(const Options& o)
             t.wrong[k] += r.wrong;
             t.reached[k] += r.reached ? 1 : 0;
             t.ms[k].insert(t.ms[k].end(), r.stepMs.begin(), r.stepMs.end());
-            line += std::string(k == 0 ? "\tqsolver " : "\tother ") + std::to_string(r.solved) +
-                    "/" + std::to_string(r.steps) + (r.reached ? " reached" : " short") +
-                    (r.detail.empty() ? "" : " (" + r.detail + ")");
         }
-        // Without our drag the table still counts the steps asked for.
-        if (!results[0].available)
+        if (!f[3].empty())
         {
-            t.steps[0] += o.steps;
+            absent = f[3];
         }
-        log += line + "\n";
-        progress.Step(i + 1, e.family);
+        log += f[4] + "\n";
     }
-    progress.Step(names.size(), "");
+    if (!finished)
+    {
+        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        return 2;
+    }
     std::string table = DragTable(order, tally);
     if (!absent.empty())
     {

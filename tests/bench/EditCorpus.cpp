@@ -196,8 +196,8 @@ TEST(EditCorpus, SmallEditsSolveThroughTheSketchApi)
             // A small change: 1 percent or 1 degree.
             const bool angle =
                 e.sketch.relations[static_cast<size_t>(e.relation)].type == DocRelType::LLang;
-            e.newValue = angle ? e.oldValue + (e.newValue > e.oldValue ? 1.0 : -1.0)
-                               : e.oldValue * 1.01;
+            e.newValue =
+                angle ? e.oldValue + (e.newValue > e.oldValue ? 1.0 : -1.0) : e.oldValue * 1.01;
             SCOPED_TRACE(e.what);
 
             const SideResult r = DriveWithQsolver(e, FindInvariants(e.sketch));
