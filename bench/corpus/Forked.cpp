@@ -35,6 +35,25 @@ std::string Decode(std::string s)
     return s;
 }
 
+// Reads a worker's results into `out`, marks them seen, and removes the file.
+void Collect(const std::string& path, std::vector<std::string>& out, std::vector<char>& seen)
+{
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line))
+    {
+        const size_t tab = line.find('\t');
+        const size_t i = std::strtoul(line.substr(0, tab).c_str(), nullptr, 10);
+        if (tab != std::string::npos && i < out.size())
+        {
+            out[i] = Decode(line.substr(tab + 1));
+            seen[i] = 1;
+        }
+    }
+    in.close();
+    std::remove(path.c_str());
+}
+
 } // namespace
 
 bool ForEachForked(size_t count, int jobs, const std::function<std::string(size_t, int)>& work,
@@ -86,33 +105,51 @@ bool ForEachForked(size_t count, int jobs, const std::function<std::string(size_
     for (pid_t pid : pids)
     {
         int status = 0;
-        if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        {
-            ok = false;
-        }
+        ::waitpid(pid, &status, 0);
     }
     std::vector<char> seen(count, 0);
     for (const std::string& path : files)
     {
-        std::ifstream in(path);
-        std::string line;
-        while (std::getline(in, line))
-        {
-            const size_t tab = line.find('\t');
-            const size_t i = std::strtoul(line.substr(0, tab).c_str(), nullptr, 10);
-            if (tab != std::string::npos && i < count)
-            {
-                out[i] = Decode(line.substr(tab + 1));
-                seen[i] = 1;
-            }
-        }
-        std::remove(path.c_str());
+        Collect(path, out, seen);
     }
-    for (char s : seen)
+    if (!ok)
     {
-        ok = ok && s != 0;
+        return false;
     }
-    return ok;
+    // A worker that died (a crash in a solver) left the rest of its share undone: each of those
+    // runs again in a process of its own, so that one crash costs one result, left empty.
+    for (size_t i = 0; i < count; ++i)
+    {
+        if (seen[i])
+        {
+            continue;
+        }
+        char path[] = "/tmp/qsolver_corpus_XXXXXX";
+        const int fd = ::mkstemp(path);
+        if (fd < 0)
+        {
+            return false;
+        }
+        ::close(fd);
+        std::fflush(nullptr);
+        const pid_t pid = ::fork();
+        if (pid < 0)
+        {
+            return false;
+        }
+        if (pid == 0)
+        {
+            std::ofstream file(path);
+            file << i << '\t' << Encode(work(i, 1)) << '\n';
+            file.flush();
+            std::fflush(nullptr);
+            ::_exit(file ? 0 : 1);
+        }
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        Collect(path, out, seen);
+    }
+    return true;
 }
 
 } // namespace qsolver::corpus

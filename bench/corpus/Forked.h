@@ -11,8 +11,8 @@ namespace qsolver::corpus
 {
 
 /// Calls work(i) for every i below count, spread over `jobs` processes (worker k takes i with
-/// i % jobs == k), and returns each call's text in order of i. Returns false when a worker could
-/// not be started or did not finish.
+/// i % jobs == k), and returns each call's text in order of i. A call whose process died leaves
+/// its text empty. Returns false when a process could not be started.
 bool ForEachForked(size_t count, int jobs, const std::function<std::string(size_t, int)>& work,
                    std::vector<std::string>& out);
 

@@ -59,7 +59,7 @@ double SolverValue(const SketchDoc& doc, int relation, double value)
 
 } // namespace
 
-void CountStep(DragResult& r, const Judgement& j)
+void CountStep(DragRun& r, const Judgement& j)
 {
     switch (j.outcome)
     {
@@ -156,9 +156,9 @@ bool MakeDragCase(const Edit& e, DragCase& drag)
     return true;
 }
 
-DragResult DragWithQsolver(const DragCase& drag, int steps)
+DragRun DragWithQsolver(const DragCase& drag, int steps)
 {
-    DragResult out;
+    DragRun out;
     SketchDoc doc = drag.sketch;
     Sketch sketch;
     SketchSnapshot built;

@@ -35,7 +35,7 @@ struct DragCase
 /// False when the edit makes no drag (no point moved).
 bool MakeDragCase(const Edit& e, DragCase& drag);
 
-struct DragResult
+struct DragRun
 {
     /// False when the solver has no drag.
     bool available = true;
@@ -51,12 +51,12 @@ struct DragResult
     std::string detail;
 };
 
-DragResult DragWithQsolver(const DragCase& drag, int steps);
+DragRun DragWithQsolver(const DragCase& drag, int steps);
 
 /// Counts one judged drag step into the result.
-void CountStep(DragResult& result, const Judgement& step);
+void CountStep(DragRun& result, const Judgement& step);
 /// Whether the dragged point ended on its target.
 bool ReachedTarget(const DragCase& drag, const SketchDoc& doc);
-DragResult DragWithSlvs(const DragCase& drag, int steps);
+DragRun DragWithSlvs(const DragCase& drag, int steps);
 
 } // namespace qsolver::corpus

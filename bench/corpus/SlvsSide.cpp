@@ -22,9 +22,9 @@ SideResult DriveWithSlvs(const Edit& e, const std::vector<Invariant>& invariants
     return out;
 }
 
-DragResult DragWithSlvs(const DragCase& drag, int steps)
+DragRun DragWithSlvs(const DragCase& drag, int steps)
 {
-    DragResult out;
+    DragRun out;
     SketchDoc doc = drag.sketch;
     const std::vector<Invariant> invariants = FindInvariants(drag.sketch);
     const DocNode start = drag.sketch.nodes[static_cast<size_t>(drag.point)];

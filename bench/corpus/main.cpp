@@ -201,7 +201,7 @@ int Generate(const Options& o)
     std::vector<std::string> results;
     if (!ForEachForked(slots.size(), o.jobs, draw, results))
     {
-        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        std::fprintf(stderr, "qsolver_corpus: a worker could not be started\n");
         return 1;
     }
     std::vector<std::string> names;
@@ -210,6 +210,10 @@ int Generate(const Options& o)
     for (size_t i = 0; i < results.size(); ++i)
     {
         const std::string& r = results[i];
+        if (r.empty())
+        {
+            continue; // the process died on this slot
+        }
         const size_t t1 = r.find('\t');
         const size_t t2 = r.find('\t', t1 + 1);
         if (t1 > 0)
@@ -412,12 +416,20 @@ int Run(const Options& o)
     std::map<std::string, Tally> tally;
     std::vector<std::string> order;
     std::string log;
-    for (const std::string& r : results)
+    for (size_t i = 0; i < results.size(); ++i)
     {
-        if (r.empty() || r[0] == '!')
+        std::string r = results[i];
+        if (r.empty())
         {
-            std::fprintf(stderr, "qsolver_corpus: %s\n",
-                         r.empty() ? "a worker failed" : r.c_str() + 1);
+            // The process died on this edit: a crash counts as a failure of both.
+            Edit e;
+            std::string error;
+            ReadEdit(o.dir, names[i], e, error);
+            r = e.family + "\t1\t0\t1\t0\t" + names[i] + "\tcrashed";
+        }
+        if (r[0] == '!')
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n", r.c_str() + 1);
             return 2;
         }
         const std::vector<std::string> f = Split(r, 6);
@@ -444,7 +456,7 @@ int Run(const Options& o)
     }
     if (!finished)
     {
-        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        std::fprintf(stderr, "qsolver_corpus: a worker could not be started\n");
         return 2;
     }
     const std::string table = RunTable(order, tally, o.withOther);
@@ -525,7 +537,7 @@ std::string DragTable(const std::vector<std::string>& order, std::map<std::strin
 }
 
 // A drag result as text: availability, counts and step times, space separated.
-std::string DragRecord(const DragResult& r)
+std::string DragRecord(const DragRun& r)
 {
     std::string s = std::to_string(r.available ? 1 : 0) + " " + std::to_string(r.steps) + " " +
                     std::to_string(r.solved) + " " + std::to_string(r.flipped) + " " +
@@ -537,9 +549,9 @@ std::string DragRecord(const DragResult& r)
     return s;
 }
 
-DragResult ParseDragRecord(const std::string& text)
+DragRun ParseDragRecord(const std::string& text)
 {
-    DragResult r;
+    DragRun r;
     std::istringstream in(text);
     int available = 0;
     int reached = 0;
@@ -582,11 +594,11 @@ int Drag(const Options& o)
         {
             return "\t\t\t\t";
         }
-        const DragResult results[2] = {DragWithQsolver(drag, o.steps), DragWithSlvs(drag, o.steps)};
+        const DragRun results[2] = {DragWithQsolver(drag, o.steps), DragWithSlvs(drag, o.steps)};
         std::string line = e.name + "\t" + drag.sketch.nodes[static_cast<size_t>(drag.point)].id;
         for (int k = 0; k < 2; ++k)
         {
-            const DragResult& r = results[k];
+            const DragRun& r = results[k];
             line += std::string(k == 0 ? "\tqsolver " : "\tother ");
             line += !r.available ? std::string("absent")
                                  : std::to_string(r.solved) + "/" + std::to_string(r.steps) +
@@ -607,12 +619,17 @@ int Drag(const Options& o)
     std::vector<std::string> order;
     std::string log;
     std::string absent;
-    for (const std::string& rec : results)
+    for (size_t i = 0; i < results.size(); ++i)
     {
-        if (rec.empty() || rec[0] == '!')
+        const std::string& rec = results[i];
+        if (rec.empty())
         {
-            std::fprintf(stderr, "qsolver_corpus: %s\n",
-                         rec.empty() ? "a worker failed" : rec.c_str() + 1);
+            log += names[i] + "\tcrashed\n";
+            continue;
+        }
+        if (rec[0] == '!')
+        {
+            std::fprintf(stderr, "qsolver_corpus: %s\n", rec.c_str() + 1);
             return 2;
         }
         const std::vector<std::string> f = Split(rec, 5);
@@ -628,7 +645,7 @@ int Drag(const Options& o)
         ++t.drags;
         for (int k = 0; k < 2; ++k)
         {
-            const DragResult r = ParseDragRecord(f[static_cast<size_t>(1 + k)]);
+            const DragRun r = ParseDragRecord(f[static_cast<size_t>(1 + k)]);
             if (!r.available)
             {
                 t.available[k] = false;
@@ -651,7 +668,7 @@ int Drag(const Options& o)
     }
     if (!finished)
     {
-        std::fprintf(stderr, "qsolver_corpus: a worker failed\n");
+        std::fprintf(stderr, "qsolver_corpus: a worker could not be started\n");
         return 2;
     }
     std::string table = DragTable(order, tally);

@@ -218,7 +218,7 @@ TEST(EditCorpus, DragIsReportedAbsentUntilTheLibraryHasOne)
     DragCase drag;
     ASSERT_TRUE(MakeDragCase(e, drag));
 
-    const DragResult r = DragWithQsolver(drag, 3);
+    const DragRun r = DragWithQsolver(drag, 3);
 
     EXPECT_EQ(drag.sketch.relations.size() + 1, e.sketch.relations.size());
     EXPECT_EQ(drag.point, static_cast<int>(e.sketch.nodes.size()) - 1);
