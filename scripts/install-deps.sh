@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need, when any is missing.
 set -euo pipefail
-packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind "$@")
+packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
+    libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    "$@")
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
