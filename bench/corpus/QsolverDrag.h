@@ -1,5 +1,5 @@
-// The one place the corpus reaches Qsolver's drag: wiring the drag API when it lands is this
-// function and nothing else.
+// The one place the corpus reaches Qsolver's drag (Sketch::Drag), so that the runner sees a
+// drag result of its own whatever the library's drag reports.
 #pragma once
 
 #include "qsolver/Sketch.h"
@@ -11,7 +11,7 @@ namespace qsolver::corpus
 
 struct DragStepResult
 {
-    /// False while the library has no drag: the runner then reports Qsolver's drags as absent.
+    /// False when the library has no drag: the runner then reports Qsolver's drags as absent.
     bool available = false;
     /// What the drag reported.
     bool ok = false;

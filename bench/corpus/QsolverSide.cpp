@@ -115,6 +115,11 @@ SideResult DriveWithQsolver(const Edit& e, const std::vector<Invariant>& invaria
     }
     else
     {
+        out.how = std::string(DriveStrategyText(result.strategy)) + ", " +
+                  std::to_string(result.steps) + (result.steps == 1 ? " step" : " steps");
+    }
+    else
+    {
         UpdateDocFromSketch(sketch, built, doc);
     }
     doc.relations[static_cast<size_t>(e.relation)].value = e.newValue;

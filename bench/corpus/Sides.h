@@ -16,6 +16,8 @@ struct SideResult
     Judgement judgement;
     /// What the solver said when it failed.
     std::string message;
+    /// Qsolver: which strategy solved the drive, and in how many steps.
+    std::string how;
     double ms = 0.0;
 };
 

@@ -383,7 +383,11 @@ int Run(const Options& o)
         const std::vector<Invariant> invariants = FindInvariants(e.sketch);
         const SideResult ours = DriveWithQsolver(e, invariants);
         std::string line = e.name + "\tqsolver " + OutcomeText(ours.judgement.outcome);
-        const std::string ourWhy = !ours.message.empty() ? ours.message : ours.judgement.detail;
+        std::string ourWhy = !ours.message.empty() ? ours.message : ours.judgement.detail;
+        if (!ours.how.empty())
+        {
+            ourWhy += (ourWhy.empty() ? "" : "; ") + ours.how;
+        }
         if (!ourWhy.empty())
         {
             line += " (" + ourWhy + ")";

@@ -208,11 +208,12 @@ TEST(EditCorpus, SmallEditsSolveThroughTheSketchApi)
     }
 }
 
-TEST(EditCorpus, DragIsReportedAbsentUntilTheLibraryHasOne)
+TEST(EditCorpus, DragOfALooseTrussEndIsNeverWrong)
 {
+    // The last bar taken away, the end point dragged a tenth of the sketch away: the runner sees
+    // the library's drag, and whatever it reports keeps every relation and every side.
     Edit e = Draw("truss", 2);
     e.reference = e.sketch;
-    // Pretend the edit moved the last point by a tenth of the sketch.
     DocNode& last = e.reference.nodes.back();
     last.x += 0.1 * Extent(e.sketch);
     DragCase drag;
@@ -222,7 +223,10 @@ TEST(EditCorpus, DragIsReportedAbsentUntilTheLibraryHasOne)
 
     EXPECT_EQ(drag.sketch.relations.size() + 1, e.sketch.relations.size());
     EXPECT_EQ(drag.point, static_cast<int>(e.sketch.nodes.size()) - 1);
-    EXPECT_FALSE(r.available);
+    EXPECT_TRUE(r.available);
+    EXPECT_EQ(r.steps, 3);
+    EXPECT_EQ(r.flipped, 0) << r.detail;
+    EXPECT_EQ(r.wrong, 0) << r.detail;
 }
 
 } // namespace
