@@ -117,9 +117,6 @@ SideResult DriveWithQsolver(const Edit& e, const std::vector<Invariant>& invaria
     {
         out.how = std::string(DriveStrategyText(result.strategy)) + ", " +
                   std::to_string(result.steps) + (result.steps == 1 ? " step" : " steps");
-    }
-    else
-    {
         UpdateDocFromSketch(sketch, built, doc);
     }
     doc.relations[static_cast<size_t>(e.relation)].value = e.newValue;
