@@ -3,6 +3,7 @@
 set -euo pipefail
 packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
     libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    python3-ezdxf # the DXF export is read back by another program in the tests
     "$@")
 missing=()
 for p in "${packages[@]}"; do
