@@ -1,0 +1,150 @@
+// The sketch a Python user holds: the document (ids, numbers in the sketch's own unit, what
+// to_json writes) and the Sketch API's sketch built from it, kept in step. Plain C++: the
+// bindings add the GIL, the core lock and the Python types.
+#pragma once
+
+#include "qsolver/Sketch.h"
+#include "qsolver/SketchDrive.h"
+#include "qsolver/SketchFile.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace qsolver::python
+{
+
+/// Bad input: becomes ValueError.
+struct InputFailure : std::invalid_argument
+{
+    using std::invalid_argument::invalid_argument;
+};
+
+/// A file that cannot be read: becomes OSError.
+struct FileFailure : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/// A change the solver could not make; the sketch is as it was before. Becomes SolveError.
+struct SolveFailure : std::runtime_error
+{
+    SolveFailure(const DriveResult& r, const std::string& text);
+    DriveResult result;
+};
+
+/// A short key for the step of a drive, for programs: "build-cluster-chain", "verify", ...
+const char* DriveStepKey(DriveStep step);
+/// The message of a failed drive: the step, the library's detail and whether it was restored.
+std::string DriveFailureText(const DriveResult& result);
+
+/// The value of a relation as a builder receives it: its own number, or a named value.
+struct ValueArg
+{
+    bool hasValue = false;
+    double value = 0.0;
+    bool known = true;
+    std::string shared;
+};
+
+/// A drive checked and converted, ready to run without touching Python.
+struct DriveRequest
+{
+    /// Relation ids with values in the solver's unit (radians for angles).
+    std::vector<std::pair<std::string, double>> changes;
+    /// Relation indices in the document with the values as given, in the sketch's unit.
+    std::vector<std::pair<int, double>> typed;
+    bool nodeChain = false;
+};
+
+class PySketch
+{
+public:
+    explicit PySketch(bool radians = false);
+    ~PySketch();
+    PySketch(const PySketch&) = delete;
+    PySketch& operator=(const PySketch&) = delete;
+
+    /// Builds from a checked document; `name` stands for the file in messages.
+    static std::unique_ptr<PySketch> FromDoc(const SketchDoc& doc, const std::string& name);
+    static std::unique_ptr<PySketch> FromJson(const std::string& text, const std::string& name);
+    static std::unique_ptr<PySketch> Load(const std::string& path);
+    std::unique_ptr<PySketch> Copy() const;
+
+    // ---- The document
+    const SketchDoc& Doc() const { return m_doc; }
+    const std::string& Name() const { return m_name; }
+    std::string ToJson() const { return FormatSketch(m_doc); }
+    void Save(const std::string& path) const;
+    void SetDescription(const std::string& text);
+    /// "point", "line", "circle", a relation type ("ppdis", ...) or "value"; throws when unknown.
+    std::string KindOf(const std::string& id) const;
+    const DocNode& Node(const std::string& id, DocNodeType type) const;
+    const DocRelation& Relation(const std::string& id) const;
+    /// A relation's value (a rad's: the circle's radius) or a named value, in the sketch's unit.
+    double Value(const std::string& id) const;
+    /// How far each relation is from holding at the current coordinates.
+    std::vector<RelationCheck> Check() const { return CheckRelations(m_doc); }
+
+    // ---- Builders (angles in the sketch's unit). Each checks what the file reader checks, so
+    // what is built can be written and read back; a refused call changes nothing. Hold the
+    // core lock: they make core objects.
+    void AddPoint(const std::string& id, double x, double y);
+    void AddLine(const std::string& id, double px, double py, double dx, double dy, bool dirFixed);
+    void AddCircle(const std::string& id, double cx, double cy, double radius);
+    void SetReference(const std::string& nodeId, long long refId);
+    void AddValue(const std::string& id, double value, bool known);
+    void AddFix(const std::string& id, const std::string& node);
+    void AddRelation(DocRelType type, const std::string& id, const std::string& a,
+                     const std::string& b, const ValueArg& value, bool reverse1 = false,
+                     bool reverse2 = false);
+    void AddRad(const std::string& id, const std::string& node, const std::string& circle);
+    void SetValueNode(const std::string& relationId, const std::string& circleId);
+    void RemoveRelation(const std::string& id);
+    void RemoveNode(const std::string& id);
+
+    // ---- Passes. Run with the core lock held; they touch no Python object.
+    AnalysisResult Analyse();
+    /// Checks and converts the changes (relation id, value in the sketch's unit).
+    DriveRequest PrepareDrive(const std::vector<std::pair<std::string, double>>& changes,
+                              bool nodeChain) const;
+    /// The solver's part of a drive: on failure the sketch is restored.
+    DriveResult RunDrive(const DriveRequest& request);
+    /// Takes a successful drive's results into the document; needs no core lock.
+    void FinishDrive(const DriveRequest& request, const DriveResult& result);
+    /// The Sketch API's sketch, up to date with the document; with the core lock held.
+    Sketch& Live();
+    /// The live sketch no longer matches the document: the next pass rebuilds it.
+    void MarkStale() { m_stale = true; }
+
+    /// Set while a solve of this sketch runs without the GIL; read and written under the GIL.
+    bool busy = false;
+
+private:
+    [[noreturn]] void Refuse(const std::string& problem) const;
+    [[noreturn]] void RefuseLive() const;
+    void CheckNumber(const std::string& what, double value) const;
+    void CheckNewId(const std::string& id) const;
+    int NodeIndex(const std::string& id) const;
+    int RelationIndex(const std::string& id) const;
+    int ValueIndex(const std::string& id) const;
+    void Reindex();
+    void AppendRelation(const DocRelation& rel);
+    double* ValueSlot(int relation);
+
+    SketchDoc m_doc;
+    std::string m_name = "sketch";
+    std::unique_ptr<Sketch> m_live;
+    SketchSnapshot m_snapshot;
+    // Builders change the live sketch as they go, but its snapshot (what to_json compares
+    // against) is only made by building the whole sketch: a pass rebuilds it first.
+    bool m_stale = false;
+    std::unordered_map<std::string, int> m_nodeIndex;
+    std::unordered_map<std::string, int> m_relIndex;
+    std::unordered_map<std::string, int> m_valueIndex;
+};
+
+} // namespace qsolver::python
