@@ -17,6 +17,7 @@ import time
 import numpy as np
 from dask.distributed import Client, LocalCluster
 
+import fourbar_study
 from fourbar_study import load_fourbar, tolerance_variants, variant_curves
 from tolerance_study import CRANK
 
@@ -37,6 +38,7 @@ def main():
     if args.scheduler:
         cluster = None
         client = Client(args.scheduler)
+        client.upload_file(fourbar_study.__file__)  # the tasks' code, for remote workers
     else:
         cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
                                dashboard_address=None, local_directory=scratch.name,
