@@ -15,19 +15,28 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "tests"))
 
 import qsolver  # noqa: E402
+from qsolver import _qsolver  # noqa: E402
 from conftest import EXAMPLES, chain_sketch  # noqa: E402
 
 
-def best_of_three(run, count, seconds):
-    """Microseconds per drive: run() does `count` drives and returns the seconds they took."""
-    best = float("inf")
+def per_drive(run, count, seconds):
+    """Microseconds per drive of one measurement: run() does `count` drives and returns the
+    seconds they took; it is repeated for at least `seconds`."""
+    took, done = 0.0, 0
+    while took < seconds:
+        took += run()
+        done += count
+    return took / done * 1e6
+
+
+def best_of_three(runs, count, seconds):
+    """The best of three measurements of each run, taken in turn so that a neighbour's busy
+    spell on the machine falls on both."""
+    best = [float("inf")] * len(runs)
     for _ in range(3):
-        took, done = 0.0, 0
-        while took < seconds:
-            took += run()
-            done += count
-        best = min(best, took / done)
-    return best * 1e6
+        for i, run in enumerate(runs):
+            best[i] = min(best[i], per_drive(run, count, seconds))
+    return best
 
 
 def python_loop(sketch, relation, values):
@@ -40,7 +49,7 @@ def python_loop(sketch, relation, values):
 
 
 def cpp_loop(sketch, relation, values):
-    return lambda: qsolver._time_cpp_drives(sketch, relation, values)
+    return lambda: _qsolver._time_cpp_drives(sketch, relation, values)
 
 
 def batch_loop(sketches, relation, values):
@@ -69,14 +78,15 @@ def main():
           f"{'overhead':>9}")
     for name, base, relation, values in cases:
         py_sketch, cpp_sketch = base.copy(), base.copy()
-        cpp = best_of_three(cpp_loop(cpp_sketch, relation, values), len(values), args.seconds)
-        py = best_of_three(python_loop(py_sketch, relation, values), len(values), args.seconds)
+        cpp, py = best_of_three([cpp_loop(cpp_sketch, relation, values),
+                                 python_loop(py_sketch, relation, values)],
+                                len(values), args.seconds)
         print(f"{name:26} {cpp:13.2f} {py:16.2f} {py - cpp:12.2f} {(py - cpp) / cpp:9.1%}")
 
     batch = [fourbar.copy() for _ in range(200)]
     values = [float(a) for a in range(0, 360, 30)]
-    per = best_of_three(batch_loop(batch, "crankAngle", values), len(values) * len(batch),
-                        args.seconds)
+    per, = best_of_three([batch_loop(batch, "crankAngle", values)], len(values) * len(batch),
+                         args.seconds)
     print(f"{'fourbar, drive_many x200':26} {'':13} {per:16.2f}")
 
 

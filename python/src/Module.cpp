@@ -9,6 +9,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -136,7 +137,12 @@ void RunDrive(PySketch& sketch, const py::handle& changes, bool nodeChain)
 double TimeCppDrives(PySketch& sketch, const std::string& relation,
                      const std::vector<double>& values)
 {
-    Idle(sketch).PrepareDrive({{relation, values.at(0)}}, false);
+    if (values.empty())
+    {
+        throw InputFailure("no values to drive through");
+    }
+    // Checked as a drive of the last value: the document takes that one in afterwards.
+    const DriveRequest last = Idle(sketch).PrepareDrive({{relation, values.back()}}, false);
     const bool angle = sketch.Relation(relation).type == DocRelType::LLang;
     std::vector<double> solverValues;
     for (double v : values)
@@ -158,8 +164,7 @@ double TimeCppDrives(PySketch& sketch, const std::string& relation,
         }
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    // The document was not kept in step: the next pass rebuilds from it.
-    sketch.MarkStale();
+    sketch.FinishDrive(last, DriveResult());
     return took.count();
 }
 
@@ -351,9 +356,8 @@ library's message, and then change nothing. The solver runs without the GIL.)doc
         .def("__repr__",
              [](const PySketch& s)
              {
-                 return "<qsolver.Sketch '" + s.Name() +
-                        "': " + std::to_string(s.Doc().nodes.size()) + " nodes, " +
-                        std::to_string(s.Doc().relations.size()) + " relations>";
+                 return "<qsolver.Sketch '" + s.Name() + "': " + std::to_string(s.NodeCount()) +
+                        " nodes, " + std::to_string(s.RelationCount()) + " relations>";
              })
 
         // ---- The document
@@ -361,7 +365,7 @@ library's message, and then change nothing. The solver runs without the GIL.)doc
             "name", [](const PySketch& s) { return s.Name(); },
             "The file it was loaded from, or what stands for it in messages.")
         .def_property_readonly(
-            "unit", [](const PySketch& s) { return s.Doc().radians ? "rad" : "deg"; },
+            "unit", [](const PySketch& s) { return s.Radians() ? "rad" : "deg"; },
             "The unit of angles: \"deg\" or \"rad\".")
         .def_property(
             "description", [](const PySketch& s) { return Idle(s).Doc().description; },
@@ -427,8 +431,8 @@ library's message, and then change nothing. The solver runs without the GIL.)doc
             "point",
             [](const PySketch& s, const std::string& id)
             {
-                const DocNode& n = Idle(s).Node(id, DocNodeType::Point);
-                return Pair(n.x, n.y);
+                const auto [x, y] = Idle(s).PointAt(id);
+                return Pair(x, y);
             },
             py::arg("id"), "The point's coordinates, a numpy array [x, y].")
         .def(
@@ -452,32 +456,22 @@ library's message, and then change nothing. The solver runs without the GIL.)doc
             "points",
             [](const PySketch& s, const std::optional<std::vector<std::string>>& ids)
             {
-                Idle(s);
-                std::vector<const DocNode*> rows;
+                std::vector<double> xy;
                 if (ids)
                 {
                     for (const std::string& id : *ids)
                     {
-                        rows.push_back(&s.Node(id, DocNodeType::Point));
+                        const auto [x, y] = Idle(s).PointAt(id);
+                        xy.push_back(x);
+                        xy.push_back(y);
                     }
                 }
                 else
                 {
-                    for (const DocNode& n : s.Doc().nodes)
-                    {
-                        if (n.type == DocNodeType::Point)
-                        {
-                            rows.push_back(&n);
-                        }
-                    }
+                    xy = Idle(s).AllPoints();
                 }
-                py::array_t<double> out({static_cast<py::ssize_t>(rows.size()), py::ssize_t{2}});
-                auto view = out.mutable_unchecked<2>();
-                for (size_t i = 0; i < rows.size(); ++i)
-                {
-                    view(i, 0) = rows[i]->x;
-                    view(i, 1) = rows[i]->y;
-                }
+                py::array_t<double> out({static_cast<py::ssize_t>(xy.size() / 2), py::ssize_t{2}});
+                std::copy(xy.begin(), xy.end(), out.mutable_data());
                 return out;
             },
             py::arg("ids") = py::none(),

@@ -128,7 +128,7 @@ std::unique_ptr<PySketch> PySketch::Load(const std::string& path)
 
 std::unique_ptr<PySketch> PySketch::Copy() const
 {
-    return FromDoc(m_doc, m_name);
+    return FromDoc(Doc(), m_name);
 }
 
 void PySketch::Save(const std::string& path) const
@@ -142,6 +142,7 @@ void PySketch::Save(const std::string& path) const
 
 void PySketch::SetDescription(const std::string& text)
 {
+    SyncDoc();
     m_doc.description = text;
     m_doc.hasDescription = true;
 }
@@ -237,6 +238,7 @@ std::string PySketch::KindOf(const std::string& id) const
 
 const DocNode& PySketch::Node(const std::string& id, DocNodeType type) const
 {
+    SyncDoc();
     const int n = NodeIndex(id);
     if (n < 0)
     {
@@ -261,7 +263,7 @@ const DocRelation& PySketch::Relation(const std::string& id) const
     return m_doc.relations[r];
 }
 
-double* PySketch::ValueSlot(int relation)
+double* PySketch::ValueSlot(int relation) const
 {
     DocRelation& r = m_doc.relations[relation];
     if (r.type == DocRelType::Rad)
@@ -277,6 +279,7 @@ double* PySketch::ValueSlot(int relation)
 
 double PySketch::Value(const std::string& id) const
 {
+    SyncDoc();
     if (int v = ValueIndex(id); v >= 0)
     {
         return m_doc.values[v].value;
@@ -290,13 +293,14 @@ double PySketch::Value(const std::string& id) const
     {
         Refuse(Quoted(id) + " is a fix: it has no value");
     }
-    return *const_cast<PySketch*>(this)->ValueSlot(r);
+    return *ValueSlot(r);
 }
 
 // ---- Builders -------------------------------------------------------------------------------
 
 void PySketch::AddPoint(const std::string& id, double x, double y)
 {
+    SyncDoc();
     CheckNumber("point " + Quoted(id), x);
     CheckNumber("point " + Quoted(id), y);
     CheckNewId(id);
@@ -317,6 +321,7 @@ void PySketch::AddPoint(const std::string& id, double x, double y)
 void PySketch::AddLine(const std::string& id, double px, double py, double dx, double dy,
                        bool dirFixed)
 {
+    SyncDoc();
     for (double v : {px, py, dx, dy})
     {
         CheckNumber("line " + Quoted(id), v);
@@ -342,6 +347,7 @@ void PySketch::AddLine(const std::string& id, double px, double py, double dx, d
 
 void PySketch::AddCircle(const std::string& id, double cx, double cy, double radius)
 {
+    SyncDoc();
     for (double v : {cx, cy, radius})
     {
         CheckNumber("circle " + Quoted(id), v);
@@ -368,6 +374,7 @@ void PySketch::AddCircle(const std::string& id, double cx, double cy, double rad
 
 void PySketch::SetReference(const std::string& nodeId, long long refId)
 {
+    SyncDoc();
     const int n = NodeIndex(nodeId);
     if (n < 0)
     {
@@ -389,6 +396,7 @@ void PySketch::SetReference(const std::string& nodeId, long long refId)
 
 void PySketch::AddValue(const std::string& id, double value, bool known)
 {
+    SyncDoc();
     CheckNumber("value " + Quoted(id), value);
     CheckNewId(id);
     // The live number is only for checking: a pass rebuilds from the document, which converts
@@ -418,6 +426,7 @@ void PySketch::AppendRelation(const DocRelation& rel)
 
 void PySketch::AddFix(const std::string& id, const std::string& node)
 {
+    SyncDoc();
     CheckNewId(id);
     if (m_live->AddFix(id, node) == nullptr)
     {
@@ -434,6 +443,7 @@ void PySketch::AddRelation(DocRelType type, const std::string& id, const std::st
                            const std::string& b, const ValueArg& value, bool reverse1,
                            bool reverse2)
 {
+    SyncDoc();
     const std::string what = "relation " + Quoted(id);
     CheckNewId(id);
     if (value.hasValue == !value.shared.empty())
@@ -509,6 +519,7 @@ void PySketch::AddRelation(DocRelType type, const std::string& id, const std::st
 
 void PySketch::AddRad(const std::string& id, const std::string& node, const std::string& circle)
 {
+    SyncDoc();
     CheckNewId(id);
     const int n = NodeIndex(node);
     if (n >= 0 && m_doc.nodes[n].type != DocNodeType::Point)
@@ -529,6 +540,7 @@ void PySketch::AddRad(const std::string& id, const std::string& node, const std:
 
 void PySketch::SetValueNode(const std::string& relationId, const std::string& circleId)
 {
+    SyncDoc();
     const int r = RelationIndex(relationId);
     if (r >= 0 &&
         (m_doc.relations[r].type == DocRelType::Fix || m_doc.relations[r].type == DocRelType::Rad))
@@ -546,6 +558,7 @@ void PySketch::SetValueNode(const std::string& relationId, const std::string& ci
 
 void PySketch::RemoveRelation(const std::string& id)
 {
+    SyncDoc();
     const int r = RelationIndex(id);
     if (!m_live->RemoveRelation(id))
     {
@@ -558,6 +571,7 @@ void PySketch::RemoveRelation(const std::string& id)
 
 void PySketch::RemoveNode(const std::string& id)
 {
+    SyncDoc();
     if (!m_live->RemoveNode(id))
     {
         RefuseLive();
@@ -591,6 +605,7 @@ Sketch& PySketch::Live()
 {
     if (m_stale)
     {
+        SyncDoc();
         auto fresh = std::make_unique<Sketch>();
         SketchSnapshot snapshot;
         InputError error;
@@ -651,7 +666,7 @@ DriveRequest PySketch::PrepareDrive(const std::vector<std::pair<std::string, dou
             Refuse(what + (rel.type == DocRelType::Rad ? ": a radius must be greater than 0"
                                                        : ": a distance cannot be negative"));
         }
-        const double* slot = const_cast<PySketch*>(this)->ValueSlot(r);
+        const double* slot = ValueSlot(r);
         for (size_t i = 0; i < slots.size(); ++i)
         {
             if (slots[i] == slot)
@@ -683,12 +698,53 @@ void PySketch::FinishDrive(const DriveRequest& request, const DriveResult& resul
     {
         return;
     }
+    m_docBehind = true;
+    m_typed.insert(m_typed.end(), request.typed.begin(), request.typed.end());
+}
+
+void PySketch::SyncDoc() const
+{
+    if (!m_docBehind)
+    {
+        return;
+    }
     UpdateDocFromSketch(*m_live, m_snapshot, m_doc);
     // The numbers as given, not as converted back from radians.
-    for (const auto& [relation, value] : request.typed)
+    for (const auto& [relation, value] : m_typed)
     {
         *ValueSlot(relation) = value;
     }
+    m_typed.clear();
+    m_docBehind = false;
+}
+
+std::pair<double, double> PySketch::PointAt(const std::string& id) const
+{
+    const int n = NodeIndex(id);
+    if (n < 0 || m_doc.nodes[n].type != DocNodeType::Point)
+    {
+        Node(id, DocNodeType::Point); // refuses with the reason
+    }
+    const CVert* p = m_live->FindPoint(id);
+    return {p->m_Pos.x, p->m_Pos.y};
+}
+
+std::vector<double> PySketch::AllPoints() const
+{
+    std::vector<double> xy;
+    CNodeList& nodes = m_live->Nodes();
+    POSITION pos = nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = nodes.GetNext(pos);
+        if (node->GetType() == SKT_NODE_POINT)
+        {
+            const XYZ& at = static_cast<CVert*>(node)->m_Pos;
+            xy.push_back(at.x);
+            xy.push_back(at.y);
+        }
+    }
+    return xy;
 }
 
 } // namespace qsolver::python

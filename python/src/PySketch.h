@@ -74,10 +74,18 @@ public:
     static std::unique_ptr<PySketch> Load(const std::string& path);
     std::unique_ptr<PySketch> Copy() const;
 
-    // ---- The document
-    const SketchDoc& Doc() const { return m_doc; }
+    // ---- The document, brought up to date with the last drives when it is read
+    const SketchDoc& Doc() const
+    {
+        SyncDoc();
+        return m_doc;
+    }
     const std::string& Name() const { return m_name; }
-    std::string ToJson() const { return FormatSketch(m_doc); }
+    // What no drive changes, readable while one runs.
+    bool Radians() const { return m_doc.radians; }
+    size_t NodeCount() const { return m_doc.nodes.size(); }
+    size_t RelationCount() const { return m_doc.relations.size(); }
+    std::string ToJson() const { return FormatSketch(Doc()); }
     void Save(const std::string& path) const;
     void SetDescription(const std::string& text);
     /// "point", "line", "circle", a relation type ("ppdis", ...) or "value"; throws when unknown.
@@ -87,7 +95,11 @@ public:
     /// A relation's value (a rad's: the circle's radius) or a named value, in the sketch's unit.
     double Value(const std::string& id) const;
     /// How far each relation is from holding at the current coordinates.
-    std::vector<RelationCheck> Check() const { return CheckRelations(m_doc); }
+    std::vector<RelationCheck> Check() const { return CheckRelations(Doc()); }
+    /// A point's coordinates, read from the solver's side: no document update needed.
+    std::pair<double, double> PointAt(const std::string& id) const;
+    /// Every point's coordinates in creation order, x and y interleaved, likewise.
+    std::vector<double> AllPoints() const;
 
     // ---- Builders (angles in the sketch's unit). Each checks what the file reader checks, so
     // what is built can be written and read back; a refused call changes nothing. Hold the
@@ -113,12 +125,11 @@ public:
                               bool nodeChain) const;
     /// The solver's part of a drive: on failure the sketch is restored.
     DriveResult RunDrive(const DriveRequest& request);
-    /// Takes a successful drive's results into the document; needs no core lock.
+    /// Notes a successful drive's results for the document, which takes them in when it is
+    /// next read (a walk of the whole sketch: sweeps that read a few points skip it).
     void FinishDrive(const DriveRequest& request, const DriveResult& result);
     /// The Sketch API's sketch, up to date with the document; with the core lock held.
     Sketch& Live();
-    /// The live sketch no longer matches the document: the next pass rebuilds it.
-    void MarkStale() { m_stale = true; }
 
     /// Set while a solve of this sketch runs without the GIL; read and written under the GIL.
     bool busy = false;
@@ -133,12 +144,18 @@ private:
     int ValueIndex(const std::string& id) const;
     void Reindex();
     void AppendRelation(const DocRelation& rel);
-    double* ValueSlot(int relation);
+    double* ValueSlot(int relation) const;
+    void SyncDoc() const;
 
-    SketchDoc m_doc;
+    // The document and what it was last compared against are a cache of the live sketch's
+    // results, filled in when read.
+    mutable SketchDoc m_doc;
     std::string m_name = "sketch";
     std::unique_ptr<Sketch> m_live;
-    SketchSnapshot m_snapshot;
+    mutable SketchSnapshot m_snapshot;
+    // Drives since the document was last brought up to date, and the values they set as given.
+    mutable bool m_docBehind = false;
+    mutable std::vector<std::pair<int, double>> m_typed;
     // Builders change the live sketch as they go, but its snapshot (what to_json compares
     // against) is only made by building the whole sketch: a pass rebuilds it first.
     bool m_stale = false;
