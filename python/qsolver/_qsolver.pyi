@@ -1,6 +1,6 @@
 # Type stubs of the extension module qsolver._qsolver, for editors and type checkers.
 import os
-from typing import Iterable, Mapping, Optional, Sequence, Tuple, Union
+from typing import Iterable, Mapping, Optional, Sequence, Tuple, TypedDict, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -60,8 +60,15 @@ class DriveReport:
     def restored(self) -> bool: ...
     def __bool__(self) -> bool: ...
 
-class RelationCheck(dict):
-    """Keys: id (str), measured, wanted, error (float), holds, constrains (bool)."""
+class RelationCheck(TypedDict):
+    """How well one relation holds, in the sketch's unit (an item of Sketch.check())."""
+
+    id: str
+    measured: float
+    wanted: float
+    error: float
+    holds: bool
+    constrains: bool
 
 class Sketch:
     """A 2D sketch: points, lines, circles and relations under string ids.
