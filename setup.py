@@ -21,8 +21,11 @@ class CMakeExtension(Extension):
 class CMakeBuild(build_ext):
     def build_extension(self, ext):
         build_dir = Path(os.environ.get("QSOLVER_BUILD_DIR") or ROOT / "build" / "python")
+        # A venv's interpreter resolves to the one it was made from: the same headers and ABI,
+        # and a build tree that outlives the venv.
+        python = os.path.realpath(sys.executable)
         configure = ["cmake", "-S", str(ROOT), "-B", str(build_dir),
-                     f"-DPython_EXECUTABLE={sys.executable}", "-DQSOLVER_BUILD_PYTHON=ON"]
+                     f"-DPython_EXECUTABLE={python}", "-DQSOLVER_BUILD_PYTHON=ON"]
         if not (build_dir / "CMakeCache.txt").exists():
             configure += ["-DCMAKE_BUILD_TYPE=Release", "-DQSOLVER_BUILD_TESTS=OFF"]
         subprocess.check_call(configure)

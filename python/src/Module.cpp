@@ -36,9 +36,9 @@ void TranslateErrors(std::exception_ptr p)
     catch (const SolveFailure& e)
     {
         py::object error = py::reinterpret_borrow<py::object>(g_solveError)(e.what());
-        error.attr("step") = DriveStepKey(e.result.failed);
-        error.attr("detail") = e.result.message;
-        error.attr("restored") = e.result.restored;
+        error.attr("step") = e.step;
+        error.attr("detail") = e.detail;
+        error.attr("restored") = e.restored;
         PyErr_SetObject(g_solveError, error.ptr());
     }
     catch (const FileFailure& e)
@@ -128,7 +128,7 @@ void RunDrive(PySketch& sketch, const py::handle& changes, bool nodeChain)
     }
     if (!result.IsOk())
     {
-        throw SolveFailure(result, DriveFailureText(result));
+        throw SolveFailure(result);
     }
 }
 
@@ -160,7 +160,7 @@ double TimeCppDrives(PySketch& sketch, const std::string& relation,
         ReleaseClusters();
         if (!r.IsOk())
         {
-            throw SolveFailure(r, DriveFailureText(r));
+            throw SolveFailure(r);
         }
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;

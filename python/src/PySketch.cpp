@@ -29,8 +29,15 @@ double FullTurn(const SketchDoc& doc)
 
 } // namespace
 
-SolveFailure::SolveFailure(const DriveResult& r, const std::string& text)
-    : std::runtime_error(text), result(r)
+SolveFailure::SolveFailure(const DriveResult& r)
+    : SolveFailure(DriveFailureText(r), DriveStepKey(r.failed), r.message, r.restored)
+{
+}
+
+SolveFailure::SolveFailure(const std::string& text, std::string stepKey, std::string why,
+                           bool wasRestored)
+    : std::runtime_error(text), step(std::move(stepKey)), detail(std::move(why)),
+      restored(wasRestored)
 {
 }
 

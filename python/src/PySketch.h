@@ -29,11 +29,16 @@ struct FileFailure : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-/// A change the solver could not make; the sketch is as it was before. Becomes SolveError.
+/// A change the solver could not make; the sketch is as it was before. Becomes SolveError
+/// with these fields as attributes.
 struct SolveFailure : std::runtime_error
 {
-    SolveFailure(const DriveResult& r, const std::string& text);
-    DriveResult result;
+    /// A failed drive.
+    explicit SolveFailure(const DriveResult& r);
+    SolveFailure(const std::string& text, std::string stepKey, std::string why, bool wasRestored);
+    std::string step;
+    std::string detail;
+    bool restored = true;
 };
 
 /// A short key for the step of a drive, for programs: "build-cluster-chain", "verify", ...
