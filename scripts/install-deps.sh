@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need, when any is missing.
 set -euo pipefail
-packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind "$@")
+packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
+    libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    "$@")
 # The Python module, its tests and examples (python/, examples/python/).
 packages+=(python3-dev python3-venv python3-pip python3-setuptools pybind11-dev python3-pybind11
     python3-numpy python3-pytest python3-matplotlib python3-dask python3-distributed)
