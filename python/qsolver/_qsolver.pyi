@@ -150,9 +150,11 @@ class Sketch:
     def remove_node(self, id: str) -> None: ...
 
     def analyse(self) -> Analysis: ...
-    def drive(self, changes: Changes, *, node_chain: bool = False) -> None:
+    def drive(self, changes: Changes, *, node_chain: bool = False, robust: bool = True) -> None:
         """Sets dimension values and re-solves; ValueError for a bad request, SolveError
         (sketch restored) when it cannot be re-solved."""
+    def drag(self, point: str, x: float, y: float) -> float:
+        """Drags a point towards (x, y); returns how far from it the point ended."""
 
 def drive_many(
     sketches: Sequence[Sketch],

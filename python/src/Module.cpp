@@ -109,9 +109,10 @@ Analysis RunAnalyse(PySketch& sketch)
     return out;
 }
 
-void RunDrive(PySketch& sketch, const py::handle& changes, bool nodeChain)
+void RunDrive(PySketch& sketch, const py::handle& changes, bool nodeChain, bool robust)
 {
-    const DriveRequest request = Idle(sketch).PrepareDrive(Changes(changes), nodeChain);
+    DriveRequest request = Idle(sketch).PrepareDrive(Changes(changes), nodeChain);
+    request.robust = robust;
     DriveResult result;
     {
         Busy busy(sketch);
@@ -130,6 +131,28 @@ void RunDrive(PySketch& sketch, const py::handle& changes, bool nodeChain)
     {
         throw SolveFailure(result);
     }
+}
+
+double RunDrag(PySketch& sketch, const std::string& point, double x, double y)
+{
+    Idle(sketch).CheckDrag(point, x, y);
+    DragResult result;
+    {
+        Busy busy(sketch);
+        py::gil_scoped_release nogil;
+        std::lock_guard<std::recursive_mutex> lock(CoreMutex());
+        result = sketch.RunDrag(point, x, y);
+    }
+    if (!result.IsOk())
+    {
+        if (result.iterations == 0)
+        {
+            throw InputFailure("drag of '" + point + "': " + result.message); // refused
+        }
+        throw SolveFailure("drag failed: " + result.message + "; the sketch was restored", "drag",
+                           result.message, true);
+    }
+    return result.distance;
 }
 
 /// The C++ baseline of the benchmark: the same drives through Sketch::Drive alone, as a C++ host
@@ -675,14 +698,23 @@ library's message, and then change nothing. The solver runs without the GIL.)doc
         .def("analyse", &RunAnalyse,
              "The analysis pass: rigid clusters, stripped nodes and the verdict. Changes no "
              "geometry.")
+        .def("drag", &RunDrag, py::arg("point"), py::arg("x"), py::arg("y"),
+             R"doc(Drags a point towards (x, y): it ends as near as the relations let it, every
+relation holding and the rest of the sketch moved as little as it can; fixed geometry stays.
+Returns how far from (x, y) the point ended (0 when it got there). Raises ``ValueError``
+for an unknown or fixed point and ``SolveError`` when no placement satisfies every
+relation; then the sketch is as it was.)doc")
         .def("drive", &RunDrive, py::arg("changes"), py::kw_only(), py::arg("node_chain") = false,
+             py::arg("robust") = true,
              R"doc(Sets dimension values and re-solves the sketch.
 
 ``changes`` maps relation ids to new values in the sketch's unit: ``{"d1": 90.0}``.
 Several changes are made in one pass. Raises ``ValueError`` for a bad request (unknown
 id, a fix, an unknown value, a negative distance) and ``SolveError`` when the solver
 cannot re-solve the sketch; then every node and value is as it was. ``node_chain``
-solves the core as one numeric system instead of as rigid clusters.)doc");
+solves the core as one numeric system instead of as rigid clusters. ``robust`` (the
+default) tries the library's other strategies (least squares, continuation) when the
+solver's own passes fail; ``robust=False`` reports their failure.)doc");
 
     m.def("_time_cpp_drives", &TimeCppDrives, py::arg("sketch"), py::arg("relation"),
           py::arg("values"),

@@ -694,6 +694,7 @@ DriveResult PySketch::RunDrive(const DriveRequest& request)
 {
     DriveOptions options;
     options.nodeChain = request.nodeChain;
+    options.robust = request.robust;
     const DriveResult result = DriveSketch(Live(), request.changes, options);
     ReleaseClusters();
     return result;
@@ -707,6 +708,24 @@ void PySketch::FinishDrive(const DriveRequest& request, const DriveResult& resul
     }
     m_docBehind = true;
     m_typed.insert(m_typed.end(), request.typed.begin(), request.typed.end());
+}
+
+void PySketch::CheckDrag(const std::string& point, double x, double y) const
+{
+    PointAt(point);
+    CheckNumber("drag of " + Quoted(point), x);
+    CheckNumber("drag of " + Quoted(point), y);
+}
+
+DragResult PySketch::RunDrag(const std::string& point, double x, double y)
+{
+    const DragResult result = Live().Drag(point, x, y);
+    ReleaseClusters();
+    if (result.IsOk())
+    {
+        m_docBehind = true;
+    }
+    return result;
 }
 
 void PySketch::SyncDoc() const

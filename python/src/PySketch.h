@@ -3,6 +3,7 @@
 // bindings add the GIL, the core lock and the Python types.
 #pragma once
 
+#include "qsolver/Drag.h"
 #include "qsolver/Sketch.h"
 #include "qsolver/SketchDrive.h"
 #include "qsolver/SketchFile.h"
@@ -63,6 +64,8 @@ struct DriveRequest
     /// Relation indices in the document with the values as given, in the sketch's unit.
     std::vector<std::pair<int, double>> typed;
     bool nodeChain = false;
+    /// Try the robust strategies when the solver's passes fail, as Sketch::Drive does.
+    bool robust = true;
 };
 
 class PySketch
@@ -133,6 +136,10 @@ public:
     /// Notes a successful drive's results for the document, which takes them in when it is
     /// next read (a walk of the whole sketch: sweeps that read a few points skip it).
     void FinishDrive(const DriveRequest& request, const DriveResult& result);
+    /// Checks a drag's point and target.
+    void CheckDrag(const std::string& point, double x, double y) const;
+    /// Sketch::Drag; on failure the sketch is restored.
+    DragResult RunDrag(const std::string& point, double x, double y);
     /// The Sketch API's sketch, up to date with the document; with the core lock held.
     Sketch& Live();
 

@@ -193,3 +193,54 @@ def test_points_line_and_circle_accessors(examples):
     assert s.points().dtype == np.float64
     s.drive({"r2": 5.0})
     assert s.circle("end2")[1] == 5.0
+
+
+def test_drag_moves_the_point_as_near_as_the_relations_let_it(fourbar):
+    o1, o2 = fourbar.point("O1"), fourbar.point("O2")
+    fourbar.remove_relation("crankAngle")  # the linkage may now turn
+
+    distance = fourbar.drag("B", 100.0, 70.0)
+
+    assert distance == pytest.approx(0.0, abs=1e-6)
+    assert fourbar.point("B") == pytest.approx([100.0, 70.0], abs=1e-6)
+    assert fourbar.holds()
+    np.testing.assert_array_equal(fourbar.point("O1"), o1)
+    np.testing.assert_array_equal(fourbar.point("O2"), o2)
+    assert np.linalg.norm(fourbar.point("A")) == pytest.approx(40)
+    assert qsolver.Sketch.from_json(fourbar.to_json()).holds()
+
+
+def test_drag_of_a_determined_point_moves_nothing(fourbar):
+    before = fourbar.points()
+
+    distance = fourbar.drag("B", 100.0, 70.0)
+
+    np.testing.assert_allclose(fourbar.points(), before, atol=1e-9)
+    assert distance == pytest.approx(np.linalg.norm(before[3] - [100.0, 70.0]), abs=1e-6)
+
+
+def test_drag_beyond_reach_stops_at_the_nearest_placement():
+    s = qsolver.Sketch()
+    s.add_point("O", 0, 0)
+    s.add_point("P", 10, 0)
+    s.add_fix("fO", "O")
+    s.add_ppdis("r", "O", "P", 10)
+
+    distance = s.drag("P", 0, 30)
+
+    assert s.point("P") == pytest.approx([0, 10], abs=1e-6)
+    assert distance == pytest.approx(20, abs=1e-6)
+
+
+@pytest.mark.parametrize(
+    "point, x, y, message",
+    [("O1", 5.0, 5.0, "is fixed"), ("nope", 1.0, 1.0, "no node has the id 'nope'"),
+     ("crank", 1.0, 1.0, "is a line"), ("B", float("nan"), 1.0, "not finite")],
+)
+def test_refused_drag_changes_nothing(fourbar, point, x, y, message):
+    before = fourbar.to_json()
+
+    with pytest.raises(ValueError, match=message):
+        fourbar.drag(point, x, y)
+
+    assert fourbar.to_json() == before
