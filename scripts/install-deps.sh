@@ -3,6 +3,7 @@
 set -euo pipefail
 packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
     libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    python3-ezdxf # the DXF export is read back by another program in the tests
     "$@")
 # The Python module, its tests and examples (python/, examples/python/).
 packages+=(python3-dev python3-venv python3-pip python3-setuptools pybind11-dev python3-pybind11

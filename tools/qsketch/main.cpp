@@ -17,6 +17,7 @@ const char* const kUsage =
     "       qsketch drag FILE --point P --to X,Y [-o OUT.json] [--svg OUT.svg]\n"
     "                                      move a point as near to X,Y as the relations let it\n"
     "       qsketch render FILE [-o OUT.svg]\n"
+    "       qsketch export FILE --dxf OUT.dxf  a format 2 sketch as R12 DXF\n"
     "options: --json  print a machine-readable report\n"
     "exit codes: 0 done, 1 the solver reported failure, contradiction or over-constraint,\n"
     "            2 bad input\n";
@@ -24,7 +25,7 @@ const char* const kUsage =
 bool IsCommand(const std::string& word)
 {
     return word == "demo" || word == "analyse" || word == "analyze" || word == "drive" ||
-           word == "render" || word == "drag";
+           word == "render" || word == "drag" || word == "export";
 }
 
 int Run(int argc, char** argv)
@@ -79,6 +80,10 @@ int Run(int argc, char** argv)
         else if (arg == "--svg")
         {
             value(options.svg, "--svg");
+        }
+        else if (arg == "--dxf")
+        {
+            value(options.dxf, "--dxf");
         }
         else if (!arg.empty() && arg[0] == '-')
         {
@@ -138,6 +143,10 @@ int Run(int argc, char** argv)
     {
         problem = "-o and --svg name the same file";
     }
+    if (problem.empty() && (options.command == "export") != !options.dxf.empty())
+    {
+        problem = options.dxf.empty() ? "export needs --dxf OUT.dxf" : "--dxf belongs to export";
+    }
     if (!problem.empty())
     {
         const int code = qsketch::UsageError(options, problem);
@@ -146,6 +155,20 @@ int Run(int argc, char** argv)
             std::fputs(kUsage, stderr);
         }
         return code;
+    }
+    if (options.command == "export")
+    {
+        return qsketch::RunExport(options);
+    }
+    if (options.command != "demo" && qsketch::IsVocabFile(options.file))
+    {
+        if (options.command == "drag")
+        {
+            return qsketch::UsageError(options, "drag takes format 1 sketches only");
+        }
+        return options.command == "analyse" ? qsketch::RunVocabAnalyse(options)
+               : options.command == "drive" ? qsketch::RunVocabDrive(options)
+                                            : qsketch::RunVocabRender(options);
     }
     if (options.command == "analyse")
     {
