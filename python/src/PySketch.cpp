@@ -2,6 +2,7 @@
 #include "PySketch.h"
 
 #include "Core.h"
+#include "qsolver/VocabFile.h"
 
 #include <cmath>
 #include <fstream>
@@ -108,6 +109,11 @@ std::unique_ptr<PySketch> PySketch::FromDoc(const SketchDoc& doc, const std::str
 
 std::unique_ptr<PySketch> PySketch::FromJson(const std::string& text, const std::string& name)
 {
+    if (IsVocabText(text))
+    {
+        throw InputFailure(name + ": a format 2 sketch (entities and CAD constraints); this "
+                                  "module reads format 1 sketches only, for now");
+    }
     SketchDoc doc;
     InputError error;
     if (!ParseSketch(text, name, doc, error))

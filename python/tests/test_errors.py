@@ -150,3 +150,8 @@ def test_impossible_change_raises_solve_error_and_restores(fourbar):
 def test_unknown_unit_is_refused():
     with pytest.raises(ValueError, match="unknown unit"):
         qsolver.Sketch(unit="grad")
+
+
+def test_format_2_files_are_refused_with_a_clear_message(examples):
+    with pytest.raises(ValueError, match="format 2"):
+        qsolver.Sketch.load(examples / "bracket.json")

