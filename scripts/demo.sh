@@ -8,3 +8,7 @@ cmake --preset dev >/dev/null
 cmake --build --preset dev --target qsketch
 build/dev/tools/qsketch/qsketch demo
 echo "Open demo.svg to see the linkage before (grey) and after the changes."
+if [ -d build/dev/python/qsolver ]; then
+    # The same linkage from Python: its output angle over a turn of the crank.
+    PYTHONPATH=build/dev/python /usr/bin/python3 examples/python/linkage_sweep.py
+fi
