@@ -4,6 +4,7 @@
 #include "qsolver/qsolver_c.h"
 
 #include "CapiDocument.h"
+#include "qsolver/Diagnostics.h"
 #include "qsolver/Drag.h"
 #include "qsolver/Sketch.h"
 #include "qsolver/SketchDrive.h"
@@ -31,10 +32,10 @@ struct qsolver_sketch
     bool analysed = false;
     qsolver::AnalysisResult analysis;
     std::unordered_map<std::string, int> clusterOf;
-    // ---- Diagnostics slot: filled by Diagnose after each analysis once the diagnostics of the
-    // Sketch library land (dof, per-node status and freedoms, conflicting and redundant ids).
+    // Filled by Diagnose after each analysis: freedoms, node statuses, conflicting and
+    // redundant relations.
     bool diagnosed = false;
-    // ------------------------------------------------------------------------------------------
+    qsolver::Diagnostics diagnostics;
 
     std::string error;
     /// Set instead of `error` when there was no memory to write it.
@@ -127,6 +128,7 @@ void Changed(qsolver_sketch& h)
     h.analysis = qsolver::AnalysisResult();
     h.clusterOf.clear();
     h.diagnosed = false;
+    h.diagnostics = qsolver::Diagnostics();
 }
 
 bool Taken(const Sketch& s, const std::string& id)
@@ -275,9 +277,13 @@ const std::vector<std::string>* ListOf(qsolver_sketch& h, int list, int& status)
             return list == QSOLVER_LIST_STRIPPED ? &h.analysis.stripped : &h.analysis.unseeded;
         case QSOLVER_LIST_CONFLICTING:
         case QSOLVER_LIST_REDUNDANT:
-            // ---- Diagnostics slot: the conflicting and redundant relation ids.
-            status = Fail(h, QSOLVER_ERR_UNSUPPORTED, "this build has no diagnostics");
-            return nullptr;
+            if (!h.diagnosed)
+            {
+                status = Fail(h, QSOLVER_ERR_NO_ANALYSIS, "the sketch has not been analysed");
+                return nullptr;
+            }
+            return list == QSOLVER_LIST_CONFLICTING ? &h.diagnostics.conflicting
+                                                    : &h.diagnostics.redundant;
         default:
             status = Fail(h, QSOLVER_ERR_ARGUMENT, "list " + std::to_string(list) + " unknown");
             return nullptr;
@@ -576,7 +582,8 @@ int qsolver_sketch_analyse(qsolver_sketch* sketch, int* verdict)
                         }
                     }
                     h.analysed = true;
-                    // ---- Diagnostics slot: run Diagnose(*h.sketch) here and keep its result.
+                    h.diagnostics = qsolver::Diagnose(*h.sketch);
+                    h.diagnosed = true;
                     if (verdict != nullptr)
                     {
                         *verdict = ToVerdict(h.analysis.verdict);
@@ -897,8 +904,12 @@ int qsolver_sketch_dof(qsolver_sketch* sketch, int* dof)
                     {
                         return Fail(h, QSOLVER_ERR_ARGUMENT, "no place for the freedoms");
                     }
-                    // ---- Diagnostics slot: the sketch's freedoms from the last Diagnose.
-                    return Fail(h, QSOLVER_ERR_UNSUPPORTED, "this build has no diagnostics");
+                    if (!h.diagnosed)
+                    {
+                        return Fail(h, QSOLVER_ERR_NO_ANALYSIS, "the sketch has not been analysed");
+                    }
+                    *dof = h.diagnostics.dof;
+                    return QSOLVER_OK;
                 });
 }
 
@@ -915,8 +926,35 @@ int qsolver_sketch_node_status(qsolver_sketch* sketch, const char* node_id, int*
                     {
                         return checked;
                     }
-                    (void)dof;
-                    // ---- Diagnostics slot: the node's status and freedoms from Diagnose.
-                    return Fail(h, QSOLVER_ERR_UNSUPPORTED, "this build has no diagnostics");
+                    if (!h.diagnosed)
+                    {
+                        return Fail(h, QSOLVER_ERR_NO_ANALYSIS, "the sketch has not been analysed");
+                    }
+                    const qsolver::NodeDiagnosis* node = h.diagnostics.FindNode(node_id);
+                    if (node == nullptr)
+                    {
+                        return Fail(h, QSOLVER_ERR_UNKNOWN_ID,
+                                    std::string("node '") + node_id + "' was not analysed");
+                    }
+                    switch (node->status)
+                    {
+                        case qsolver::NodeStatus::Fixed:
+                            *status = QSOLVER_STATUS_FIXED;
+                            break;
+                        case qsolver::NodeStatus::WellConstrained:
+                            *status = QSOLVER_STATUS_WELL;
+                            break;
+                        case qsolver::NodeStatus::UnderConstrained:
+                            *status = QSOLVER_STATUS_UNDER;
+                            break;
+                        case qsolver::NodeStatus::OverConstrained:
+                            *status = QSOLVER_STATUS_OVER;
+                            break;
+                    }
+                    if (dof != nullptr)
+                    {
+                        *dof = node->dof;
+                    }
+                    return QSOLVER_OK;
                 });
 }

@@ -170,7 +170,9 @@ bool CheckDriveRequest(Sketch& sketch, const std::vector<std::pair<std::string, 
         }
         for (const DriveChange& other : checked)
         {
-            if (other.relation->m_pVal == rel->m_pVal)
+            // Naming every relation of a shared value with one number is one change (the
+            // vocabulary drives a radius that way); two different numbers cannot both hold.
+            if (other.relation->m_pVal == rel->m_pVal && other.value != value)
             {
                 message = name + " changes the same value as relation '" +
                           sketch.IdOf(other.relation) + "'";

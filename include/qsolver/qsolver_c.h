@@ -202,7 +202,7 @@ QSOLVER_C_API int qsolver_sketch_cluster_count(qsolver_sketch* sketch, size_t* c
 QSOLVER_C_API int qsolver_sketch_node_cluster(qsolver_sketch* sketch, const char* node_id,
                                               int* cluster);
 
-/* ---- Diagnostics (need the diagnostics of the Sketch library) -----------------------------
+/* ---- Diagnostics (after qsolver_sketch_analyse) ------------------------------------------
  */
 
 /** The sketch's remaining degrees of freedom at its current geometry. */

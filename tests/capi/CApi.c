@@ -394,19 +394,30 @@ static void Drag(void)
 static void Diagnostics(void)
 {
     qsolver_sketch* s = Triangle();
-    int status = 0, dof = -1, verdict = 0, nodeStatus = -1;
+    int dof = -1, verdict = 0, nodeStatus = -1;
     size_t n = 0;
+    const char* id = NULL;
 
+    REFUSED(s, QSOLVER_ERR_NO_ANALYSIS, "analysed", qsolver_sketch_dof(s, &dof));
     OK(s, qsolver_sketch_analyse(s, &verdict));
-    /* Until the diagnostics are part of this build they say so; once they are, the triangle is
-     * fully defined. */
-    status = qsolver_sketch_dof(s, &dof);
-    CHECK(status == QSOLVER_ERR_UNSUPPORTED || (status == QSOLVER_OK && dof == 0));
-    status = qsolver_sketch_list_size(s, QSOLVER_LIST_CONFLICTING, &n);
-    CHECK(status == QSOLVER_ERR_UNSUPPORTED || (status == QSOLVER_OK && n == 0));
-    status = qsolver_sketch_node_status(s, "C", &nodeStatus, &dof);
-    CHECK(status == QSOLVER_ERR_UNSUPPORTED ||
-          (status == QSOLVER_OK && nodeStatus == QSOLVER_STATUS_WELL && dof == 0));
+    OK(s, qsolver_sketch_dof(s, &dof));
+    CHECK(dof == 0);
+    OK(s, qsolver_sketch_list_size(s, QSOLVER_LIST_CONFLICTING, &n));
+    CHECK(n == 0);
+    OK(s, qsolver_sketch_node_status(s, "C", &nodeStatus, &dof));
+    CHECK(nodeStatus == QSOLVER_STATUS_WELL && dof == 0);
+
+    /* A fourth distance that disagrees with the triangle names the relations in conflict; an
+     * edit forgets the last diagnosis. */
+    OK(s, qsolver_sketch_add_relation(s, "ab2", QSOLVER_REL_PPDIS, "A", "B", 7, 0));
+    REFUSED(s, QSOLVER_ERR_NO_ANALYSIS, "analysed", qsolver_sketch_dof(s, &dof));
+    OK(s, qsolver_sketch_analyse(s, &verdict));
+    OK(s, qsolver_sketch_list_size(s, QSOLVER_LIST_CONFLICTING, &n));
+    CHECK(n >= 2);
+    OK(s, qsolver_sketch_list_item(s, QSOLVER_LIST_CONFLICTING, n - 1, &id));
+    CHECK(id != NULL && strcmp(id, "ab2") == 0);
+    OK(s, qsolver_sketch_node_status(s, "B", &nodeStatus, NULL));
+    CHECK(nodeStatus == QSOLVER_STATUS_OVER);
     qsolver_sketch_destroy(s);
 }
 
