@@ -2,6 +2,10 @@
 # Installs the Debian packages the build, the tests and the tools need, when any is missing.
 set -euo pipefail
 packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind "$@")
+# The WebAssembly module, its node tests and the sketcher's tests in a headless browser.
+packages+=(emscripten nodejs chromium)
+# A node that brings its own npm needs no Debian npm (the two packages conflict).
+command -v npm >/dev/null || packages+=(npm)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
