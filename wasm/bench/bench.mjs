@@ -86,7 +86,7 @@ function measure(run) {
 }
 
 const module = await (await import(pathToFileURL(path.join(moduleDir, "qsolver.js")).href)).loadQsolver();
-const peer = await init_planegcs_module();
+let peer = await init_planegcs_module();
 // Both modules compile their code lazily: a few runs first, so the first row does not pay it.
 for (let i = 0; i < 3; ++i) {
   runQsolver(truss(30), qsolverText(truss(30)), module);
@@ -99,23 +99,33 @@ for (const [name, sizes, make] of cases) {
     const f = make(size);
     const text = qsolverText(f);
     const q = tooSlow.qsolver ? null : measure(() => runQsolver(f, text, module));
-    const p = tooSlow.peer ? null : measure(() => runPeer(f, peer));
+    let p = null;
+    if (!tooSlow.peer) {
+      try {
+        p = measure(() => runPeer(f, peer));
+      } catch (error) {
+        // The peer's module aborts when its memory runs out, and is dead afterwards.
+        p = { ms: NaN, ok: false, refused: String(error.message ?? error).split(".")[0] };
+        tooSlow.peer = true;
+        peer = await init_planegcs_module();
+      }
+    }
     if (q && q.ms > giveUpMs) tooSlow.qsolver = true;
     if (p && p.ms > giveUpMs) tooSlow.peer = true;
     rows.push({ family: name, size, points: f.points.length, distances: f.distances.length, q, p });
     if (!markdown) {
-      const show = (r) => (r ? `${r.ms.toFixed(3)} ms ${r.ok ? "solved" : "FAILED"}` : "skipped");
+      const show = (r) => (r?.refused ? r.refused : r ? `${r.ms.toFixed(3)} ms ${r.ok ? "solved" : "FAILED"}` : "skipped");
       console.log(`${name} ${size}: qsolver ${show(q)}, peer ${show(p)}`);
     }
   }
 }
 
-const fmt = (r) => (r ? `${r.ms < 10 ? r.ms.toFixed(3) : r.ms.toFixed(1)}${r.ok ? "" : " (failed)"}` : "not run");
+const fmt = (r) => (r?.refused ? r.refused : r ? `${r.ms < 10 ? r.ms.toFixed(3) : r.ms.toFixed(1)}${r.ok ? "" : " (failed)"}` : "not run");
 const lines = [
   "| family | size | points | distances | Qsolver-wasm ms | of which reading the JSON | planegcs ms | ratio |",
   "|---|---:|---:|---:|---:|---:|---:|---:|",
   ...rows.map(({ family: name, size, points, distances, q, p }) => {
-    const ratio = q && p ? `${(p.ms / q.ms).toFixed(1)}x` : "–";
+    const ratio = q && p && q.ok && p.ok ? `${(p.ms / q.ms).toFixed(1)}x` : "–";
     const load = q ? fmt({ ms: q.loadMs, ok: true }) : "–";
     return `| ${name} | ${size} | ${points} | ${distances} | ${fmt(q)} | ${load} | ${fmt(p)} | ${ratio} |`;
   }),
