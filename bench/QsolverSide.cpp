@@ -79,6 +79,11 @@ OurDrive DriveWithQsolver(const Family& f, const RunPolicy& policy)
         spent += ms;
         out.result = result.IsOk() ? 1 : 0;
         out.failedStep = result.IsOk() ? "" : qsolver::DriveStepText(result.failed);
+        out.strategy = qsolver::DriveStrategyText(result.strategy);
+        if (result.steps > 1)
+        {
+            out.strategy += ", " + std::to_string(result.steps) + " steps";
+        }
         out.solved = ReadHostSketch(f, *sketch);
     }
     out.runs = static_cast<int>(times.size());

@@ -22,6 +22,7 @@ struct OurDrive
 {
     int result = -1;        // 1 re-solved, 0 failed
     std::string failedStep; // what failed, when it did
+    std::string strategy;   // what solved it, and in how many steps when more than one
     double ms = 0.0;        // median time of the whole drive sequence
     int runs = 0;
     std::vector<Node> solved; // geometry after the last drive

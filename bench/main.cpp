@@ -256,7 +256,8 @@ int Run(const Options& o)
             ours = DriveWithQsolver(f, ourPolicy);
             hist.drive.Record(nodes, ours.ms);
             driveCell = Ms(ours.ms) + Runs(ours.runs);
-            ourResult = ours.result == 1 ? "solved" : "failed: " + ours.failedStep;
+            ourResult = ours.result == 1 ? "solved (" + ours.strategy + ")"
+                                         : "failed: " + ours.failedStep;
             ourErr = Err(MaxRelationError(f, ours.solved));
             ourFlips = std::to_string(FlippedTriangles(f, ours.solved));
             if (ours.result != 1)

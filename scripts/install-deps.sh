@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need, when any is missing.
 set -euo pipefail
-packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind "$@")
+packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
+    libeigen3-dev # the sparse factorisations of the least-squares drive and of Drag
+    "$@")
 # The WebAssembly module, its node tests and the sketcher's tests in a headless browser.
 packages+=(emscripten nodejs chromium)
 # A node that brings its own npm needs no Debian npm (the two packages conflict).

@@ -1,5 +1,6 @@
 // The sketch a host owns, and the analysis sequence it runs over it.
 #include "qsolver/Sketch.h"
+#include "qsolver/SolveEquations.h"
 
 #include "model/Prefetch.h"
 

@@ -1,11 +1,11 @@
 // The drive sequence of a host, written once for the tools, the tests and the benchmark.
 #include "qsolver/SketchDrive.h"
 
-#include "model/Prefetch.h"
+#include "solve/Check.h"
+#include "solve/Robust.h"
 
 #include <algorithm>
 #include <cmath>
-#include <unordered_map>
 #include <vector>
 
 namespace qsolver
@@ -13,9 +13,8 @@ namespace qsolver
 
 namespace
 {
-// The checks walk every node and relation of the sketch; asking for the objects a few steps
-// ahead lets the waits for memory overlap.
-constexpr int kLookahead = 8;
+// Requests beyond this are typing errors (the file reader draws the same line).
+constexpr double kMaxValue = 1e9;
 
 // The pass leaves relations active or used and measured values marked known. The next pass
 // starts from the known flags backed up before it, so they must be the sketch's own again,
@@ -53,247 +52,6 @@ void SetCoreFreeNum(bool onlyFixed)
             node->m_nFreeNum = 0;
         }
     }
-}
-
-// What a host accepts as holding: 1e-6, and in sketches reaching beyond kFarOut a relative 1e-10
-// of their extent, so that far-out sketches are not judged by digits a double does not have.
-const double kHoldTol = 1e-6;
-const double kFarOut = 1e4;
-
-double TwoPi()
-{
-    return 4.0 * std::acos(0.0);
-}
-
-bool HasBackup(CNode* node);
-
-// The largest magnitude among the coordinates of the nodes, now and in their backups. The same
-// walk collects, in node order, the fixed and reference nodes that have a backup.
-double SketchExtent(Sketch& sketch, std::vector<CNode*>& held)
-{
-    double extent = 1.0;
-    auto grow = [&extent](double v) { extent = std::max(extent, std::fabs(v)); };
-    // The fixed nodes come from the sketch's fixes: asking each node would walk every node's
-    // relations.
-    std::vector<const CNode*> fixed(sketch.FixedNodes().begin(), sketch.FixedNodes().end());
-    std::sort(fixed.begin(), fixed.end());
-    CNodeList& nodes = sketch.Nodes();
-    POSITION pos = nodes.GetHeadPosition();
-    CLookahead ahead(nodes, kLookahead);
-    while (pos != nullptr)
-    {
-        sktPrefetch(ahead.Next());
-        CNode* node = nodes.GetNext(pos);
-        const bool isFixed = std::binary_search(fixed.begin(), fixed.end(), node);
-        if ((node->IsRefObject() != 0 || isFixed) && HasBackup(node))
-        {
-            held.push_back(node);
-        }
-        const int type = node->GetType();
-        if (type == SKT_NODE_POINT)
-        {
-            CVert* p = static_cast<CVert*>(node);
-            grow(p->m_Pos.x);
-            grow(p->m_Pos.y);
-            if (p->m_pBackupPos != nullptr)
-            {
-                grow(p->m_pBackupPos->x);
-                grow(p->m_pBackupPos->y);
-            }
-        }
-        else if (type == SKT_NODE_LINE)
-        {
-            CMathline* l = static_cast<CMathline*>(node);
-            grow(l->m_Line.m_ThroughPoint.x);
-            grow(l->m_Line.m_ThroughPoint.y);
-            if (l->m_pBackupLine != nullptr)
-            {
-                grow(l->m_pBackupLine->m_ThroughPoint.x);
-                grow(l->m_pBackupLine->m_ThroughPoint.y);
-            }
-        }
-        else
-        {
-            CMathcir* c = static_cast<CMathcir*>(node);
-            grow(c->m_Center.x);
-            grow(c->m_Center.y);
-            grow(c->m_dRadius);
-        }
-    }
-    return extent;
-}
-
-bool HasBackup(CNode* node)
-{
-    switch (node->GetType())
-    {
-        case SKT_NODE_POINT:
-            return static_cast<CVert*>(node)->m_pBackupPos != nullptr;
-        case SKT_NODE_LINE:
-            return static_cast<CMathline*>(node)->m_pBackupLine != nullptr;
-        default:
-            return static_cast<CMathcir*>(node)->m_pBackupCenter != nullptr &&
-                   static_cast<CMathcir*>(node)->m_pBackupRadius != nullptr;
-    }
-}
-
-// How far a fixed or reference node lies from where it was backed up (NaN when its geometry is
-// not finite). A line counts as unmoved when its backup's through point lies on it and its
-// direction is the same; where along the line the through point sits does not matter.
-double FixedNodeOffset(CNode* node, double extent)
-{
-    const int type = node->GetType();
-    if (type == SKT_NODE_POINT)
-    {
-        CVert* p = static_cast<CVert*>(node);
-        return std::hypot(p->m_Pos.x - p->m_pBackupPos->x, p->m_Pos.y - p->m_pBackupPos->y);
-    }
-    if (type == SKT_NODE_LINE)
-    {
-        CMathline* l = static_cast<CMathline*>(node);
-        const MATHLINE& now = l->m_Line;
-        const MATHLINE& old = *l->m_pBackupLine;
-        const double dx = old.m_ThroughPoint.x - now.m_ThroughPoint.x;
-        const double dy = old.m_ThroughPoint.y - now.m_ThroughPoint.y;
-        const double off = std::fabs(dx * now.m_Direction.y - dy * now.m_Direction.x);
-        // A turn of the direction moves the far end of the sketch by about turn * extent.
-        const double turn = std::hypot(now.m_Direction.x - old.m_Direction.x,
-                                       now.m_Direction.y - old.m_Direction.y);
-        return std::max(off, turn * extent);
-    }
-    CMathcir* c = static_cast<CMathcir*>(node);
-    return std::max(
-        std::hypot(c->m_Center.x - c->m_pBackupCenter->x, c->m_Center.y - c->m_pBackupCenter->y),
-        std::fabs(c->m_dRadius - *c->m_pBackupRadius));
-}
-
-// The angle the relation constructs: each set reverse flag turns its line's direction round,
-// which adds a half turn to the measured angle.
-double ConstructedAngle(CRel* rel)
-{
-    double angle = rel->GetActualVal();
-    if ((rel->m_bReverse1 != 0) != (rel->m_bReverse2 != 0))
-    {
-        angle += 0.5 * TwoPi();
-    }
-    return angle;
-}
-
-// How far apart two angles are on the circle.
-double AngleGap(double a, double b)
-{
-    const double gap = std::fmod(std::fabs(a - b), TwoPi());
-    return std::min(gap, TwoPi() - gap);
-}
-
-// How far the relation is from holding, in its own unit (length or radians); NaN when it
-// cannot be measured. `target` is the value it must measure.
-double RelationGap(CRel* rel, double target, double extent)
-{
-    switch (rel->GetType())
-    {
-        case SKT_REL_PPDIS:
-        case SKT_REL_PLDIS:
-            return std::fabs(rel->GetActualVal() - target);
-        case SKT_REL_LLDIS:
-        {
-            // The distance of two lines means something only while they are parallel.
-            const VECTOR& a = static_cast<CMathline*>(rel->m_pNode1)->m_Line.m_Direction;
-            const VECTOR& b = static_cast<CMathline*>(rel->m_pNode2)->m_Line.m_Direction;
-            const double cross = std::fabs(a.x * b.y - a.y * b.x);
-            return std::max(std::fabs(rel->GetActualVal() - target), cross * extent);
-        }
-        case SKT_REL_LLANG:
-            return AngleGap(ConstructedAngle(rel), target);
-        case SKT_REL_RAD:
-            return std::fabs(static_cast<CMathcir*>(rel->m_pNode2)->m_dRadius - target);
-        default:
-            return 0.0;
-    }
-}
-
-// Checks the re-solved sketch as a host would. Fixed and reference nodes must not have moved;
-// those that moved by rounding only are put back exactly. Every relation with a known value must
-// measure it; relations sharing an unknown value must measure the same, which then becomes the
-// value's number. Returns the message
-// naming what failed, or an empty string. The check reads neither use states nor known flags,
-// so it releases each relation as it passes it (saving a walk over all of them); `released`
-// tells whether it got through them all.
-std::string VerifyResult(Sketch& sketch, bool& released)
-{
-    released = false;
-    std::vector<CNode*> held;
-    const double extent = SketchExtent(sketch, held);
-    if (!std::isfinite(extent))
-    {
-        return "the re-solved geometry is not finite";
-    }
-    const double lengthTol = kHoldTol * std::max(1.0, extent / kFarOut);
-
-    for (CNode* node : held)
-    {
-        const double offset = FixedNodeOffset(node, extent);
-        if (!(offset <= lengthTol))
-        {
-            return "node '" + sketch.IdOf(node) + "' is fixed but moved";
-        }
-        node->RestoreNode();
-    }
-
-    // The measure of the first relation met on each unknown value.
-    std::unordered_map<const CVal*, CRel*> firstOfValue;
-    CRelList& rels = sketch.Relations();
-    POSITION pos = rels.GetHeadPosition();
-    CLookahead ahead(rels, 2 * kLookahead);
-    CLookahead near(rels, kLookahead);
-    while (pos != nullptr)
-    {
-        sktPrefetch(ahead.Next());
-        if (CRel* soon = static_cast<CRel*>(near.Next()))
-        {
-            sktPrefetch(soon->m_pVal);
-            sktPrefetch(soon->m_pNode1);
-            sktPrefetch(soon->m_pNode2);
-        }
-        CRel* rel = rels.GetNext(pos);
-        ReleaseRelation(rel);
-        const int type = rel->GetType();
-        if (type == SKT_REL_FIX || rel->m_pVal == nullptr)
-        {
-            continue;
-        }
-        double target = rel->m_pVal->m_dValue;
-        if (rel->m_pVal->m_bBackupKnown == 0 && type != SKT_REL_RAD)
-        {
-            auto first = firstOfValue.emplace(rel->m_pVal, rel);
-            if (first.second)
-            {
-                continue;
-            }
-            CRel* ref = first.first->second;
-            target = ref->GetType() == SKT_REL_LLANG ? ConstructedAngle(ref) : ref->GetActualVal();
-        }
-        const double tol = type == SKT_REL_LLANG ? kHoldTol : lengthTol;
-        const double gap = RelationGap(rel, target, extent);
-        if (!(gap <= tol))
-        {
-            return "relation '" + sketch.IdOf(rel) + "' is off by " + std::to_string(gap);
-        }
-    }
-    released = true;
-    // Unknown values (reference dimensions) carry what their relations now measure: a pass that
-    // places nodes by construction does not measure them again, and a host shows them.
-    for (const auto& entry : firstOfValue)
-    {
-        CRel* ref = entry.second;
-        double measure = ref->GetActualVal();
-        if (ref->GetType() == SKT_REL_LLANG)
-        {
-            measure = std::fmod(ConstructedAngle(ref), TwoPi());
-        }
-        ref->m_pVal->m_dValue = measure;
-    }
-    return std::string();
 }
 
 DriveStep RunPass(Sketch& sketch, const DriveOptions& options)
@@ -360,77 +118,119 @@ const char* DriveStepText(DriveStep step)
     return "unknown";
 }
 
-DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string, double>>& changes,
-                        const DriveOptions& options)
+double ReduceAngle(double angle, double fullTurn)
 {
-    DriveResult result;
-    std::vector<std::pair<CRel*, double>> targets;
+    double r = std::fmod(angle, fullTurn);
+    if (r < 0.0)
+    {
+        r += fullTurn;
+    }
+    // A tiny negative angle plus a full turn can round up to the full turn.
+    return r >= fullTurn ? 0.0 : r;
+}
+
+bool CheckDriveRequest(Sketch& sketch, const std::vector<std::pair<std::string, double>>& changes,
+                       std::vector<DriveChange>& checked, std::string& message)
+{
+    checked.clear();
     for (const auto& change : changes)
     {
+        const std::string name = "relation '" + change.first + "'";
         CRel* rel = sketch.FindRelation(change.first);
         if (rel == nullptr)
         {
-            result.failed = DriveStep::BadRequest;
-            result.message = "no relation '" + change.first + "'";
-            return result;
+            message = "no relation '" + change.first + "'";
+            return false;
         }
         if (rel->m_pVal == nullptr)
         {
-            result.failed = DriveStep::BadRequest;
-            result.message = "relation '" + change.first + "' has no value to change";
-            return result;
+            message = name + " is a fix: it has no value to set";
+            return false;
         }
         const double value = change.second;
-        if (!std::isfinite(value))
+        if (!std::isfinite(value) || std::fabs(value) > kMaxValue)
         {
-            result.failed = DriveStep::BadRequest;
-            result.message =
-                "relation '" + change.first + "' cannot take a value that is not finite";
-            return result;
+            message = name + ": the value " + std::to_string(value) +
+                      " is not a finite number of at most 1e9";
+            return false;
         }
-        // Angles may be any finite number: users type -30 degrees or a turn and a bit, and an
+        // Angles may be any such number: users type -30 degrees or a turn and a bit, and an
         // angle holds modulo a full turn. The value is kept as typed.
         const int type = rel->GetType();
-        const bool isLength = type != SKT_REL_LLANG;
-        if (isLength && (type == SKT_REL_RAD ? !(value > 0.0) : value < 0.0))
+        if (type != SKT_REL_LLANG && (type == SKT_REL_RAD ? !(value > 0.0) : value < 0.0))
         {
             // A distance says how far apart, never on which side; a circle needs a radius.
-            result.failed = DriveStep::BadRequest;
-            result.message = "relation '" + change.first + "' cannot take the negative distance " +
-                             std::to_string(value);
-            if (type == SKT_REL_RAD)
-            {
-                result.message = "relation '" + change.first + "' needs a positive radius";
-            }
-            return result;
+            message = name + (type == SKT_REL_RAD ? ": a radius must be greater than 0"
+                                                  : ": a distance cannot be negative");
+            return false;
         }
-        targets.emplace_back(rel, value);
-    }
-
-    sketch.BackupAll();
-    g_sktDriveRelChain.RemoveAll();
-    for (const auto& target : targets)
-    {
-        target.first->SetValue(target.second);
-        g_sktDriveRelChain.AddTail(target.first);
-    }
-
-    result.failed = RunPass(sketch, options);
-    bool released = false;
-    if (result.IsOk())
-    {
-        result.message = VerifyResult(sketch, released);
-        if (!result.message.empty())
+        for (const DriveChange& other : checked)
         {
-            result.failed = DriveStep::Verify;
+            if (other.relation->m_pVal == rel->m_pVal)
+            {
+                message = name + " changes the same value as relation '" +
+                          sketch.IdOf(other.relation) + "'";
+                return false;
+            }
         }
+        checked.push_back(DriveChange{rel, value});
     }
-    if (!result.IsOk())
+    return true;
+}
+
+namespace
+{
+// Sets the requested values (over the backups) and names the changed relations to the pass.
+void SetTargets(const std::vector<DriveChange>& targets)
+{
+    g_sktDriveRelChain.RemoveAll();
+    for (const DriveChange& target : targets)
     {
-        sketch.RestoreAll();
-        result.restored = true;
+        target.relation->SetValue(target.value);
+        g_sktDriveRelChain.AddTail(target.relation);
     }
-    if (released)
+}
+
+// Unknown values (reference dimensions) carry what their relations now measure: a pass that
+// places nodes by construction does not measure them again, and a host shows them.
+void MeasureUnknownValues(const std::vector<CRel*>& firsts)
+{
+    for (CRel* ref : firsts)
+    {
+        double measure = ref->GetActualVal();
+        if (ref->GetType() == SKT_REL_LLANG)
+        {
+            measure = ReduceAngle(solve::ConstructedAngle(ref), 4.0 * std::acos(0.0));
+        }
+        ref->m_pVal->m_dValue = measure;
+    }
+}
+
+// Checks a result the solver's passes reported, releasing the pass's state on the way.
+void CheckPassResult(Sketch& sketch, DriveResult& result)
+{
+    std::vector<CRel*> firsts;
+    solve::CheckHooks hooks;
+    hooks.onRelation = ReleaseRelation;
+    hooks.firstOfUnknown = &firsts;
+    ResultCheck check = solve::CheckResult(sketch, hooks);
+    if (check.IsOk())
+    {
+        // The passes know nothing of the helpers' equations: a result must satisfy them too.
+        check.message = solve::EquationOff(sketch);
+        check.failure = check.message.empty() ? CheckFailure::None : CheckFailure::RelationOff;
+    }
+    if (!check.IsOk())
+    {
+        result.failed = DriveStep::Verify;
+        result.check = check.failure;
+        result.message = check.message;
+    }
+    else
+    {
+        MeasureUnknownValues(firsts);
+    }
+    if (hooks.walkedAll)
     {
         g_sktDriveRelChain.RemoveAll();
     }
@@ -438,12 +238,185 @@ DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string,
     {
         ReleasePassState(sketch);
     }
+}
+
+// The solver's own passes, checked.
+DriveResult RunChecked(Sketch& sketch, const DriveOptions& options)
+{
+    DriveResult result;
+    result.failed = RunPass(sketch, options);
+    if (result.IsOk())
+    {
+        CheckPassResult(sketch, result);
+    }
+    else
+    {
+        ReleasePassState(sketch);
+    }
+    if (result.IsOk())
+    {
+        result.strategy = options.nodeChain ? DriveStrategy::NodeChain : DriveStrategy::Faithful;
+        result.steps = 1;
+    }
+    return result;
+}
+// A driven value is given to the least-squares strategies even where it is the unknown value
+// of a group (the passes take it so through the drive chain); afterwards it is the sketch's own
+// again.
+void HoldDrivenValues(const std::vector<DriveChange>& targets, bool hold)
+{
+    for (const DriveChange& t : targets)
+    {
+        if (hold)
+        {
+            t.relation->m_pVal->SetKnown();
+        }
+        else
+        {
+            t.relation->m_pVal->RestoreKnownFlag();
+        }
+    }
+}
+
+// The strategies after the solver's passes, each from the backups, until one gives a result
+// that passes the check. A failure keeps the step of the passes and says why each strategy
+// failed.
+DriveResult DriveRobustly(Sketch& sketch, const std::vector<DriveChange>& targets,
+                          const DriveOptions& options, const DriveResult& passes)
+{
+    std::string why = std::string(options.nodeChain ? "node chain" : "faithful") + ": " +
+                      DriveStepText(passes.failed) +
+                      (passes.message.empty() ? "" : " (" + passes.message + ")");
+    CheckFailure check = passes.check;
+    auto fresh = [&]()
+    {
+        sketch.RestoreAll();
+        SetTargets(targets);
+    };
+    if (!options.nodeChain)
+    {
+        fresh();
+        DriveOptions chain = options;
+        chain.nodeChain = true;
+        DriveResult r = RunChecked(sketch, chain);
+        if (r.IsOk())
+        {
+            return r;
+        }
+        why += "; node chain: " + std::string(DriveStepText(r.failed)) +
+               (r.message.empty() ? "" : " (" + r.message + ")");
+        check = r.check != CheckFailure::None ? r.check : check;
+    }
+    DriveResult r;
+    fresh();
+    g_sktDriveRelChain.RemoveAll();
+    HoldDrivenValues(targets, true);
+    if (solve::DriveByLeastSquares(sketch, r))
+    {
+        HoldDrivenValues(targets, false);
+        return r;
+    }
+    why += "; " + r.message;
+    check = r.check != CheckFailure::None ? r.check : check;
+    if (solve::DriveByContinuation(sketch, targets, r))
+    {
+        HoldDrivenValues(targets, false);
+        return r;
+    }
+    HoldDrivenValues(targets, false);
+    why += "; " + r.message;
+    check = r.check != CheckFailure::None ? r.check : check;
+    DriveResult failed = passes;
+    failed.check = check;
+    failed.message = why;
+    return failed;
+}
+// One strategy alone, from the backups with the targets set.
+DriveResult DriveOnly(Sketch& sketch, const std::vector<DriveChange>& targets,
+                      DriveStrategy strategy)
+{
+    DriveResult r;
+    switch (strategy)
+    {
+        case DriveStrategy::Faithful:
+        case DriveStrategy::NodeChain:
+        {
+            DriveOptions passes;
+            passes.nodeChain = strategy == DriveStrategy::NodeChain;
+            return RunChecked(sketch, passes);
+        }
+        case DriveStrategy::LeastSquares:
+            g_sktDriveRelChain.RemoveAll();
+            HoldDrivenValues(targets, true);
+            solve::DriveByLeastSquares(sketch, r);
+            HoldDrivenValues(targets, false);
+            return r;
+        default:
+            g_sktDriveRelChain.RemoveAll();
+            HoldDrivenValues(targets, true);
+            solve::DriveByContinuation(sketch, targets, r);
+            HoldDrivenValues(targets, false);
+            return r;
+    }
+}
+} // namespace
+
+const char* DriveStrategyText(DriveStrategy strategy)
+{
+    switch (strategy)
+    {
+        case DriveStrategy::None:
+            return "none";
+        case DriveStrategy::Faithful:
+            return "faithful";
+        case DriveStrategy::NodeChain:
+            return "node chain";
+        case DriveStrategy::LeastSquares:
+            return "least squares";
+        case DriveStrategy::Continuation:
+            return "continuation";
+    }
+    return "unknown";
+}
+
+DriveResult DriveSketch(Sketch& sketch, const std::vector<std::pair<std::string, double>>& changes,
+                        const DriveOptions& options)
+{
+    DriveResult result;
+    std::vector<DriveChange> targets;
+    if (!CheckDriveRequest(sketch, changes, targets, result.message))
+    {
+        result.failed = DriveStep::BadRequest;
+        return result;
+    }
+
+    sketch.BackupAll();
+    SetTargets(targets);
+    if (options.robust && options.only != DriveStrategy::None)
+    {
+        result = DriveOnly(sketch, targets, options.only);
+    }
+    else
+    {
+        result = RunChecked(sketch, options);
+        if (!result.IsOk() && options.robust)
+        {
+            result = DriveRobustly(sketch, targets, options, result);
+        }
+    }
+    if (!result.IsOk())
+    {
+        sketch.RestoreAll();
+        result.restored = true;
+    }
     return result;
 }
 
 DriveResult Sketch::Drive(const std::vector<std::pair<std::string, double>>& changes)
 {
-    return DriveSketch(*this, changes, DriveOptions());
+    DriveOptions options;
+    options.robust = true;
+    return DriveSketch(*this, changes, options);
 }
 
 } // namespace qsolver

@@ -1,5 +1,5 @@
-// The calls of the Sketch API that other parts of it provide as they arrive (diagnostics, drag).
-// Everything the session needs from them goes through here, so wiring a new one is a few lines.
+// The calls of the Sketch API that are optional in a build (diagnostics) and the solver's
+// chains a host releases; everything the session needs from them goes through here.
 #pragma once
 
 #include "qsolver/Sketch.h"

@@ -1,6 +1,7 @@
 #include "SketchSession.h"
 
 #include "Adapter.h"
+#include "qsolver/Drag.h"
 #include "qsolver/SketchDrive.h"
 
 #include <cmath>
@@ -73,21 +74,6 @@ std::string SketchSession::Refuse(const std::string& where, const std::string& p
 {
     m_error = InputError{m_name, where, problem}.Text();
     return ErrorJson(m_error, where);
-}
-
-bool SketchSession::Rebuild(std::string& problem)
-{
-    auto sketch = std::make_unique<Sketch>();
-    SketchSnapshot built;
-    InputError error;
-    if (!BuildSketch(m_doc, m_name, *sketch, built, error))
-    {
-        problem = error.Text();
-        return false;
-    }
-    m_sketch = std::move(sketch);
-    m_built = std::move(built);
-    return true;
 }
 
 std::string SketchSession::Load(const std::string& text, const std::string& name)
@@ -207,56 +193,24 @@ std::string SketchSession::Drag(const std::string& pointId, double x, double y)
     {
         return Refuse("drag." + pointId, "the target must be finite");
     }
-    // Until the library drags points itself: start a copy of the sketch with the point at the
-    // target and re-solve it; the solver keeps each part on the side nearest where it starts,
-    // so the point lands as near the target as its relations allow. The copy replaces ours
-    // only when every relation holds.
-    SketchDoc trial = m_doc;
-    trial.nodes[index].x = x;
-    trial.nodes[index].y = y;
-
-    Sketch sketch;
-    SketchSnapshot built;
-    InputError error;
-    if (!BuildSketch(trial, m_name, sketch, built, error))
-    {
-        return Refuse("drag." + pointId, error.problem);
-    }
-    // Every dimension is driven at its own value, so that every relation is solved again.
-    std::vector<std::pair<std::string, double>> all;
-    for (size_t i = 0; i < trial.relations.size(); ++i)
-    {
-        if (const double* slot = ValueSlot(trial, static_cast<int>(i)))
-        {
-            const bool angle = trial.relations[i].type == DocRelType::LLang;
-            all.emplace_back(trial.relations[i].id, angle ? AngleToRadians(trial, *slot) : *slot);
-        }
-    }
-    const DriveResult result = sketch.Drive(all);
+    const DragResult result = m_sketch->Drag(pointId, x, y);
     ReleaseDriveClusters();
     if (!result.IsOk())
     {
-        m_error = std::string("the point cannot move there: ") + DriveStepText(result.failed);
+        m_error = "the point cannot move there: " + result.message;
         return Json{{"ok", false}, {"solved", false}, {"error", m_error}}.dump();
     }
-    UpdateDocFromSketch(sketch, built, trial);
-    const Json off = NotHolding(trial);
+    UpdateDocFromSketch(*m_sketch, m_built, m_doc);
+    const Json off = NotHolding(m_doc);
     if (!off.empty())
     {
-        m_error = "the dragged sketch breaks a relation";
-        return Json{{"ok", false}, {"solved", false}, {"error", m_error}, {"notHolding", off}}
-            .dump();
+        m_error = "the solver reported success, but a relation does not hold";
     }
-    SketchDoc previous = std::move(m_doc);
-    m_doc = std::move(trial);
-    std::string problem;
-    if (!Rebuild(problem))
-    {
-        m_doc = std::move(previous);
-        return Refuse("drag." + pointId, problem);
-    }
-    const DocNode& moved = m_doc.nodes[index];
-    return Json{{"ok", true}, {"solved", true}, {"distance", std::hypot(moved.x - x, moved.y - y)}}
+    return Json{{"ok", off.empty()},
+                {"solved", off.empty()},
+                {"distance", result.distance},
+                {"iterations", result.iterations},
+                {"notHolding", off}}
         .dump();
 }
 

@@ -39,7 +39,6 @@ public:
 
 private:
     std::string Refuse(const std::string& where, const std::string& problem);
-    bool Rebuild(std::string& problem);
 
     std::string m_name;
     SketchDoc m_doc;

@@ -76,6 +76,10 @@ struct AnalysisResult
 
 /// The outcome of Sketch::Drive; defined by the drive layer (qsolver/SketchDrive.h).
 struct DriveResult;
+/// An equation beyond the relations (qsolver/SolveEquations.h).
+struct SolveEquation;
+/// The outcome of Sketch::Drag (qsolver/Drag.h).
+struct DragResult;
 
 /// Owns the nodes, relations and values of one sketch under string ids (one namespace for all
 /// three) and runs the solver's passes over them. Builders return the new object, or null (or
@@ -172,6 +176,13 @@ public:
     /// Why the last refused call was refused.
     const std::string& LastError() const { return m_error; }
 
+    // ---- Robust solving (sketch/solve, qsolver/SolveEquations.h and qsolver/Drag.h) --------
+    /// Moves a point as near as it can to (x, y) while every relation holds, moving the rest
+    /// of the sketch as little as it can; fixed geometry stays. On failure nothing changed.
+    DragResult Drag(const std::string& point, double x, double y);
+    /// Equations beyond the relations, honoured by the least-squares drive and by Drag.
+    std::vector<SolveEquation>& Equations() { return m_equations; }
+
 private:
     bool ClaimId(const std::string& id);
     CNode* NodeOfType(const std::string& relId, const std::string& nodeId, int type,
@@ -210,6 +221,7 @@ private:
     std::unordered_map<std::string, CVal*> m_valueById;
     std::unordered_map<const void*, std::string> m_idOf;
     std::string m_error;
+    std::vector<SolveEquation> m_equations;
 };
 
 } // namespace qsolver

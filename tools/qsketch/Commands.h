@@ -23,12 +23,16 @@ struct Options
     std::vector<std::string> sets;
     std::string out;
     std::string svg;
+    /// drag: the point and the target "X,Y".
+    std::string point;
+    std::string to;
     bool json = false;
 };
 
 int RunAnalyse(const Options& options);
 int RunDrive(const Options& options);
 int RunRender(const Options& options);
+int RunDrag(const Options& options);
 int RunDemo(const Options& options);
 
 /// Prints a usage error (plain or as JSON) and returns kBadInput.

@@ -14,6 +14,8 @@ const char* const kUsage =
     "       qsketch analyse FILE           rigid clusters, stripped nodes, verdict\n"
     "       qsketch drive FILE --set REL=VALUE [--set ...] [-o OUT.json] [--svg OUT.svg]\n"
     "                                      change dimensions and re-solve in one pass\n"
+    "       qsketch drag FILE --point P --to X,Y [-o OUT.json] [--svg OUT.svg]\n"
+    "                                      move a point as near to X,Y as the relations let it\n"
     "       qsketch render FILE [-o OUT.svg]\n"
     "options: --json  print a machine-readable report\n"
     "exit codes: 0 done, 1 the solver reported failure, contradiction or over-constraint,\n"
@@ -22,7 +24,7 @@ const char* const kUsage =
 bool IsCommand(const std::string& word)
 {
     return word == "demo" || word == "analyse" || word == "analyze" || word == "drive" ||
-           word == "render";
+           word == "render" || word == "drag";
 }
 
 int Run(int argc, char** argv)
@@ -62,6 +64,14 @@ int Run(int argc, char** argv)
             value(set, "--set");
             options.sets.push_back(set);
         }
+        else if (arg == "--point")
+        {
+            value(options.point, "--point");
+        }
+        else if (arg == "--to")
+        {
+            value(options.to, "--to");
+        }
         else if (arg == "-o")
         {
             value(options.out, "-o");
@@ -99,7 +109,18 @@ int Run(int argc, char** argv)
     {
         problem = options.command + " needs a sketch FILE";
     }
-    if (problem.empty() && options.command != "drive" &&
+    if (problem.empty() && options.command != "drag" &&
+        (!options.point.empty() || !options.to.empty()))
+    {
+        problem = "--point and --to belong to drag";
+    }
+    if (problem.empty() && options.command == "drag" &&
+        (options.point.empty() || options.to.empty() || !options.sets.empty()))
+    {
+        problem =
+            options.sets.empty() ? "drag needs --point P and --to X,Y" : "--set belongs to drive";
+    }
+    if (problem.empty() && options.command != "drive" && options.command != "drag" &&
         (!options.sets.empty() || !options.svg.empty()))
     {
         problem = options.sets.empty() ? "--svg belongs to drive (render writes with -o)"
@@ -133,6 +154,10 @@ int Run(int argc, char** argv)
     if (options.command == "drive")
     {
         return qsketch::RunDrive(options);
+    }
+    if (options.command == "drag")
+    {
+        return qsketch::RunDrag(options);
     }
     if (options.command == "render")
     {
