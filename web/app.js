@@ -21,6 +21,7 @@ const state = {
 // ---- Loading and history
 
 function open(text, name) {
+  const start = performance.now();
   const loaded = sketch.load(text, name);
   if (!loaded.ok) {
     say(loaded.error, true);
@@ -31,6 +32,7 @@ function open(text, name) {
   state.redo = [];
   state.view = null;
   refresh();
+  showTime("open and analyse", performance.now() - start);
   say(`Opened ${name}.`);
   return true;
 }
