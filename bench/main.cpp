@@ -1,6 +1,7 @@
 // qsolver_bench: the side-by-side benchmark. Re-solves each sketch family at sizes from ten to
 // a hundred thousand nodes after one dimension change, with our drive pass and with the other
 // solver library, and prints one Markdown table row per family and size.
+#include "DiagnosticsBench.h"
 #include "Families.h"
 #include "QsolverSide.h"
 #include "SlvsSide.h"
@@ -52,11 +53,12 @@ struct Options
     std::string family;    // empty: all
     size_t maxNodes = 0;   // 0: no limit
     bool withOther = true; // run the other library too
+    bool diagnostics = false; // the diagnostics table instead of the drive table
 };
 
 void Usage()
 {
-    std::fprintf(stderr, "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other]\n"
+    std::fprintf(stderr, "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other] [--diagnostics]\n"
                          "  NAME is truss, grid, frame or linkage. Exit status 1 when our drive\n"
                          "  failed to re-solve a sketch, 2 on bad arguments.\n");
 }
@@ -81,6 +83,10 @@ bool ParseOptions(int argc, char** argv, Options& o)
         else if (std::strcmp(argv[i], "--no-other") == 0)
         {
             o.withOther = false;
+        }
+        else if (std::strcmp(argv[i], "--diagnostics") == 0)
+        {
+            o.diagnostics = true;
         }
         else
         {
@@ -337,6 +343,10 @@ int main(int argc, char** argv)
     {
         qsolver::bench::Usage();
         return 2;
+    }
+    if (o.diagnostics)
+    {
+        return qsolver::bench::RunDiagnosticsBench(o.family, o.maxNodes, o.withOther);
     }
     return qsolver::bench::Run(o);
 }

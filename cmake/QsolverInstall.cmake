@@ -1,8 +1,13 @@
-# Packaging: a host writes find_package(Qsolver) and links Qsolver::Qsolver.
+# Packaging: a host writes find_package(Qsolver) and links Qsolver::Qsolver (the global-list
+# core) or Qsolver::Sketch (the Sketch API and the C API, with a core of its own).
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS Qsolver EXPORT QsolverTargets
+set(QSOLVER_INSTALLED_TARGETS Qsolver)
+if(TARGET QsolverSketch)
+    list(APPEND QSOLVER_INSTALLED_TARGETS QsolverSketch)
+endif()
+install(TARGETS ${QSOLVER_INSTALLED_TARGETS} EXPORT QsolverTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -6,7 +6,7 @@ function(qsolver_configure target)
     get_target_property(_type ${target} TYPE)
     if(NOT _type STREQUAL "INTERFACE_LIBRARY")
         target_compile_options(${target} PRIVATE
-            -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
+            -Wall -Wextra -Wpedantic -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> -Werror
             # Fused multiply-add would change results between compilers and flags, and
             # our tie-breaks and tolerances are exact.
             -ffp-contract=off)

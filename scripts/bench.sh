@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the side-by-side benchmark in Release and runs it; prints a Markdown table.
-# Extra arguments go to the benchmark (for example --max-nodes 1000 or --family truss).
+# Extra arguments go to the benchmark (for example --max-nodes 1000 or --family truss);
+# QSOLVER_BENCH_CMAKE_ARGS adds configure options (for example -DQSOLVER_SLOT_STORE=ON).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -21,7 +22,7 @@ if ! dpkg -s libslvs1-dev >/dev/null 2>&1; then
 fi
 
 configure=$(cmake -S "$root" -B "$build" -G "Unix Makefiles" -DCMAKE_BUILD_TYPE=Release \
-    -DQSOLVER_BUILD_TESTS=OFF -DQSOLVER_BUILD_TOOLS=ON)
+    -DQSOLVER_BUILD_TESTS=OFF -DQSOLVER_BUILD_TOOLS=ON ${QSOLVER_BENCH_CMAKE_ARGS:-})
 if grep -q "qsolver_bench: skipped" <<<"$configure"; then
     grep "qsolver_bench: skipped" <<<"$configure" >&2
     exit 1

@@ -254,6 +254,16 @@ CNode* Sketch::NodeOfType(const std::string& relId, const std::string& nodeId, i
 
 CVal* Sketch::ResolveValue(const std::string& relId, const ValueSpec& value)
 {
+    if (!value.radiusOf.empty())
+    {
+        CMathcir* circle = FindCircle(value.radiusOf);
+        if (circle == nullptr || circle->m_pRadiusVal == nullptr)
+        {
+            Fail("relation '" + relId + "': no circle '" + value.radiusOf + "' with a radius");
+            return nullptr;
+        }
+        return circle->m_pRadiusVal;
+    }
     CVal* val = FindValue(value.shared);
     if (val == nullptr)
     {
@@ -304,7 +314,7 @@ CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& se
     {
         return nullptr;
     }
-    if (value.shared.empty() && !AllFinite({value.value}))
+    if (value.IsOwn() && !AllFinite({value.value}))
     {
         Fail("relation '" + id + "': value is not finite");
         return nullptr;
@@ -314,7 +324,7 @@ CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& se
         Fail("relation '" + id + "' joins '" + first.id + "' to itself");
         return nullptr;
     }
-    if (value.shared.empty() && value.value < 0.0)
+    if (value.IsOwn() && value.value < 0.0)
     {
         Fail("relation '" + id + "': a distance cannot be negative");
         return nullptr;
@@ -325,7 +335,7 @@ CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& se
     {
         return nullptr;
     }
-    if (value.shared.empty())
+    if (value.IsOwn())
     {
         return Register(id, make(a, b, value, nullptr), true);
     }
@@ -467,8 +477,9 @@ void Sketch::ReleaseRelation(CRel* rel)
     if (val != nullptr)
     {
         const bool named = std::find(m_values.begin(), m_values.end(), val) != m_values.end();
-        const bool radius = rel->GetType() == SKT_REL_RAD &&
-                            static_cast<CMathcir*>(rel->m_pNode2)->m_pRadiusVal == val;
+        // Not only rad relations: points on a circle and tangents share its radius too.
+        const bool radius =
+            std::find(m_radiusValues.begin(), m_radiusValues.end(), val) != m_radiusValues.end();
         if (named || radius)
         {
             RemoveFromList(rel, val->m_RelSel);
@@ -546,6 +557,26 @@ bool Sketch::RemoveNode(const std::string& id)
         }
     }
     delete node;
+    return true;
+}
+
+bool Sketch::RemoveValue(const std::string& id)
+{
+    CVal* val = FindValue(id);
+    if (val == nullptr)
+    {
+        return Fail("unknown value '" + id + "'");
+    }
+    if (!val->m_RelSel.IsEmpty())
+    {
+        return Fail("value '" + id + "' is shared by relation '" + IdOf(val->m_RelSel.GetHead()) +
+                    "'");
+    }
+    m_values.erase(std::find(m_values.begin(), m_values.end(), val));
+    EraseId(m_valueIds, id);
+    m_valueById.erase(id);
+    m_idOf.erase(val);
+    delete val;
     return true;
 }
 

@@ -19,6 +19,9 @@ struct ValueSpec
     bool known = true;
     /// Non-empty: the id of a value made with Sketch::AddValue; `value` and `known` are unused.
     std::string shared;
+    /// Non-empty: the id of a circle whose radius value the relation shares (a point on the
+    /// circle, a line tangent to it); `value` and `known` are unused.
+    std::string radiusOf;
 
     static ValueSpec Own(double v, bool isKnown = true)
     {
@@ -33,6 +36,13 @@ struct ValueSpec
         s.shared = valueId;
         return s;
     }
+    static ValueSpec RadiusOf(const std::string& circleId)
+    {
+        ValueSpec s;
+        s.radiusOf = circleId;
+        return s;
+    }
+    bool IsOwn() const { return shared.empty() && radiusOf.empty(); }
 };
 
 /// What an analysis pass concluded.
@@ -126,6 +136,8 @@ public:
     bool RemoveRelation(const std::string& id);
     /// Removes the node's relations, then the node.
     bool RemoveNode(const std::string& id);
+    /// Deletes a named value; refused while a relation shares it.
+    bool RemoveValue(const std::string& id);
 
     // ---- Lookup, all by id; null when absent (or of another kind)
     CNode* FindNode(const std::string& id) const;

@@ -82,9 +82,9 @@ struct DriveChange
 /// The rule for drive requests, the same for every host: each change names a relation with a
 /// value (a fix has none); the value is finite and at most 1e9 in magnitude; a distance is not
 /// negative and a radius is positive; an angle may be any such number (it holds modulo a full
-/// turn, and is kept as given); no two changes set the same value (one relation twice,
-/// relations sharing a value, or two radii of one circle). Returns false with `message` naming
-/// the change and the problem.
+/// turn, and is kept as given); no two changes set one value to different numbers (one
+/// relation twice, relations sharing a value, or two radii of one circle). Returns false with
+/// `message` naming the change and the problem.
 bool CheckDriveRequest(Sketch& sketch, const std::vector<std::pair<std::string, double>>& changes,
                        std::vector<DriveChange>& checked, std::string& message);
 

@@ -9,9 +9,12 @@
 namespace qsolver
 {
 
+struct Diagnostics;
+
 /// The drawing of `doc`. When `before` is given it is drawn first, in grey, and the view
-/// covers both. `title` heads the drawing (the sketch's description when empty).
+/// covers both. `title` heads the drawing (the sketch's description when empty). With
+/// `diagnostics` the nodes take the colours of their status, with a key to them.
 std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before = nullptr,
-                          const std::string& title = "");
+                          const std::string& title = "", const Diagnostics* diagnostics = nullptr);
 
 } // namespace qsolver

@@ -2,6 +2,8 @@
 // problem.
 #include "qsolver/SketchFile.h"
 
+#include "io/SketchJson.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -500,8 +502,22 @@ bool ParseRelation(Checker& c, const json& j, const std::string& where, const Sk
 
 bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
 {
-    if (!c.Object(root, "", "a sketch") ||
-        !c.OnlyKeys(root, "", {"description", "unit", "nodes", "values", "relations"}))
+    if (!c.Object(root, "", "a sketch"))
+    {
+        return false;
+    }
+    if (const json* format = c.Field(root, "", "format", false))
+    {
+        // Format 2 speaks in entities and constraints and has a reader of its own.
+        if (!format->is_number_integer() || format->get<long long>() != 1)
+        {
+            return c.Fail("format", format->is_number_integer() && format->get<long long>() == 2
+                                        ? "a format 2 sketch (entities and constraints) is "
+                                          "read by the vocabulary reader"
+                                        : "unknown format (expected 1 or 2)");
+        }
+    }
+    if (!c.OnlyKeys(root, "", {"format", "description", "unit", "nodes", "values", "relations"}))
     {
         return false;
     }
@@ -774,11 +790,9 @@ const char* DocRelTypeName(DocRelType type)
     return "relation";
 }
 
-bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& doc,
-                 InputError& error)
+bool ParseJsonText(const std::string& text, const std::string& file, nlohmann::json& root,
+                   InputError& error)
 {
-    doc = SketchDoc();
-    json root;
     try
     {
         DuplicateKeyFinder finder;
@@ -815,6 +829,18 @@ bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& do
         error.file = file;
         error.where = at == std::string::npos ? "" : LineColumn(text, at);
         error.problem = token.empty() ? "invalid JSON" : "the number " + token + " is not finite";
+        return false;
+    }
+    return true;
+}
+
+bool ParseSketch(const std::string& text, const std::string& file, SketchDoc& doc,
+                 InputError& error)
+{
+    doc = SketchDoc();
+    json root;
+    if (!ParseJsonText(text, file, root, error))
+    {
         return false;
     }
     Checker checker(file, error);

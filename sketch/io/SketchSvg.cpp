@@ -2,6 +2,8 @@
 // down on screen) so text and markers keep their size whatever the sketch's scale.
 #include "qsolver/SketchSvg.h"
 
+#include "qsolver/Diagnostics.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -32,6 +34,10 @@ const char* const kPoint = "#c62828";
 const char* const kFixed = "#111111";
 const char* const kDimension = "#2e7d32";
 const char* const kBefore = "#b8b8b8";
+// Node status colours, as sketchers show them: defined black-green, free blue, too much red.
+const char* const kWellConstrained = "#1b5e20";
+const char* const kUnderConstrained = "#1565c0";
+const char* const kOverConstrained = "#d50000";
 
 struct Vec
 {
@@ -213,6 +219,33 @@ struct Lookup
         return it == nodes.end() ? nullptr : it->second;
     }
     bool IsFixed(const DocNode* n) const { return fixed.count(n) != 0; }
+    /// Node statuses by id when the drawing colours by status.
+    const std::unordered_map<std::string, NodeStatus>* status = nullptr;
+    /// The status colour of a node, or null when the drawing does not colour by status.
+    const char* StatusColour(const DocNode* n) const
+    {
+        if (status == nullptr)
+        {
+            return nullptr;
+        }
+        auto it = status->find(n->id);
+        if (it == status->end())
+        {
+            return nullptr;
+        }
+        switch (it->second)
+        {
+            case NodeStatus::Fixed:
+                return kFixed;
+            case NodeStatus::WellConstrained:
+                return kWellConstrained;
+            case NodeStatus::UnderConstrained:
+                return kUnderConstrained;
+            case NodeStatus::OverConstrained:
+                return kOverConstrained;
+        }
+        return nullptr;
+    }
 };
 
 void Extend(Canvas& c, bool& any, double x, double y)
@@ -303,7 +336,8 @@ void DrawGeometry(Canvas& c, const SketchDoc& doc, const Lookup& look, bool grey
     for (const DocNode& n : doc.nodes)
     {
         const bool fixed = look.IsFixed(&n);
-        const char* colour = grey ? kBefore : fixed ? kFixed : kGeometry;
+        const char* byStatus = grey ? nullptr : look.StatusColour(&n);
+        const char* colour = grey ? kBefore : byStatus ? byStatus : fixed ? kFixed : kGeometry;
         const char* dash = n.hasReference ? "8 4" : nullptr;
         const double width = fixed ? 2.6 : 1.6;
         if (n.type == DocNodeType::Line)
@@ -358,7 +392,8 @@ void DrawGeometry(Canvas& c, const SketchDoc& doc, const Lookup& look, bool grey
             continue;
         }
         const bool fixed = look.IsFixed(&n);
-        const char* colour = grey ? kBefore : fixed ? kFixed : kPoint;
+        const char* byStatus = grey ? nullptr : look.StatusColour(&n);
+        const char* colour = grey ? kBefore : byStatus ? byStatus : fixed ? kFixed : kPoint;
         const Vec p = c.Px({n.x, n.y});
         if (fixed && !grey)
         {
@@ -585,9 +620,37 @@ void DrawDimensions(Canvas& c, const SketchDoc& doc, const Lookup& look)
     }
 }
 
+/// A key to the status colours in the top right corner, with the sketch's freedoms.
+void DrawStatusLegend(Canvas& c, const Diagnostics& diagnostics)
+{
+    const std::pair<NodeStatus, const char*> rows[] = {
+        {NodeStatus::WellConstrained, kWellConstrained},
+        {NodeStatus::UnderConstrained, kUnderConstrained},
+        {NodeStatus::OverConstrained, kOverConstrained},
+        {NodeStatus::Fixed, kFixed},
+    };
+    const double x = std::max(10.0, c.Width() - 190.0);
+    double y = 20.0;
+    c.Text({x, y}, "freedoms: " + std::to_string(diagnostics.dof), "#333333", 12.0);
+    for (const auto& [status, colour] : rows)
+    {
+        int count = 0;
+        for (const NodeDiagnosis& n : diagnostics.nodes)
+        {
+            count += n.status == status ? 1 : 0;
+        }
+        y += 16.0;
+        c.out += "<rect x=\"" + Num(x) + "\" y=\"" + Num(y - 9.0) + "\" width=\"10\" height=\"10\" fill=\"" +
+                 colour + "\"/>\n";
+        c.Text({x + 16.0, y}, std::string(NodeStatusName(status)) + " (" + std::to_string(count) + ")",
+               colour, 12.0);
+    }
+}
+
 } // namespace
 
-std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const std::string& title)
+std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const std::string& title,
+                          const Diagnostics* diagnostics)
 {
     Canvas c;
     FitView(c, doc, before);
@@ -619,7 +682,17 @@ std::string DrawSketchSvg(const SketchDoc& doc, const SketchDoc* before, const s
         }
         DrawGeometry(c, *before, old, true);
     }
-    const Lookup look(doc);
+    Lookup look(doc);
+    std::unordered_map<std::string, NodeStatus> status;
+    if (diagnostics != nullptr)
+    {
+        for (const NodeDiagnosis& n : diagnostics->nodes)
+        {
+            status[n.id] = n.status;
+        }
+        look.status = &status;
+        DrawStatusLegend(c, *diagnostics);
+    }
     DrawGeometry(c, doc, look, false);
     DrawDimensions(c, doc, look);
     c.out += "</svg>\n";

@@ -216,6 +216,10 @@ private:
                 const MATHLINE& line = l->m_Line;
                 s.line = true;
                 s.dirFixed = l->m_bDirFixed != 0;
+                minX = std::min(minX, line.m_ThroughPoint.x);
+                maxX = std::max(maxX, line.m_ThroughPoint.x);
+                minY = std::min(minY, line.m_ThroughPoint.y);
+                maxY = std::max(maxY, line.m_ThroughPoint.y);
                 s.b = std::atan2(line.m_Direction.y, line.m_Direction.x);
                 s.a =
                     -std::sin(s.b) * line.m_ThroughPoint.x + std::cos(s.b) * line.m_ThroughPoint.y;
@@ -228,7 +232,9 @@ private:
             m_slotOf.emplace(node, static_cast<int>(m_slots.size()));
             m_slots.push_back(s);
         }
-        m_scale = std::max(1.0, 0.5 * std::hypot(maxX - minX, maxY - minY));
+        // The sketch's half-diagonal: how far a turn moves what it turns (1 when empty).
+        const double half = 0.5 * std::hypot(maxX - minX, maxY - minY);
+        m_scale = std::isfinite(half) ? std::max(1.0, half) : 1.0;
         (void)size;
 
         // Unknown values shared by two or more relations are unknowns of their own; a lone
@@ -735,7 +741,8 @@ LeastSquaresResult SolveLeastSquares(Sketch& sketch, const LeastSquaresOptions& 
         }
         system.Evaluate(x, r, &triplets);
     }
-    if (!pulled && MaxAbs(r) <= goal)
+    // Stalled at the rounding of a large system: close enough for the check to judge.
+    if (!pulled && MaxAbs(r) <= 0.5 * LengthTolerance(system.Scale()))
     {
         result.converged = true;
     }

@@ -47,11 +47,14 @@ double SketchScale(Sketch& sketch)
     ForEachNode(sketch,
                 [&](CNode* node)
                 {
-                    if (node->GetType() != SKT_NODE_POINT)
+                    const int type = node->GetType();
+                    if (type == SKT_NODE_CIRCLE)
                     {
                         return;
                     }
-                    const XYZ& p = static_cast<CVert*>(node)->m_Pos;
+                    const XYZ& p = type == SKT_NODE_POINT
+                                       ? static_cast<CVert*>(node)->m_Pos
+                                       : static_cast<CMathline*>(node)->m_Line.m_ThroughPoint;
                     minX = any ? std::min(minX, p.x) : p.x;
                     maxX = any ? std::max(maxX, p.x) : p.x;
                     minY = any ? std::min(minY, p.y) : p.y;

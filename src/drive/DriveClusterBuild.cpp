@@ -6,10 +6,11 @@
 #include "drive/DriveInternal.h"
 #include "judge/Judge.h"
 #include "judge/JudgeInternal.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
-#include "model/Platform.h"
+#include "model/PassSteps.h"
 
 #include <new>
 
@@ -181,25 +182,68 @@ int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
 }
 
 int sktBuildFromOneNode(CNode* node, CCluster* cluster)
+try
 {
     DriveRelSet drive;
     return sktDriveGrowFromNode(node, cluster, drive);
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktBuildFixedCluster(CCluster* cluster)
+try
 {
     DriveRelSet drive;
     return BuildFixedCluster(cluster, drive);
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktFindTwoNodesForBuildCluster(CCluster* cluster)
+try
 {
     DriveRelSet drive;
     return sktDriveSeedCluster(cluster, drive);
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 namespace
 {
+// The seeding loop as the exported steps themselves: the reference for sktDriveSeedClusters.
+int SeedClustersPlain(const DriveRelSet& drive)
+{
+    return sktSeedClusterLoop(
+        g_sktClusterChain, [] { return !g_sktUndefinedNodeChain.IsEmpty(); }, sktDriveNewCluster,
+        [&drive](CCluster* cluster)
+        {
+            sktInitUndefinedNodeChain();
+            const int found = sktDriveSeedCluster(cluster, drive);
+            if (found != 1)
+            {
+                return found;
+            }
+            POSITION pos = cluster->m_NodeList.GetHeadPosition();
+            CNode* first = cluster->m_NodeList.GetNext(pos);
+            CNode* second = cluster->m_NodeList.GetAt(pos);
+            if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
+                sktDriveGrowFromNode(second, cluster, drive) == 0)
+            {
+                return -1;
+            }
+            sktGetClusterRelChain(cluster);
+            sktRemoveKnownNodeFromChain();
+            sktRemoveActiveAndUsedRelFromChain();
+            return 1;
+        });
+}
+
 int BuildClusterChain(bool plain)
 {
     DriveRelSet drive;
@@ -215,49 +259,10 @@ int BuildClusterChain(bool plain)
     }
     g_sktClusterChain.AddTail(fixed);
 
-    if (!plain)
+    const int seeded = plain ? SeedClustersPlain(drive) : sktDriveSeedClusters(drive);
+    if (seeded == 0)
     {
-        if (sktDriveSeedClusters(drive) == 0)
-        {
-            return 0;
-        }
-    }
-    else
-    {
-        while (!g_sktUndefinedNodeChain.IsEmpty())
-        {
-            sktInitUndefinedNodeChain();
-            CCluster* cluster = sktDriveNewCluster();
-            if (cluster == nullptr)
-            {
-                return 0;
-            }
-            const int seeded = sktDriveSeedCluster(cluster, drive);
-            if (seeded == 0)
-            {
-                delete cluster;
-                break;
-            }
-            if (seeded == -1)
-            {
-                delete cluster;
-                return 0;
-            }
-            CNode* first = cluster->m_NodeList.GetHead();
-            POSITION second = cluster->m_NodeList.GetHeadPosition();
-            cluster->m_NodeList.GetNext(second);
-            CNode* secondNode = cluster->m_NodeList.GetAt(second);
-            if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
-                sktDriveGrowFromNode(secondNode, cluster, drive) == 0)
-            {
-                delete cluster;
-                return 0;
-            }
-            sktGetClusterRelChain(cluster);
-            sktRemoveKnownNodeFromChain();
-            sktRemoveActiveAndUsedRelFromChain();
-            g_sktClusterChain.AddTail(cluster);
-        }
+        return 0;
     }
 
     // Nodes that no relation with a known value joins stand alone: each can only move.
@@ -287,8 +292,13 @@ int BuildClusterChain(bool plain)
 } // namespace
 
 int sktBuildClusterChain()
+try
 {
     return BuildClusterChain(false);
+}
+catch (...)
+{
+    return sktFailAtBoundary(0);
 }
 
 int sktDriveBuildClusterChainPlain()

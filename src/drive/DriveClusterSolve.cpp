@@ -4,6 +4,7 @@
 #include "drive/Drive.h"
 
 #include "drive/DriveInternal.h"
+#include "model/Boundary.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
@@ -108,14 +109,12 @@ void GoodClusterStripper::Run()
 // Solves the clusters of the list together, the first one staying; 1 placed, 0 failed.
 int SolveClusterList(CClusterList* clusters)
 {
-    CEquationGrp* group = new CEquationGrp(clusters);
-    if (group->Solve() == 0)
+    CEquationGrp group(clusters);
+    if (group.Solve() == 0)
     {
-        delete group;
         return 0;
     }
-    group->PlaceClusters(clusters);
-    delete group;
+    group.PlaceClusters(clusters);
     return 1;
 }
 
@@ -132,16 +131,15 @@ int GoodClusterRun()
         {
             continue;
         }
-        CEquationGrp* group = new CEquationGrp(cluster);
-        const int solved = group->Solve();
+        CEquationGrp group(cluster);
+        const int solved = group.Solve();
         g_sktGoodClusterChain.RemoveAt(at);
         sktDriveRetiredClusters().Add(cluster);
         if (solved == 0)
         {
-            delete group;
             return 0;
         }
-        group->PlaceCluster(cluster, &cluster->m_RelList);
+        group.PlaceCluster(cluster, &cluster->m_RelList);
         POSITION rpos = cluster->m_RelList.GetHeadPosition();
         while (rpos != nullptr)
         {
@@ -151,7 +149,6 @@ int GoodClusterRun()
                 rel->m_pVal->SetKnown();
             }
         }
-        delete group;
     }
     return 1;
 }
@@ -179,6 +176,7 @@ void sktRemoveGoodClusterFromChain()
 }
 
 int sktSolveClusterChain()
+try
 {
     if (g_sktClusterChain.GetCount() == 1)
     {
@@ -186,8 +184,13 @@ int sktSolveClusterChain()
     }
     return SolveClusterList(&g_sktClusterChain);
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktSolveGoodClusterChain()
+try
 {
     std::vector<CCluster*> copy;
     POSITION pos = g_sktGoodClusterChain.GetHeadPosition();
@@ -232,4 +235,8 @@ int sktSolveGoodClusterChain()
             return 1;
         }
     }
+}
+catch (...)
+{
+    return sktFailAtBoundary(0);
 }

@@ -5,10 +5,12 @@
 #include "drive/AddressIndex.h"
 #include "drive/DriveInternal.h"
 #include "drive/FlatPtrMap.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/PassSteps.h"
 #include "model/Prefetch.h"
 #include "construct/ConstructInternal.h"
 #include "numeric/NumericInternal.h"
@@ -86,17 +88,6 @@ void PrefetchAhead(const std::vector<CNode*>& nodes, int at, int step)
             sktPrefetch(rel->m_pNode1 != node ? rel->m_pNode1 : rel->m_pNode2);
         }
     }
-}
-
-void DeleteClusters(CClusterList& chain)
-{
-    POSITION pos = chain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CCluster* cluster = chain.GetNext(pos);
-        delete cluster;
-    }
-    chain.RemoveAll();
 }
 
 // The stripping sweeps walk the undefined chain from tail to head until one strips nothing.
@@ -261,29 +252,7 @@ int GoodNodeStripper::TestAndStrip(int index)
     }
     else if (k == 2)
     {
-        CRel* first = m_Scratch.front();
-        CRel* last = m_Scratch.back();
-        first->SetActive();
-        last->SetActive();
-        if (first->m_pVal != nullptr)
-        {
-            first->m_pVal->SetKnown();
-        }
-        if (last->m_pVal != nullptr)
-        {
-            last->m_pVal->SetKnown();
-        }
-        good = node->IsLegal() != 0;
-        if (first->m_pVal != nullptr)
-        {
-            first->m_pVal->RestoreKnownFlag();
-        }
-        if (last->m_pVal != nullptr)
-        {
-            last->m_pVal->RestoreKnownFlag();
-        }
-        first->SetUnused();
-        last->SetUnused();
+        good = sktIsPlacedByTwoRelations(node, m_Scratch.front(), m_Scratch.back()) != 0;
     }
     else if (k == 3)
     {
@@ -658,13 +627,12 @@ int GoodNodePlacer::SolveHandledSoFar()
             }
         }
     }
-    CEquationGrp* group = new CEquationGrp(&nodes, &rels);
-    if (group->Solve() == 0)
+    CEquationGrp group(&nodes, &rels);
+    if (group.Solve() == 0)
     {
-        delete group;
         return 0;
     }
-    group->WriteBack(&nodes, &rels);
+    group.WriteBack(&nodes, &rels);
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)
     {
@@ -679,7 +647,6 @@ int GoodNodePlacer::SolveHandledSoFar()
             rel->m_pVal->SetKnown();
         }
     }
-    delete group;
     return 1;
 }
 
@@ -698,6 +665,7 @@ int GoodNodePlacer::Place()
 } // namespace
 
 void sktInitDrive(CNodeList& nodes, CRelList& rels)
+try
 {
     g_sktGoodNodeChain.RemoveAll();
     g_sktKnownNodeChain.RemoveAll();
@@ -705,8 +673,8 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
     g_sktDefinedNodeChain.RemoveAll();
     g_sktRelChain.RemoveAll();
     g_sktSaveRelChain.RemoveAll();
-    DeleteClusters(g_sktClusterChain);
-    DeleteClusters(g_sktGoodClusterChain);
+    sktDeleteClusters(g_sktClusterChain);
+    sktDeleteClusters(g_sktGoodClusterChain);
     sktDriveRetiredClusters().DeleteAll();
 
     CLookahead nodeAhead(nodes, kPrefetchDistance);
@@ -757,28 +725,45 @@ void sktInitDrive(CNodeList& nodes, CRelList& rels)
         }
     }
 }
+catch (...)
+{
+    sktAllocFailedAtBoundary();
+}
 
 void sktRemoveGoodNodeFromChain()
+try
 {
     GoodNodeStripper stripper;
     stripper.Run();
 }
+catch (...)
+{
+    sktAllocFailedAtBoundary();
+}
 
 int sktSolveGoodNodeChain()
+try
 {
     GoodNodePlacer placer;
     return placer.Place();
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktSolveNodeChain()
+try
 {
-    CEquationGrp* group = new CEquationGrp(&g_sktUndefinedNodeChain, &g_sktRelChain);
-    if (group->Solve() == 0)
+    CEquationGrp group(&g_sktUndefinedNodeChain, &g_sktRelChain);
+    if (group.Solve() == 0)
     {
-        delete group;
         return 0;
     }
-    group->WriteBack(&g_sktUndefinedNodeChain, &g_sktRelChain);
-    delete group;
+    group.WriteBack(&g_sktUndefinedNodeChain, &g_sktRelChain);
     return 1;
+}
+catch (...)
+{
+    return sktFailAtBoundary(0);
 }

@@ -8,6 +8,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/PassSteps.h"
 
 #include <algorithm>
 #include <set>
@@ -309,21 +310,9 @@ int Seeder::FindBaseNodes(CCluster* cluster)
         return 0;
     }
 
-    base1->m_nFreeNum = 0;
-    base2->m_nFreeNum = 0;
-    cluster->AddNode(base1);
-    cluster->AddNode(base2);
-    if (g_sktDefinedNodeChain.Find(base2) != nullptr)
+    if (sktTakeBaseNodes(cluster, base1, base2) != 1)
     {
-        if (base2->IsLegal() == 0)
-        {
-            return -1;
-        }
-        cluster->m_nFreeNum = 2;
-    }
-    else
-    {
-        cluster->m_nFreeNum = 3;
+        return -1;
     }
 
     // Undo the rest of the first node's activation: only relations within this reach can have
@@ -541,25 +530,7 @@ int sktDriveSeedClusters(const DriveRelSet& drive)
 {
     Seeder seeder(drive);
     seeder.Load();
-    while (!seeder.Done())
-    {
-        CCluster* cluster = sktDriveNewCluster();
-        if (cluster == nullptr)
-        {
-            return 0;
-        }
-        const int seeded = seeder.Seed(cluster);
-        if (seeded == 0)
-        {
-            delete cluster;
-            return 1;
-        }
-        if (seeded == -1)
-        {
-            delete cluster;
-            return 0;
-        }
-        g_sktClusterChain.AddTail(cluster);
-    }
-    return 1;
+    return sktSeedClusterLoop(
+        g_sktClusterChain, [&seeder] { return !seeder.Done(); }, sktDriveNewCluster,
+        [&seeder](CCluster* cluster) { return seeder.Seed(cluster); });
 }

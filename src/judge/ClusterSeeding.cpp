@@ -9,6 +9,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/PassSteps.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -146,56 +147,50 @@ public:
     {
         // Free numbers are as the main cluster left them: the first reset is the whole chain's.
         bool wholeReset = true;
-        while (!g_sktUndefinedNodeChain.IsEmpty())
-        {
-            if (wholeReset)
+        bool plainFromHere = false;
+        const int result = sktSeedClusterLoop(
+            clusters, [&] { return !plainFromHere && !g_sktUndefinedNodeChain.IsEmpty(); },
+            [] { return new CCluster(); },
+            [&](CCluster* cluster)
             {
-                sktInitUndefinedNodeChain();
-                wholeReset = false;
-            }
-            else
-            {
-                ResetTouched();
-            }
-            CCluster* cluster = new CCluster();
-            bool valueBecameKnown = false;
-            const int seeded = FindBaseNodes(cluster, valueBecameKnown);
-            if (seeded != 1)
-            {
-                delete cluster;
-                return seeded == 0 ? 1 : 0;
-            }
-            if (!GrowFromBaseNodes(cluster))
-            {
-                delete cluster;
-                return 0;
-            }
-            if (!valueBecameKnown)
-            {
+                if (wholeReset)
+                {
+                    sktInitUndefinedNodeChain();
+                    wholeReset = false;
+                }
+                else
+                {
+                    ResetTouched();
+                }
+                bool valueBecameKnown = false;
+                const int seeded = FindBaseNodes(cluster, valueBecameKnown);
+                if (seeded != 1)
+                {
+                    return seeded;
+                }
+                if (!GrowFromBaseNodes(cluster))
+                {
+                    return -1;
+                }
                 POSITION nodePos = cluster->m_NodeList.GetHeadPosition();
                 while (nodePos != nullptr && !valueBecameKnown)
                 {
                     valueBecameKnown = MadeValueKnown(cluster->m_NodeList.GetNext(nodePos));
                 }
-            }
-            if (valueBecameKnown)
-            {
+                if (!valueBecameKnown)
+                {
+                    CollectClusterRels(cluster);
+                    RemoveTakenFromChains(cluster);
+                    return 1;
+                }
                 sktGetClusterRelChain(cluster);
                 sktRemoveKnownNodeFromChain();
                 sktRemoveActiveAndUsedRelFromChain();
-                clusters.AddTail(cluster);
-                if (!Prepare())
-                {
-                    return sktSeedClustersPlain(clusters);
-                }
+                plainFromHere = !Prepare();
                 wholeReset = true;
-                continue;
-            }
-            CollectClusterRels(cluster);
-            RemoveTakenFromChains(cluster);
-            clusters.AddTail(cluster);
-        }
-        return 1;
+                return 1;
+            });
+        return result == 1 && plainFromHere ? sktSeedClustersPlain(clusters) : result;
     }
 
 private:
@@ -382,22 +377,15 @@ private:
             return 0;
         }
 
-        first->m_nFreeNum = 0;
-        second->m_nFreeNum = 0;
-        cluster->AddNode(first);
-        cluster->AddNode(second);
-        if (g_sktDefinedNodeChain.Find(second) != nullptr)
+        if (sktTakeBaseNodes(cluster, first, second) != 1)
         {
-            if (second->IsLegal() == 0)
-            {
-                return -1;
-            }
-            valueBecameKnown = valueBecameKnown || MadeValueKnown(second);
-            cluster->m_nFreeNum = 2;
+            return -1;
         }
-        else
+        // Only a second node that the first determined has been checked, and so can have made
+        // a value known.
+        if (cluster->m_nFreeNum == 2)
         {
-            cluster->m_nFreeNum = 3;
+            valueBecameKnown = valueBecameKnown || MadeValueKnown(second);
         }
 
         if (valueBecameKnown)
@@ -541,27 +529,25 @@ private:
 
 int sktSeedClustersPlain(CClusterList& clusters)
 {
-    while (!g_sktUndefinedNodeChain.IsEmpty())
-    {
-        sktInitUndefinedNodeChain();
-        CCluster* cluster = new CCluster();
-        const int seeded = sktFindBaseNodesForCluster(cluster);
-        if (seeded != 1)
+    return sktSeedClusterLoop(
+        clusters, [] { return !g_sktUndefinedNodeChain.IsEmpty(); }, [] { return new CCluster(); },
+        [](CCluster* cluster)
         {
-            delete cluster;
-            return seeded == 0 ? 1 : 0;
-        }
-        if (!GrowFromBaseNodes(cluster))
-        {
-            delete cluster;
-            return 0;
-        }
-        sktGetClusterRelChain(cluster);
-        sktRemoveKnownNodeFromChain();
-        sktRemoveActiveAndUsedRelFromChain();
-        clusters.AddTail(cluster);
-    }
-    return 1;
+            sktInitUndefinedNodeChain();
+            const int seeded = sktFindBaseNodesForCluster(cluster);
+            if (seeded != 1)
+            {
+                return seeded;
+            }
+            if (!GrowFromBaseNodes(cluster))
+            {
+                return -1;
+            }
+            sktGetClusterRelChain(cluster);
+            sktRemoveKnownNodeFromChain();
+            sktRemoveActiveAndUsedRelFromChain();
+            return 1;
+        });
 }
 
 int sktSeedClusters(CClusterList& clusters)

@@ -4,10 +4,12 @@
 
 #include "judge/JudgeInternal.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/PassSteps.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -150,6 +152,7 @@ void sktUndoFirstActivation(CNode* first, CNode* second)
 }
 
 int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
+try
 {
     if (node->ActiveRel() == 0)
     {
@@ -179,8 +182,13 @@ int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
     }
     return 1;
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktCreateMainCluster(CCluster* cluster)
+try
 {
     cluster->m_nFreeNum = 3;
     POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
@@ -208,8 +216,13 @@ int sktCreateMainCluster(CCluster* cluster)
     sktRemoveActiveAndUsedRelFromChain();
     return 1;
 }
+catch (...)
+{
+    return sktFailAtBoundary(0);
+}
 
 int sktFindBaseNodesForCluster(CCluster* cluster)
+try
 {
     if (g_sktUndefinedNodeChain.GetCount() < 2)
     {
@@ -232,27 +245,16 @@ int sktFindBaseNodesForCluster(CCluster* cluster)
         return 0;
     }
 
-    first->m_nFreeNum = 0;
-    second->m_nFreeNum = 0;
-    cluster->AddNode(first);
-    cluster->AddNode(second);
-
-    // The first base node alone determined the second: the pair cannot turn about each other,
-    // so the cluster keeps only its two translations.
-    if (g_sktDefinedNodeChain.Find(second) != nullptr)
+    if (sktTakeBaseNodes(cluster, first, second) != 1)
     {
-        if (second->IsLegal() == 0)
-        {
-            return -1;
-        }
-        cluster->m_nFreeNum = 2;
-    }
-    else
-    {
-        cluster->m_nFreeNum = 3;
+        return -1;
     }
 
     sktUndoFirstActivation(first, second);
     g_sktDefinedNodeChain.RemoveAll();
     return 1;
+}
+catch (...)
+{
+    return sktFailAtBoundary(0);
 }

@@ -4,10 +4,12 @@
 
 #include "judge/JudgeInternal.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
+#include "model/PassSteps.h"
 
 #include <algorithm>
 #include <functional>
@@ -16,47 +18,6 @@
 
 namespace
 {
-
-void DeleteClusters(CClusterList& chain)
-{
-    POSITION pos = chain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CCluster* cluster = chain.GetNext(pos);
-        delete cluster;
-    }
-    chain.RemoveAll();
-}
-
-// Whether two unused relations determine the node: both are tried as active with their values
-// taken as known, and everything the test touched is put back except the node's own known mark.
-int IsPlacedByTwoRelations(CNode* node, CRel* first, CRel* last)
-{
-    first->SetActive();
-    last->SetActive();
-    if (first->m_pVal != nullptr)
-    {
-        first->m_pVal->SetKnown();
-    }
-    if (last->m_pVal != nullptr)
-    {
-        last->m_pVal->SetKnown();
-    }
-
-    const int legal = node->IsLegal();
-
-    first->SetUnused();
-    last->SetUnused();
-    if (first->m_pVal != nullptr)
-    {
-        first->m_pVal->RestoreKnownFlag();
-    }
-    if (last->m_pVal != nullptr)
-    {
-        last->m_pVal->RestoreKnownFlag();
-    }
-    return legal;
-}
 
 void MarkAllRelationsUsed(CNode* node)
 {
@@ -93,7 +54,7 @@ bool IsStrippable(CNode* node, CRelList& scratch)
     }
     else if (unused == 2)
     {
-        strip = IsPlacedByTwoRelations(node, scratch.GetHead(), scratch.GetTail()) != 0;
+        strip = sktIsPlacedByTwoRelations(node, scratch.GetHead(), scratch.GetTail()) != 0;
     }
     scratch.RemoveAll();
     return strip;
@@ -308,8 +269,8 @@ void LoadChains(CNodeList& nodes, CRelList& rels)
     g_sktDefinedNodeChain.RemoveAll();
     g_sktRelChain.RemoveAll();
     g_sktDriveRelChain.RemoveAll();
-    DeleteClusters(g_sktClusterChain);
-    DeleteClusters(g_sktGoodClusterChain);
+    sktDeleteClusters(g_sktClusterChain);
+    sktDeleteClusters(g_sktGoodClusterChain);
 
     POSITION pos = nodes.GetHeadPosition();
     while (pos != nullptr)
@@ -333,6 +294,7 @@ void LoadChains(CNodeList& nodes, CRelList& rels)
 } // namespace
 
 void sktInitJudge(CNodeList& nodes, CRelList& rels)
+try
 {
     LoadChains(nodes, rels);
     StripWorklist worklist;
@@ -345,6 +307,10 @@ void sktInitJudge(CNodeList& nodes, CRelList& rels)
         StripBySweeps();
     }
 }
+catch (...)
+{
+    sktAllocFailedAtBoundary();
+}
 
 void sktInitJudgePlain(CNodeList& nodes, CRelList& rels)
 {
@@ -353,12 +319,9 @@ void sktInitJudgePlain(CNodeList& nodes, CRelList& rels)
 }
 
 void sktFinishJudge(CRelList& rels)
+try
 {
-    while (!g_sktClusterChain.IsEmpty())
-    {
-        CCluster* cluster = g_sktClusterChain.RemoveHead();
-        delete cluster;
-    }
+    sktDeleteClusters(g_sktClusterChain);
     g_sktGoodNodeChain.RemoveAll();
     g_sktKnownNodeChain.RemoveAll();
     g_sktUndefinedNodeChain.RemoveAll();
@@ -376,4 +339,8 @@ void sktFinishJudge(CRelList& rels)
             rel->m_pVal->RestoreKnownFlag();
         }
     }
+}
+catch (...)
+{
+    sktAllocFailedAtBoundary();
 }

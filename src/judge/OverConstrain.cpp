@@ -4,6 +4,7 @@
 #include "judge/Judge.h"
 
 #include "judge/JudgeInternal.h"
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
@@ -439,6 +440,7 @@ int CountOverConstrained(CRelList& pool)
 } // namespace
 
 int sktIsClusterChainOverConstrain(CClusterList& clusters)
+try
 {
     CRelList pool(10);
     POSITION pos = clusters.GetHeadPosition();
@@ -473,4 +475,9 @@ int sktIsClusterChainOverConstrain(CClusterList& clusters)
         return pool.IsEmpty() ? 0 : 1;
     }
     return CountOverConstrained(pool);
+}
+catch (...)
+{
+    // A test that could not finish does not vouch for the sketch.
+    return sktFailAtBoundary(1);
 }

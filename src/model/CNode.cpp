@@ -1,13 +1,13 @@
 // Nodes: numbering, relation lists, backups, copies and distances.
 #include "model/CNode.h"
 
-#include "model/SlotStore.h"
 #include "model/ValidRels.h"
 #include "model/CRel.h"
 #include "model/CVal.h"
 #include "model/Chains.h"
 #include "model/Platform.h"
 
+#include <cassert>
 #include <cstddef>
 #include <new>
 
@@ -18,7 +18,7 @@ constexpr double kSamePointTol = 1e-4;
 
 template <class T> T* NewBackup()
 {
-    T* p = sktNewBackup<T>();
+    T* p = new (std::nothrow) T();
     if (p == nullptr)
     {
         sktAllocFailed();
@@ -270,7 +270,7 @@ CVert::CVert(double x, double y, double z) : m_Pos(x, y, z) {}
 
 CVert::~CVert()
 {
-    sktDeleteBackup(m_pBackupPos);
+    delete m_pBackupPos;
 }
 
 int CVert::GetType()
@@ -317,6 +317,7 @@ void CVert::BackupNode()
 
 void CVert::RestoreNode()
 {
+    assert(m_pBackupPos != nullptr && "RestoreNode follows a BackupNode");
     m_Pos = *m_pBackupPos;
 }
 
@@ -340,7 +341,7 @@ CNode* CVert::Copy()
     copy->m_Pos = m_Pos;
     if (m_pBackupPos != nullptr)
     {
-        copy->m_pBackupPos = sktCopyBackup(*m_pBackupPos);
+        copy->m_pBackupPos = new (std::nothrow) XYZ(*m_pBackupPos);
         if (copy->m_pBackupPos == nullptr)
         {
             delete copy;
@@ -360,7 +361,7 @@ CMathline::CMathline(CVert* p, VECTOR& dir) : m_Line(p->m_Pos, dir) {}
 
 CMathline::~CMathline()
 {
-    sktDeleteBackup(m_pBackupLine);
+    delete m_pBackupLine;
 }
 
 int CMathline::GetType()
@@ -407,6 +408,7 @@ void CMathline::BackupNode()
 
 void CMathline::RestoreNode()
 {
+    assert(m_pBackupLine != nullptr && "RestoreNode follows a BackupNode");
     m_Line = *m_pBackupLine;
 }
 
@@ -431,7 +433,7 @@ CNode* CMathline::Copy()
     copy->m_Line = m_Line;
     if (m_pBackupLine != nullptr)
     {
-        copy->m_pBackupLine = sktCopyBackup(*m_pBackupLine);
+        copy->m_pBackupLine = new (std::nothrow) MATHLINE(*m_pBackupLine);
         if (copy->m_pBackupLine == nullptr)
         {
             delete copy;
@@ -470,26 +472,19 @@ CMathcir::CMathcir(XYZ center, double radius) : m_Center(center), m_dRadius(radi
     m_pRadiusVal = new CVal();
     m_pRadiusVal->m_dValue = radius;
     m_pRadiusVal->m_bKnown = 0;
-    m_pRadiusVal->m_pRadiusOwner = this;
 }
 
 CMathcir::~CMathcir()
 {
-    // The last relation that lets go of the radius value deletes it; otherwise we do.
-    if (m_pRadiusVal != nullptr)
+    // The last relation that lets go of the radius value deletes it; otherwise we do. A host
+    // that deletes that relation before the circle clears m_pRadiusVal first.
+    if (m_pRadiusVal != nullptr && m_pRadiusVal->m_RelSel.IsEmpty())
     {
-        if (m_pRadiusVal->m_RelSel.IsEmpty())
-        {
-            delete m_pRadiusVal;
-        }
-        else
-        {
-            m_pRadiusVal->m_pRadiusOwner = nullptr;
-        }
+        delete m_pRadiusVal;
     }
     m_pRadiusVal = nullptr;
-    sktDeleteBackup(m_pBackupCenter);
-    sktDeleteBackup(m_pBackupRadius);
+    delete m_pBackupCenter;
+    delete m_pBackupRadius;
 }
 
 int CMathcir::GetType()
@@ -521,6 +516,8 @@ void CMathcir::BackupNode()
 
 void CMathcir::RestoreNode()
 {
+    assert(m_pBackupCenter != nullptr && m_pBackupRadius != nullptr &&
+           "RestoreNode follows a BackupNode");
     m_Center = *m_pBackupCenter;
     m_dRadius = *m_pBackupRadius;
 }
@@ -542,15 +539,14 @@ CNode* CMathcir::Copy()
     if (m_pRadiusVal != nullptr)
     {
         copy->m_pRadiusVal = m_pRadiusVal->Copy();
-        copy->m_pRadiusVal->m_pRadiusOwner = copy;
     }
     if (m_pBackupCenter != nullptr)
     {
-        copy->m_pBackupCenter = sktCopyBackup(*m_pBackupCenter);
+        copy->m_pBackupCenter = new (std::nothrow) XYZ(*m_pBackupCenter);
     }
     if (m_pBackupRadius != nullptr)
     {
-        copy->m_pBackupRadius = sktCopyBackup(*m_pBackupRadius);
+        copy->m_pBackupRadius = new (std::nothrow) double(*m_pBackupRadius);
     }
     if ((m_pRadiusVal != nullptr && copy->m_pRadiusVal == nullptr) ||
         (m_pBackupCenter != nullptr && copy->m_pBackupCenter == nullptr) ||

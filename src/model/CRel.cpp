@@ -50,10 +50,6 @@ CRel::~CRel()
         RemoveFromList(this, m_pVal->m_RelSel);
         if (m_pVal->m_RelSel.IsEmpty())
         {
-            if (m_pVal->m_pRadiusOwner != nullptr)
-            {
-                m_pVal->m_pRadiusOwner->m_pRadiusVal = nullptr;
-            }
             delete m_pVal;
         }
         m_pVal = nullptr;

@@ -1,18 +1,18 @@
 // Values: numbering, backups, copies, and the re-evaluation when a shared value becomes known.
 #include "model/CVal.h"
 
-#include "model/SlotStore.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
 #include "model/Chains.h"
 
-#include <new>
+#include <cassert>
+#include <memory>
 
 // Most values belong to one relation, a shared one to a few: blocks of two keep values compact.
 CVal::CVal() : m_nID(g_nValNum++), m_RelSel(2) {}
 
 CVal::CVal(double value, char known, CRel* rel)
-    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_dValue(value), m_RelSel(2)
+    : m_nID(g_nValNum++), m_bKnown(static_cast<unsigned char>(known)), m_RelSel(2), m_dValue(value)
 {
     m_RelSel.AddTail(rel);
 }
@@ -20,30 +20,28 @@ CVal::CVal(double value, char known, CRel* rel)
 CVal::~CVal()
 {
     m_RelSel.RemoveAll();
-    sktDeleteBackup(m_pBackupValue);
+    delete m_pBackupValue;
 }
 
 void CVal::BackupValue()
 {
+    // Unchecked: a failed allocation ends the call through the allocator's exception.
     if (m_pBackupValue == nullptr)
     {
-        m_pBackupValue = sktNewBackup<double>();
-        if (m_pBackupValue == nullptr)
-        {
-            throw std::bad_alloc();
-        }
+        m_pBackupValue = new double();
     }
     *m_pBackupValue = m_dValue;
 }
 
 void CVal::RestoreValue()
 {
+    assert(m_pBackupValue != nullptr && "RestoreValue follows a BackupValue");
     m_dValue = *m_pBackupValue;
 }
 
 CVal* CVal::Copy()
 {
-    CVal* copy = new CVal();
+    std::unique_ptr<CVal> copy(new CVal());
     copy->m_nID = m_nID;
     copy->m_bKnown = m_bKnown;
     copy->m_bAngle = m_bAngle;
@@ -51,14 +49,9 @@ CVal* CVal::Copy()
     copy->m_bBackupKnown = m_bBackupKnown;
     if (m_pBackupValue != nullptr)
     {
-        copy->m_pBackupValue = sktCopyBackup(*m_pBackupValue);
-        if (copy->m_pBackupValue == nullptr)
-        {
-            delete copy;
-            throw std::bad_alloc();
-        }
+        copy->m_pBackupValue = new double(*m_pBackupValue);
     }
-    return copy;
+    return copy.release();
 }
 
 int CVal::ChangeRelChainFromUnknownToKnown()

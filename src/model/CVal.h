@@ -5,24 +5,17 @@
 #include "shell/QsolverExport.h"
 
 class CRel;
-class CMathcir;
 
 class QSOLVER_API CVal : public CObject
 {
 public:
-    // What every pass reads and writes comes first, within one cache line; the list of
-    // sharing relations, read far less often, last.
     int m_nID = 0;
     unsigned char m_bKnown = 0;
-    unsigned char m_bBackupKnown = 0;
+    CRelList m_RelSel;
     unsigned char m_bAngle = 0;
     double m_dValue = 0.0;
+    unsigned char m_bBackupKnown = 0;
     double* m_pBackupValue = nullptr;
-    /// The circle whose radius this value is, while that circle lives: whichever of the circle
-    /// and the last sharing relation goes second deletes the value, and neither is left
-    /// pointing at a deleted value.
-    CMathcir* m_pRadiusOwner = nullptr;
-    CRelList m_RelSel;
 
     CVal();
     CVal(double value, char known, CRel* rel);

@@ -1,8 +1,13 @@
 // Clusters, the counters' reset and the list operations the passes build on.
 #include "model/Chains.h"
 
+#include "model/Boundary.h"
 #include "model/CNode.h"
 #include "model/CRel.h"
+#include "model/CVal.h"
+#include "model/PassSteps.h"
+
+#include <initializer_list>
 
 CCluster::CCluster() : m_nID(g_nClusterNum++) {}
 
@@ -59,6 +64,7 @@ void sktRemoveActiveAndUsedRelFromChain()
 }
 
 void sktGetClusterRelChain(CCluster* cluster)
+try
 {
     POSITION pos = g_sktRelChain.GetHeadPosition();
     while (pos != nullptr)
@@ -70,6 +76,10 @@ void sktGetClusterRelChain(CCluster* cluster)
             rel->SetUsed();
         }
     }
+}
+catch (...)
+{
+    sktAllocFailedAtBoundary();
 }
 
 void RemoveFromList(void* p, CPtrList& list)
@@ -88,4 +98,55 @@ void RemoveListFromList(CPtrList& a, CPtrList& b)
     {
         RemoveFromList(a.GetNext(pos), b);
     }
+}
+
+int sktTakeBaseNodes(CCluster* cluster, CNode* first, CNode* second)
+{
+    first->m_nFreeNum = 0;
+    second->m_nFreeNum = 0;
+    cluster->AddNode(first);
+    cluster->AddNode(second);
+    if (g_sktDefinedNodeChain.Find(second) == nullptr)
+    {
+        cluster->m_nFreeNum = 3;
+        return 1;
+    }
+    if (second->IsLegal() == 0)
+    {
+        return -1;
+    }
+    cluster->m_nFreeNum = 2;
+    return 1;
+}
+
+void sktDeleteClusters(CClusterList& chain)
+{
+    POSITION pos = chain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        delete chain.GetNext(pos);
+    }
+    chain.RemoveAll();
+}
+
+int sktIsPlacedByTwoRelations(CNode* node, CRel* first, CRel* last)
+{
+    for (CRel* rel : {first, last})
+    {
+        rel->SetActive();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->SetKnown();
+        }
+    }
+    const int legal = node->IsLegal();
+    for (CRel* rel : {first, last})
+    {
+        rel->SetUnused();
+        if (rel->m_pVal != nullptr)
+        {
+            rel->m_pVal->RestoreKnownFlag();
+        }
+    }
+    return legal;
 }

@@ -67,3 +67,15 @@ void sktAllocFailed()
 {
     g_allocFailProc();
 }
+
+void sktAllocFailedAtBoundary() noexcept
+{
+    try
+    {
+        g_allocFailProc();
+    }
+    catch (...)
+    {
+        // The default handler throws, as the allocator would: the call ends here either way.
+    }
+}

@@ -21,3 +21,7 @@ extern "C"
 void sktShowMessage(const char* gbkText);
 /// Calls the current allocation-failure handler.
 void sktAllocFailed();
+/// Ends an exported call that an exception (only a failed allocation raises one) would otherwise
+/// leave through the C interface: the allocation-failure handler hears of it, and whatever it
+/// throws in turn stays here. The caller then returns its failure result.
+void sktAllocFailedAtBoundary() noexcept;

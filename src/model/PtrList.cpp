@@ -20,6 +20,7 @@ constexpr int kLargestGroup = 64;
 constexpr int kLargestBlock = 32767;
 } // namespace
 
+#if defined(QSOLVER_SLOT_STORE)
 void* CObject::operator new(std::size_t bytes)
 {
     return sktTakeSlotOrThrow(bytes);
@@ -34,6 +35,7 @@ void CObject::operator delete(void* object, std::size_t bytes) noexcept
 {
     sktGiveSlot(object, bytes);
 }
+#endif
 
 CPtrList::CPtrList(int nBlockSize)
     : m_nBlockSize(static_cast<short>(nBlockSize <= 0              ? kDefaultBlockSize

@@ -4,6 +4,7 @@
 
 #include "shell/QsolverExport.h"
 
+#include <cassert>
 #include <cstddef>
 #include <new>
 
@@ -12,14 +13,20 @@ class QSOLVER_API CObject
 public:
     virtual ~CObject() = default;
 
-    // Solver objects are kept in slots of their size, side by side in the order they are made:
-    // the passes walk them in about that order.
+#if defined(QSOLVER_SLOT_STORE)
+    // Opt-in: solver objects are kept in slots of their size, side by side in the order they
+    // are made, which is about the order the passes walk them. Without it they come from the
+    // default allocator.
     static void* operator new(std::size_t bytes);
     static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept;
     static void operator delete(void* object, std::size_t bytes) noexcept;
     // Declaring the forms above hides the global placement form, which hosts may still use.
-    static void* operator new(std::size_t, void* where) noexcept { return where; }
+    static void* operator new(std::size_t, void* where) noexcept
+    {
+        return where;
+    }
     static void operator delete(void*, void*) noexcept {}
+#endif
 };
 
 struct QPOSITION_;
@@ -55,8 +62,16 @@ public:
     }
     void*& GetAt(POSITION pos) const { return reinterpret_cast<Entry*>(pos)->data; }
     void SetAt(POSITION pos, void* p) { reinterpret_cast<Entry*>(pos)->data = p; }
-    void*& GetHead() const { return m_pHead->data; }
-    void*& GetTail() const { return m_pTail->data; }
+    void*& GetHead() const
+    {
+        assert(m_pHead != nullptr && "the list is not empty");
+        return m_pHead->data;
+    }
+    void*& GetTail() const
+    {
+        assert(m_pTail != nullptr && "the list is not empty");
+        return m_pTail->data;
+    }
 
     POSITION AddHead(void* p);
     POSITION AddTail(void* p);
@@ -183,6 +198,7 @@ inline POSITION CPtrList::AddTail(void* p)
 
 inline void* CPtrList::RemoveHead()
 {
+    assert(m_pHead != nullptr && "the list is not empty");
     Entry* e = m_pHead;
     void* p = e->data;
     RemoveAt(reinterpret_cast<POSITION>(e));
@@ -191,6 +207,7 @@ inline void* CPtrList::RemoveHead()
 
 inline void* CPtrList::RemoveTail()
 {
+    assert(m_pTail != nullptr && "the list is not empty");
     Entry* e = m_pTail;
     void* p = e->data;
     RemoveAt(reinterpret_cast<POSITION>(e));

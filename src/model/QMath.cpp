@@ -262,7 +262,10 @@ struct InlineAccessors
     CsTransfFn csTransfs[3];
 };
 
-__attribute__((used)) const InlineAccessors g_inlineAccessors = {
+#if defined(__GNUC__)
+__attribute__((used))
+#endif
+const InlineAccessors g_inlineAccessors = {
     &MATHLINE::GetThroughPoint,
     &MATHLINE::GetDirection,
     &MATHLINE::operator=,

@@ -59,11 +59,11 @@ struct SizeClass
 // larger sizes and any beyond the classes go to the allocator directly.
 constexpr int kClasses = 24;
 
-// Under AddressSanitizer or valgrind every slot is an allocation of its own, so that their
-// checks see each object's bounds, its use after deletion and its leak.
+// Without the opt-in, and under AddressSanitizer or valgrind, every slot is an allocation of its
+// own: the memory checkers then see each object's bounds, its use after deletion and its leak.
 bool CheckedAllocation()
 {
-#if defined(QSOLVER_ADDRESS_SANITIZER)
+#if !defined(QSOLVER_SLOT_STORE) || defined(QSOLVER_ADDRESS_SANITIZER)
     return true;
 #elif defined(RUNNING_ON_VALGRIND) && !defined(QSOLVER_SLOTS_UNDER_VALGRIND)
     // Profiling builds define QSOLVER_SLOTS_UNDER_VALGRIND to measure the slots under callgrind.
@@ -138,6 +138,22 @@ void* TakeChunkMemory()
     return chunk;
 #else
     return ::operator new (kChunkBytes, std::align_val_t{kChunkBytes}, std::nothrow);
+#endif
+}
+
+// The index of the lowest set bit of a non-zero word.
+int LowestBit(std::uint64_t bits)
+{
+#if defined(__GNUC__)
+    return __builtin_ctzll(bits);
+#else
+    int bit = 0;
+    while ((bits & 1) == 0)
+    {
+        bits >>= 1;
+        ++bit;
+    }
+    return bit;
 #endif
 }
 
@@ -228,7 +244,7 @@ void* sktTakeSlot(std::size_t bytes) noexcept
     }
     chunk->firstWord = word;
     const std::uint64_t bits = chunk->free[word];
-    const int bit = __builtin_ctzll(bits);
+    const int bit = LowestBit(bits);
     chunk->free[word] = bits & (bits - 1);
     --chunk->freeCount;
     const std::size_t slot = word * 64 + static_cast<std::size_t>(bit);

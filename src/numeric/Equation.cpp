@@ -6,6 +6,8 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 
+#include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
@@ -204,6 +206,7 @@ int sktGetLineAngle(double a, double b, double& angle)
     {
         angle = 3.0 * pi / 2.0;
     }
+    assert(angle >= 0.0 && angle < 2.0 * pi);
     return 1;
 }
 
@@ -228,47 +231,39 @@ void CEquation::AllocVars(int count)
     m_pVarIndex = new int[count];
 }
 
-void CEquation::TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars)
+double CEquation::TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars)
 {
+    // Every unknown node has its positions before its equations are made.
+    assert(std::none_of(nodeVars.begin(), nodeVars.end(), [](int p) { return p < 0; }));
     AllocVars(static_cast<int>(nodeVars.size()));
-    int i = 0;
-    for (int p : nodeVars)
-    {
-        m_pVarIndex[i++] = p;
-    }
-    m_nValuePos = -1;
-    m_dValue = RelValue(pRel);
+    std::copy(nodeVars.begin(), nodeVars.end(), m_pVarIndex);
+    return RelValue(pRel);
 }
 
-void CEquation::TakeVars(CRel* pRel, std::initializer_list<int> nodeVars)
+double CEquation::TakeVars(CRel* pRel, std::initializer_list<int> nodeVars)
 {
+    assert(std::none_of(nodeVars.begin(), nodeVars.end(), [](int p) { return p < 0; }));
     const int v = ValueVar(pRel);
     const int n = static_cast<int>(nodeVars.size());
     AllocVars(v != -1 ? n + 1 : n);
-    int i = 0;
-    for (int p : nodeVars)
-    {
-        m_pVarIndex[i++] = p;
-    }
-    m_nValuePos = -1;
+    std::copy(nodeVars.begin(), nodeVars.end(), m_pVarIndex);
     if (v != -1)
     {
         m_pVarIndex[n] = v;
-        m_nValuePos = n;
     }
-    m_dValue = RelValue(pRel);
+    return RelValue(pRel);
 }
 
-double CEquation::Wanted(const double* x) const
+double CEquation::Wanted(const double* x, int nodeVars, double value) const
 {
-    return m_nValuePos != -1 ? x[m_pVarIndex[m_nValuePos]] : m_dValue;
+    return m_nVarNum > nodeVars ? x[m_pVarIndex[nodeVars]] : value;
 }
 
-void CEquation::WriteValueDerivative(double* row) const
+void CEquation::WriteValueDerivative(double* row, int nodeVars) const
 {
-    if (m_nValuePos != -1)
+    if (m_nVarNum > nodeVars)
     {
-        row[m_pVarIndex[m_nValuePos]] = -1.0;
+        row[m_pVarIndex[nodeVars]] = -1.0;
     }
 }
 
@@ -319,7 +314,7 @@ CEquPPDisFixed::CEquPPDisFixed(CRel* pRel)
 {
     CNode* pUnknown = IsUnknownNode(pRel->m_pNode1) ? pRel->m_pNode1 : pRel->m_pNode2;
     CNode* pGiven = pUnknown == pRel->m_pNode1 ? pRel->m_pNode2 : pRel->m_pNode1;
-    TakeVars(pRel, {pUnknown->m_nVarIndex, pUnknown->m_nVarNo});
+    m_dValue = TakeVars(pRel, {pUnknown->m_nVarIndex, pUnknown->m_nVarNo});
     m_FixPos = static_cast<CVert*>(pGiven)->m_Pos;
 }
 
@@ -327,7 +322,7 @@ double CEquPPDisFixed::GetResidual(double* x, int* pFlag)
 {
     const double dx = x[m_pVarIndex[0]] - m_FixPos.x;
     const double dy = x[m_pVarIndex[1]] - m_FixPos.y;
-    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x), pFlag);
+    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquPPDisFixed::GetDerivative(double* x, double* row)
@@ -336,21 +331,21 @@ void CEquPPDisFixed::GetDerivative(double* x, double* row)
     const double dy = x[m_pVarIndex[1]] - m_FixPos.y;
     WriteDistanceGradient(dx, dy, std::sqrt(dx * dx + dy * dy), &row[m_pVarIndex[0]],
                           &row[m_pVarIndex[1]]);
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 CEquPPDis::CEquPPDis(CRel* pRel)
 {
     CNode* p1 = pRel->m_pNode1;
     CNode* p2 = pRel->m_pNode2;
-    TakeVars(pRel, {p1->m_nVarIndex, p1->m_nVarNo, p2->m_nVarIndex, p2->m_nVarNo});
+    m_dValue = TakeVars(pRel, {p1->m_nVarIndex, p1->m_nVarNo, p2->m_nVarIndex, p2->m_nVarNo});
 }
 
 double CEquPPDis::GetResidual(double* x, int* pFlag)
 {
     const double dx = x[m_pVarIndex[0]] - x[m_pVarIndex[2]];
     const double dy = x[m_pVarIndex[1]] - x[m_pVarIndex[3]];
-    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x), pFlag);
+    return Satisfied(std::sqrt(dx * dx + dy * dy) - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquPPDis::GetDerivative(double* x, double* row)
@@ -364,7 +359,7 @@ void CEquPPDis::GetDerivative(double* x, double* row)
     row[m_pVarIndex[1]] = gy;
     row[m_pVarIndex[2]] = -gx;
     row[m_pVarIndex[3]] = -gy;
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -374,7 +369,7 @@ void CEquPPDis::GetDerivative(double* x, double* row)
 CEquPLDisFixed::CEquPLDisFixed(CRel* pRel)
 {
     const auto [pPoint, pLine] = SplitPointLine(pRel);
-    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo});
+    m_dValue = TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo});
     m_bNegate = StartsNegative(pPoint, pLine);
     m_dAngle = LineAngle(pLine->m_Line);
     m_dOffset = LineOffset(pLine->m_Line);
@@ -384,7 +379,7 @@ double CEquPLDisFixed::GetResidual(double* x, int* pFlag)
 {
     const double dist =
         std::sin(m_dAngle) * x[m_pVarIndex[0]] - std::cos(m_dAngle) * x[m_pVarIndex[1]] + m_dOffset;
-    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquPLDisFixed::GetDerivative(double* /*x*/, double* row)
@@ -392,13 +387,13 @@ void CEquPLDisFixed::GetDerivative(double* /*x*/, double* row)
     const double s = Sign(m_bNegate);
     row[m_pVarIndex[0]] = s * std::sin(m_dAngle);
     row[m_pVarIndex[1]] = -s * std::cos(m_dAngle);
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 CEquLPDisFixed::CEquLPDisFixed(CRel* pRel)
 {
     const auto [pPoint, pLine] = SplitPointLine(pRel);
-    TakeVars(pRel, {pLine->m_nVarIndex, pLine->m_nVarNo});
+    m_dValue = TakeVars(pRel, {pLine->m_nVarIndex, pLine->m_nVarNo});
     m_FixPos = pPoint->m_Pos;
     m_bNegate = StartsNegative(pPoint, pLine);
 }
@@ -408,7 +403,7 @@ double CEquLPDisFixed::GetResidual(double* x, int* pFlag)
     const double c = x[m_pVarIndex[0]];
     const double theta = x[m_pVarIndex[1]];
     const double dist = std::sin(theta) * m_FixPos.x - std::cos(theta) * m_FixPos.y + c;
-    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquLPDisFixed::GetDerivative(double* x, double* row)
@@ -417,13 +412,13 @@ void CEquLPDisFixed::GetDerivative(double* x, double* row)
     const double theta = x[m_pVarIndex[1]];
     row[m_pVarIndex[0]] = s;
     row[m_pVarIndex[1]] = s * (std::cos(theta) * m_FixPos.x + std::sin(theta) * m_FixPos.y);
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 CEquOrthoLPDisFixed::CEquOrthoLPDisFixed(CRel* pRel)
 {
     const auto [pPoint, pLine] = SplitPointLine(pRel);
-    TakeVars(pRel, {pLine->m_nVarIndex});
+    m_dValue = TakeVars(pRel, {pLine->m_nVarIndex});
     m_dAngle = LineAngle(pLine->m_Line);
     m_FixPos = pPoint->m_Pos;
     // Both the line and the point are given here: the side is read from where they stand.
@@ -434,19 +429,20 @@ double CEquOrthoLPDisFixed::GetResidual(double* x, int* pFlag)
 {
     const double dist =
         std::sin(m_dAngle) * m_FixPos.x - std::cos(m_dAngle) * m_FixPos.y + x[m_pVarIndex[0]];
-    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquOrthoLPDisFixed::GetDerivative(double* /*x*/, double* row)
 {
     row[m_pVarIndex[0]] = Sign(m_bNegate);
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 CEquPLDis::CEquPLDis(CRel* pRel)
 {
     const auto [pPoint, pLine] = SplitPointLine(pRel);
-    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex, pLine->m_nVarNo});
+    m_dValue = TakeVars(
+        pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex, pLine->m_nVarNo});
     m_bNegate = StartsNegative(pPoint, pLine);
 }
 
@@ -455,7 +451,7 @@ double CEquPLDis::GetResidual(double* x, int* pFlag)
     const double theta = x[m_pVarIndex[3]];
     const double dist = std::sin(theta) * x[m_pVarIndex[0]] - std::cos(theta) * x[m_pVarIndex[1]] +
                         x[m_pVarIndex[2]];
-    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquPLDis::GetDerivative(double* x, double* row)
@@ -468,13 +464,13 @@ void CEquPLDis::GetDerivative(double* x, double* row)
     row[m_pVarIndex[1]] = -s * std::cos(theta);
     row[m_pVarIndex[2]] = s;
     row[m_pVarIndex[3]] = s * (std::cos(theta) * px + std::sin(theta) * py);
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 
 CEquOrthoPLDis::CEquOrthoPLDis(CRel* pRel)
 {
     const auto [pPoint, pLine] = SplitPointLine(pRel);
-    TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex});
+    m_dValue = TakeVars(pRel, {pPoint->m_nVarIndex, pPoint->m_nVarNo, pLine->m_nVarIndex});
     m_bNegate = StartsNegative(pPoint, pLine);
     m_dAngle = LineAngle(BackupLine(pLine));
 }
@@ -483,7 +479,7 @@ double CEquOrthoPLDis::GetResidual(double* x, int* pFlag)
 {
     const double dist = std::sin(m_dAngle) * x[m_pVarIndex[0]] -
                         std::cos(m_dAngle) * x[m_pVarIndex[1]] + x[m_pVarIndex[2]];
-    return Satisfied(Sign(m_bNegate) * dist - Wanted(x), pFlag);
+    return Satisfied(Sign(m_bNegate) * dist - Wanted(x, kNodeVars, m_dValue), pFlag);
 }
 
 void CEquOrthoPLDis::GetDerivative(double* /*x*/, double* row)
@@ -492,7 +488,7 @@ void CEquOrthoPLDis::GetDerivative(double* /*x*/, double* row)
     row[m_pVarIndex[0]] = s * std::sin(m_dAngle);
     row[m_pVarIndex[1]] = -s * std::cos(m_dAngle);
     row[m_pVarIndex[2]] = s;
-    WriteValueDerivative(row);
+    WriteValueDerivative(row, kNodeVars);
 }
 // ---------------------------------------------------------------------------------------------
 // Line-line distances: the lines are taken as parallel and compared by their offsets, turned by
@@ -505,7 +501,7 @@ CEquLLDisFixed::CEquLLDisFixed(CRel* pRel)
         static_cast<CMathline*>(IsUnknownNode(pRel->m_pNode1) ? pRel->m_pNode1 : pRel->m_pNode2);
     CMathline* pGiven =
         static_cast<CMathline*>(pUnknown == pRel->m_pNode1 ? pRel->m_pNode2 : pRel->m_pNode1);
-    TakeNodeVars(pRel, {pUnknown->m_nVarIndex});
+    m_dValue = TakeNodeVars(pRel, {pUnknown->m_nVarIndex});
     m_dOffset = LineOffset(pGiven->m_Line);
 
     const MATHLINE& unknownBackup = BackupLine(pUnknown);
@@ -540,7 +536,7 @@ CEquLLDis::CEquLLDis(CRel* pRel)
 {
     CMathline* pLine1 = static_cast<CMathline*>(pRel->m_pNode1);
     CMathline* pLine2 = static_cast<CMathline*>(pRel->m_pNode2);
-    TakeNodeVars(pRel, {pLine1->m_nVarIndex, pLine2->m_nVarIndex});
+    m_dValue = TakeNodeVars(pRel, {pLine1->m_nVarIndex, pLine2->m_nVarIndex});
 
     const MATHLINE& backup1 = BackupLine(pLine1);
     const MATHLINE& backup2 = BackupLine(pLine2);
@@ -575,16 +571,15 @@ CEquLLAngFixed::CEquLLAngFixed(CRel* pRel)
     CMathline* pLine2 = static_cast<CMathline*>(pRel->m_pNode2);
     if (pLine1->IsKnown() || pLine1->IsRefObject() || pLine1->m_bDirFixed != 0)
     {
-        TakeNodeVars(pRel, {pLine2->m_nVarNo});
+        m_dValue = TakeNodeVars(pRel, {pLine2->m_nVarNo});
         m_dAngle = LineAngle(pLine1->m_Line);
     }
     else
     {
         // The unknown line comes first in the residual: the angle from it to the given line
         // is the full turn less the wanted one.
-        TakeNodeVars(pRel, {pLine1->m_nVarNo});
+        m_dValue = TwoPi() - TakeNodeVars(pRel, {pLine1->m_nVarNo});
         m_dAngle = LineAngle(pLine2->m_Line);
-        m_dValue = TwoPi() - RelValue(pRel);
     }
     m_bReverse1 = pRel->m_bReverse1;
     m_bReverse2 = pRel->m_bReverse2;
@@ -604,7 +599,7 @@ void CEquLLAngFixed::GetDerivative(double* /*x*/, double* row)
 
 CEquLLAng::CEquLLAng(CRel* pRel)
 {
-    TakeNodeVars(pRel, {pRel->m_pNode1->m_nVarNo, pRel->m_pNode2->m_nVarNo});
+    m_dValue = TakeNodeVars(pRel, {pRel->m_pNode1->m_nVarNo, pRel->m_pNode2->m_nVarNo});
     m_bReverse1 = pRel->m_bReverse1;
     m_bReverse2 = pRel->m_bReverse2;
 }

@@ -24,8 +24,6 @@ class CEquation : public CObject
 public:
     int m_nVarNum = 0;
     int* m_pVarIndex = nullptr;
-    /// The wanted value where it is a given; read from x instead when it is an unknown.
-    double m_dValue = 0.0;
 
     CEquation() = default;
     CEquation(const CEquation&) = delete;
@@ -38,27 +36,30 @@ public:
     virtual void GetDerivative(double* x, double* row);
 
 protected:
-    /// Allocates the position array; `count` includes the value unknown when there is one.
-    void AllocVars(int count);
-    /// Takes the positions of the node unknowns in order and the relation's value; when that
-    /// value is an unknown of the system its position comes last.
-    void TakeVars(CRel* pRel, std::initializer_list<int> nodeVars);
+    /// Takes the positions of the node unknowns in order and, when the relation's value is an
+    /// unknown of the system, its position last; returns the relation's value.
+    double TakeVars(CRel* pRel, std::initializer_list<int> nodeVars);
     /// As TakeVars, for equations whose value is always a given.
-    void TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars);
-    /// The wanted value at x.
-    double Wanted(const double* x) const;
-    /// Writes the derivative of the value unknown, when there is one.
-    void WriteValueDerivative(double* row) const;
+    double TakeNodeVars(CRel* pRel, std::initializer_list<int> nodeVars);
+    /// The wanted value at x: the value unknown when the equation has one after its
+    /// `nodeVars` node positions, else `value`.
+    double Wanted(const double* x, int nodeVars, double value) const;
+    /// Writes the derivative of the value unknown, when there is one after `nodeVars`.
+    void WriteValueDerivative(double* row, int nodeVars) const;
     /// Stores the flag of a residual and returns it.
     static double Satisfied(double r, int* pFlag);
 
 private:
-    int m_nValuePos = -1;
+    void AllocVars(int count);
 };
 
 class CEquPPDisFixed : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 2;
+
+    double m_dValue = 0.0;
     XYZ m_FixPos;
 
     explicit CEquPPDisFixed(CRel* pRel);
@@ -69,6 +70,11 @@ public:
 class CEquPPDis : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 4;
+
+    double m_dValue = 0.0;
+
     explicit CEquPPDis(CRel* pRel);
     double GetResidual(double* x, int* pFlag) override;
     void GetDerivative(double* x, double* row) override;
@@ -77,6 +83,10 @@ public:
 class CEquPLDisFixed : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 2;
+
+    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     double m_dOffset = 0.0;
     int m_bNegate = 0;
@@ -89,6 +99,10 @@ public:
 class CEquLPDisFixed : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 2;
+
+    double m_dValue = 0.0;
     XYZ m_FixPos;
     int m_bNegate = 0;
 
@@ -100,6 +114,10 @@ public:
 class CEquOrthoLPDisFixed : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 1;
+
+    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     XYZ m_FixPos;
     int m_bNegate = 0;
@@ -112,6 +130,10 @@ public:
 class CEquPLDis : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 4;
+
+    double m_dValue = 0.0;
     int m_bNegate = 0;
 
     explicit CEquPLDis(CRel* pRel);
@@ -122,6 +144,10 @@ public:
 class CEquOrthoPLDis : public CEquation
 {
 public:
+    // Node unknowns; the value unknown, when there is one, follows them.
+    static constexpr int kNodeVars = 3;
+
+    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     int m_bNegate = 0;
 
@@ -133,6 +159,7 @@ public:
 class CEquLLDisFixed : public CEquation
 {
 public:
+    double m_dValue = 0.0;
     double m_dOffset = 0.0;
     int m_bNegate1 = 0;
     int m_bNegate2 = 0;
@@ -145,6 +172,7 @@ public:
 class CEquLLDis : public CEquation
 {
 public:
+    double m_dValue = 0.0;
     int m_bNegate1 = 0;
     int m_bNegate2 = 0;
 
@@ -156,6 +184,7 @@ public:
 class CEquLLAngFixed : public CEquation
 {
 public:
+    double m_dValue = 0.0;
     double m_dAngle = 0.0;
     int m_bReverse1 = 0;
     int m_bReverse2 = 0;
@@ -170,6 +199,7 @@ class CEquLLAng : public CEquation
 public:
     int m_bReverse1 = 0;
     int m_bReverse2 = 0;
+    double m_dValue = 0.0;
 
     explicit CEquLLAng(CRel* pRel);
     double GetResidual(double* x, int* pFlag) override;

@@ -8,6 +8,7 @@
 #include "model/CRel.h"
 #include "model/CVal.h"
 
+#include <cassert>
 #include <cmath>
 #include <unordered_set>
 
@@ -67,8 +68,6 @@ CEquationGrp::~CEquationGrp()
 {
     delete[] m_pX;
     m_pX = nullptr;
-    delete[] m_pVarNode;
-    m_pVarNode = nullptr;
     m_nVarNum = 0;
     for (CEquation* pEqu : m_EquArray)
     {
@@ -90,10 +89,9 @@ void CEquationGrp::NumberNodes(CNodeList* pNodes, int bAllUnknown)
     }
 
     delete[] m_pX;
-    delete[] m_pVarNode;
     m_nVarNum = count;
     m_pX = new double[count > 0 ? count : 1];
-    m_pVarNode = new CNode*[count > 0 ? count : 1];
+    m_VarNode.assign(static_cast<size_t>(count), nullptr);
 
     int k = 0;
     for (POSITION pos = pNodes->GetHeadPosition(); pos != nullptr;)
@@ -115,8 +113,8 @@ void CEquationGrp::NumberNodes(CNodeList* pNodes, int bAllUnknown)
             m_pX[k + 1] = pPoint->m_Pos.y;
             pNode->m_nVarIndex = k;
             pNode->m_nVarNo = k + 1;
-            m_pVarNode[k] = pNode;
-            m_pVarNode[k + 1] = pNode;
+            m_VarNode[k] = pNode;
+            m_VarNode[k + 1] = pNode;
             k += 2;
         }
         else if (type == SKT_NODE_LINE)
@@ -135,8 +133,8 @@ void CEquationGrp::NumberNodes(CNodeList* pNodes, int bAllUnknown)
             sktGetLineAngle(a, b, m_pX[k + 1]);
             pNode->m_nVarIndex = k;
             pNode->m_nVarNo = k + 1;
-            m_pVarNode[k] = pNode;
-            m_pVarNode[k + 1] = pNode;
+            m_VarNode[k] = pNode;
+            m_VarNode[k + 1] = pNode;
             k += 2;
         }
         else
@@ -145,20 +143,21 @@ void CEquationGrp::NumberNodes(CNodeList* pNodes, int bAllUnknown)
             m_pX[k] = pCircle->m_pRadiusVal != nullptr ? pCircle->m_pRadiusVal->m_dValue
                                                        : pCircle->m_dRadius;
             pNode->m_nVarIndex = k;
-            m_pVarNode[k] = pNode;
+            m_VarNode[k] = pNode;
             k += 1;
         }
     }
+    assert(k == m_nVarNum);
 }
 
 int CEquationGrp::IsNodeNumbered(CNode* pNode)
 {
-    if (pNode == nullptr || m_pVarNode == nullptr)
+    if (pNode == nullptr)
     {
         return 0;
     }
     const int k = pNode->m_nVarIndex;
-    return (k >= 0 && k < m_nVarNum && m_pVarNode[k] == pNode) ? 1 : 0;
+    return (k >= 0 && k < m_nVarNum && m_VarNode[k] == pNode) ? 1 : 0;
 }
 
 void CEquationGrp::AddRelation(CRel* pRel)

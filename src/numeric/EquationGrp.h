@@ -22,7 +22,7 @@ public:
     std::vector<CEquation*> m_EquArray;
     /// For each position of m_pX the node that owns it. Node positions outlive the group that
     /// wrote them, so this tells a position of this group from a stale one of an earlier group.
-    CNode** m_pVarNode = nullptr;
+    std::vector<CNode*> m_VarNode;
 
     /// Node-chain system: the nodes to solve and the relations to satisfy.
     CEquationGrp(CNodeList* pNodes, CRelList* pRels);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <new>
 #include <utility>
 #include <vector>
@@ -25,6 +26,36 @@ const double kHugeObjective = 1e50;
 const double kTiny = 1e-50;
 // The least-squares search stops when its best objective improves by less than this.
 const double kObjectiveTol = 1e-20;
+
+// Work vectors of n doubles (room for one when n is 0); null when no memory.
+using Doubles = std::unique_ptr<double[]>;
+Doubles NewDoubles(int n)
+{
+    return Doubles(new (std::nothrow) double[n > 0 ? n : 1]);
+}
+
+struct BlockFree
+{
+    void operator()(EQUBLOCK* pBlock) const { sktFreeBlock(pBlock); }
+};
+using BlockPtr = std::unique_ptr<EQUBLOCK, BlockFree>;
+
+// The blocks a split made, freed with it (a solved block is freed and nulled on the way).
+struct SplitBlocks
+{
+    EQUBLOCK** ppBlocks;
+    int nBlocks;
+    SplitBlocks(EQUBLOCK** blocks, int count) : ppBlocks(blocks), nBlocks(count) {}
+    SplitBlocks(const SplitBlocks&) = delete;
+    SplitBlocks& operator=(const SplitBlocks&) = delete;
+    ~SplitBlocks()
+    {
+        for (int b = 0; b < nBlocks; ++b)
+        {
+            sktFreeBlock(ppBlocks[b]);
+        }
+    }
+};
 
 // Frees what a failed split still holds outside any block.
 void FreeRowList(EQUROW** ppRows, int count)
@@ -498,14 +529,14 @@ int sktSolveLeastSquares(EQUBLOCK* pBlock, double* delta)
         return 0;
     }
     const int n = pBlock->m_nColNum;
-    double* g = new (std::nothrow) double[n > 0 ? n : 1];
-    double* d = new (std::nothrow) double[n > 0 ? n : 1];
-    if (g == nullptr || d == nullptr)
+    const Doubles gBuffer = NewDoubles(n);
+    const Doubles dBuffer = NewDoubles(n);
+    if (gBuffer == nullptr || dBuffer == nullptr)
     {
-        delete[] g;
-        delete[] d;
         return 0;
     }
+    double* g = gBuffer.get();
+    double* d = dBuffer.get();
 
     int result = 1;
     if (sktLeastSquaresGradient(pBlock, delta, g) == 0)
@@ -569,8 +600,6 @@ int sktSolveLeastSquares(EQUBLOCK* pBlock, double* delta)
         }
     }
 
-    delete[] g;
-    delete[] d;
     return result;
 }
 
@@ -594,94 +623,59 @@ int CEquationGrp::Solve()
     }
 
     const int n = m_nVarNum;
-    double* W = new (std::nothrow) double[n > 0 ? n : 1];
-    double* S = new (std::nothrow) double[n > 0 ? n : 1];
-    EQUBLOCK* pAll = sktNewBlock(nRows, n);
-    EQUBLOCK** ppBlocks = new (std::nothrow) EQUBLOCK*[nRows];
-    int nBlocks = 0;
-    int result = 0;
-    if (W != nullptr && S != nullptr && pAll != nullptr && ppBlocks != nullptr)
+    const Doubles W = NewDoubles(n);
+    const Doubles S = NewDoubles(n);
+    const BlockPtr pAll(sktNewBlock(nRows, n));
+    const std::unique_ptr<EQUBLOCK*[]> ppBlocks(new (std::nothrow) EQUBLOCK*[nRows]());
+    if (W == nullptr || S == nullptr || pAll == nullptr || ppBlocks == nullptr)
     {
-        for (int j = 0; j < n; ++j)
+        return 0;
+    }
+    std::copy(m_pX, m_pX + n, W.get());
+    int r = 0;
+    for (size_t e = 0; e < m_EquArray.size(); ++e)
+    {
+        CEquation* pEqu = m_EquArray[e];
+        if (pEqu == nullptr || pEqu->m_nVarNum <= 0)
         {
-            W[j] = m_pX[j];
+            continue;
         }
-        for (int b = 0; b < nRows; ++b)
+        EQUROW* pRow = sktNewRow(static_cast<int>(e), pEqu->m_nVarNum);
+        if (pRow == nullptr)
         {
-            ppBlocks[b] = nullptr;
+            return 0;
         }
-        result = 1;
-        int r = 0;
-        for (size_t e = 0; e < m_EquArray.size() && result; ++e)
+        // A position the equation lists twice is one unknown: the first occurrence stays.
+        int kept = 0;
+        for (int i = 0; i < pEqu->m_nVarNum; ++i)
         {
-            CEquation* pEqu = m_EquArray[e];
-            if (pEqu == nullptr || pEqu->m_nVarNum <= 0)
+            const int p = pEqu->m_pVarIndex[i];
+            if (std::find(pRow->m_pPos, pRow->m_pPos + kept, p) == pRow->m_pPos + kept)
             {
-                continue;
+                pRow->m_pPos[kept++] = p;
             }
-            EQUROW* pRow = sktNewRow(static_cast<int>(e), pEqu->m_nVarNum);
-            if (pRow == nullptr)
-            {
-                result = 0;
-                break;
-            }
-            // A position the equation lists twice is one unknown: the first occurrence stays.
-            int kept = 0;
-            for (int i = 0; i < pEqu->m_nVarNum; ++i)
-            {
-                const int p = pEqu->m_pVarIndex[i];
-                bool bRepeat = false;
-                for (int k = 0; k < kept; ++k)
-                {
-                    if (pRow->m_pPos[k] == p)
-                    {
-                        bRepeat = true;
-                        break;
-                    }
-                }
-                if (!bRepeat)
-                {
-                    pRow->m_pPos[kept++] = p;
-                }
-            }
-            pRow->m_nCount = kept;
-            pAll->m_ppRows[r++] = pRow;
         }
+        pRow->m_nCount = kept;
+        pAll->m_ppRows[r++] = pRow;
     }
 
-    if (result)
+    const int nBlocks = sktSplitBlocks(pAll.get(), ppBlocks.get());
+    // Whichever way the solve ends, the blocks not solved yet go with the guard.
+    const SplitBlocks split(ppBlocks.get(), nBlocks);
+    if (nBlocks == 0)
     {
-        nBlocks = sktSplitBlocks(pAll, ppBlocks);
-        result = nBlocks > 0 ? 1 : 0;
+        return 0;
     }
-    for (int b = 0; b < nBlocks && result; ++b)
+    for (int b = 0; b < nBlocks; ++b)
     {
-        if (sktPrepareBlock(ppBlocks[b]) == nullptr || sktNewtonBlock(this, ppBlocks[b], W, S) != 1)
+        if (sktPrepareBlock(ppBlocks[b]) == nullptr ||
+            sktNewtonBlock(this, ppBlocks[b], W.get(), S.get()) != 1)
         {
-            result = 0;
-            break;
+            return 0;
         }
         sktFreeBlock(ppBlocks[b]);
         ppBlocks[b] = nullptr;
     }
-    if (result)
-    {
-        for (int j = 0; j < n; ++j)
-        {
-            m_pX[j] = W[j];
-        }
-    }
-
-    if (ppBlocks != nullptr)
-    {
-        for (int b = 0; b < nBlocks; ++b)
-        {
-            sktFreeBlock(ppBlocks[b]);
-        }
-    }
-    delete[] ppBlocks;
-    sktFreeBlock(pAll);
-    delete[] W;
-    delete[] S;
-    return result;
+    std::copy(W.get(), W.get() + n, m_pX);
+    return 1;
 }

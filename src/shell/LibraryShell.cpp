@@ -2,9 +2,8 @@
 // in this order when the library loads and destroyed in the reverse order when it unloads.
 #include "model/Chains.h"
 
+#include "model/PassSteps.h"
 #include "model/PtrList.h"
-
-#include <initializer_list>
 
 int g_nNodeNum = 0;
 int g_nRelNum = 0;
@@ -33,13 +32,8 @@ struct ClusterChainsOwner
     ClusterChainsOwner& operator=(const ClusterChainsOwner&) = delete;
     ~ClusterChainsOwner()
     {
-        for (CClusterList* chain : {&g_sktClusterChain, &g_sktGoodClusterChain})
-        {
-            while (!chain->IsEmpty())
-            {
-                delete chain->RemoveHead();
-            }
-        }
+        sktDeleteClusters(g_sktClusterChain);
+        sktDeleteClusters(g_sktGoodClusterChain);
     }
 };
 

@@ -1,6 +1,6 @@
 // What the faster drive must keep: lists that hand out recycled and fresh entries walk like a
-// plain list, pooled backups keep every node's and value's own numbers, and the save chain
-// still loses each relation's first occurrence when its good node is placed.
+// plain list, and the save chain still loses each relation's first occurrence when its good
+// node is placed.
 #include "drive/DriveCheck.h"
 
 #include "QsolverInternal.h"
@@ -135,83 +135,6 @@ TEST(PtrListReuse, RecycledAndFreshEntriesWalkLikeAPlainList)
             }
         }
     }
-}
-
-TEST(PooledBackups, EveryNodeAndValueRestoresItsOwnNumbers)
-{
-    // Nodes are made and destroyed between backups, so that slots handed back are handed out
-    // again to other nodes.
-    std::vector<std::unique_ptr<CNode>> nodes;
-    std::vector<std::unique_ptr<CVal>> values;
-    for (int i = 0; i < 60; ++i)
-    {
-        const double d = i;
-        switch (i % 3)
-        {
-            case 0:
-                nodes.emplace_back(new CVert(d, -d, 0.0));
-                break;
-            case 1:
-            {
-                XYZ through(d, 2 * d, 0.0);
-                VECTOR dir(0.6, 0.8, 0.0);
-                CVert p(through);
-                nodes.emplace_back(new CMathline(&p, dir));
-                break;
-            }
-            default:
-                nodes.emplace_back(new CMathcir(XYZ(d, d, 0.0), 1.0 + d));
-                break;
-        }
-        nodes.back()->BackupNode();
-        values.emplace_back(new CVal());
-        values.back()->SetValue(10.0 + d);
-        values.back()->BackupValue();
-        if (i % 4 == 3)
-        {
-            nodes.erase(nodes.begin() + i / 3);
-            values.erase(values.begin() + i / 5);
-        }
-    }
-    // Move everything, then restore: each object must get back what it saved.
-    std::vector<std::vector<double>> saved;
-    for (auto& node : nodes)
-    {
-        saved.push_back(measure::NodeNumbers(node.get()));
-        if (node->GetType() == SKT_NODE_POINT)
-        {
-            static_cast<CVert*>(node.get())->m_Pos = XYZ(-1.0, -1.0, 0.0);
-        }
-        else if (node->GetType() == SKT_NODE_LINE)
-        {
-            static_cast<CMathline*>(node.get())->m_Line.m_ThroughPoint = XYZ(-1.0, -1.0, 0.0);
-        }
-        else
-        {
-            static_cast<CMathcir*>(node.get())->m_dRadius = -1.0;
-        }
-        node->RestoreNode();
-    }
-    for (std::size_t i = 0; i < nodes.size(); ++i)
-    {
-        EXPECT_EQ(measure::NodeNumbers(nodes[i].get()), saved[i]) << "node " << i;
-    }
-    std::vector<double> numbers;
-    for (auto& val : values)
-    {
-        numbers.push_back(val->m_dValue);
-        val->SetValue(-1.0);
-        val->RestoreValue();
-        EXPECT_EQ(val->m_dValue, numbers.back());
-    }
-
-    // A copy's backup is its own: changing the source's leaves the copy's alone.
-    std::unique_ptr<CNode> copy(nodes.front()->Copy());
-    std::unique_ptr<CVal> valCopy(values.front()->Copy());
-    *static_cast<CVert*>(nodes.front().get())->m_pBackupPos = XYZ(99.0, 99.0, 0.0);
-    *values.front()->m_pBackupValue = 99.0;
-    EXPECT_EQ(static_cast<CVert*>(copy.get())->m_pBackupPos->x, saved.front()[0]);
-    EXPECT_EQ(*valCopy->m_pBackupValue, numbers.front());
 }
 
 TEST(GoodNodePlacing, TakesTheFirstOccurrenceOfARelationSavedTwice)

@@ -267,9 +267,10 @@ TEST_F(LegalityTest, LineWithThreeRelations)
         };
         // Listed as K, F, S: collected as K, S, F, so t2 belongs to S and t3 to F.
         std::unique_ptr<CRel> rad;
+        CMathcir* circle = nullptr;
         if (row.t1 == R)
         {
-            CMathcir* circle = new CMathcir(XYZ(0, 0, 0), 1);
+            circle = new CMathcir(XYZ(0, 0, 0), 1);
             m_nodes.emplace_back(circle);
             rad.reset(new CRad(subject, circle));
             Link(*rad);
@@ -285,6 +286,11 @@ TEST_F(LegalityTest, LineWithThreeRelations)
         EXPECT_EQ(subject->IsLegal(), row.expected);
 
         m_shared[1] = nullptr;
+        if (circle != nullptr)
+        {
+            // The radius relation, deleted first, deletes the value as its last user.
+            circle->m_pRadiusVal = nullptr;
+        }
     }
 }
 

@@ -26,6 +26,19 @@ struct Ends
     CMathline l1{&p1, &p2};
     CMathline l2{&p2, &p1};
     CMathcir circle{XYZ(0, 0, 0), 2};
+    bool radiusShared = false;
+
+    Ends() = default;
+    Ends(const Ends&) = delete;
+    Ends& operator=(const Ends&) = delete;
+    // A radius relation, deleted before us, deleted the radius value as its last user.
+    ~Ends()
+    {
+        if (radiusShared)
+        {
+            circle.m_pRadiusVal = nullptr;
+        }
+    }
 
     // The relation and the node it is activated toward (the one whose free number matters).
     std::unique_ptr<CRel> Make(Kind kind, double value, CNode*& target)
@@ -46,6 +59,7 @@ struct Ends
                 return std::unique_ptr<CRel>(new CLLang(&l1, &l2, value, 1));
             case kRad:
                 target = &circle;
+                radiusShared = true;
                 return std::unique_ptr<CRel>(new CRad(&p1, &circle));
             default:
                 target = &p2;
@@ -160,4 +174,6 @@ TEST_F(RelationTest, OnlyDistanceAndAngleRelationsCountAsSharers)
     EXPECT_EQ(rel.Active(&k), 1);
 
     EXPECT_EQ(u.m_nFreeNum, 2);
+    // The relations go first; the last of them deletes the radius value.
+    circle.m_pRadiusVal = nullptr;
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <vector>
@@ -25,12 +26,10 @@ public:
     CLinearEquation(std::initializer_list<int> pos, std::initializer_list<double> coef, double rhs)
         : m_Coef(coef), m_dRhs(rhs)
     {
-        AllocVars(static_cast<int>(pos.size()));
-        int i = 0;
-        for (int p : pos)
-        {
-            m_pVarIndex[i++] = p;
-        }
+        // The base destructor frees the positions.
+        m_nVarNum = static_cast<int>(pos.size());
+        m_pVarIndex = new int[pos.size()];
+        std::copy(pos.begin(), pos.end(), m_pVarIndex);
     }
     double GetResidual(double* x, int* pFlag) override
     {

@@ -266,7 +266,7 @@ TEST(DriveRequest, OneRuleForEveryHost)
         {{{"ab", std::nan("")}}, "is not a finite number"},
         {{{"ab", 2e9}}, "is not a finite number of at most 1e9"},
         {{{"ab", 4.5}, {"ab", 4.6}}, "relation 'ab' changes the same value as relation 'ab'"},
-        {{{"de", 3}, {"ce", 3}}, "relation 'ce' changes the same value as relation 'de'"},
+        {{{"de", 3}, {"ce", 4}}, "relation 'ce' changes the same value as relation 'de'"},
     };
     for (const auto& row : refused)
     {

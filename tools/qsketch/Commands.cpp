@@ -2,6 +2,7 @@
 // sketch, and writes files only once everything has succeeded.
 #include "Commands.h"
 
+#include "qsolver/Diagnostics.h"
 #include "qsolver/Drag.h"
 #include "qsolver/Sketch.h"
 #include "qsolver/SketchDrive.h"
@@ -172,6 +173,57 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
         report.Line("left undetermined: " + JoinIds(result.unseeded));
     }
     report.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
+}
+
+/// The freedoms, the nodes that are not simply defined, and the relations at fault.
+void AddDiagnostics(const qsolver::Diagnostics& diag, Report& report, Json& into)
+{
+    into["dof"] = diag.dof;
+    into["unknowns"] = diag.unknowns;
+    into["rank"] = diag.rank;
+    Json nodes = Json::array();
+    std::vector<std::string> under;
+    std::vector<std::string> over;
+    for (const qsolver::NodeDiagnosis& n : diag.nodes)
+    {
+        nodes.push_back(
+            Json{{"id", n.id}, {"status", qsolver::NodeStatusName(n.status)}, {"dof", n.dof}});
+        if (n.status == qsolver::NodeStatus::UnderConstrained)
+        {
+            under.push_back(n.id + " (" + std::to_string(n.dof) + ")");
+        }
+        else if (n.status == qsolver::NodeStatus::OverConstrained)
+        {
+            over.push_back(n.id);
+        }
+    }
+    into["nodeStatus"] = nodes;
+    into["conflicting"] = diag.conflicting;
+    into["redundant"] = diag.redundant;
+    into["dependenciesComplete"] = diag.dependenciesComplete;
+    report.Line("freedoms: " + std::to_string(diag.dof) + " (" + std::to_string(diag.unknowns) +
+                " unknowns, rank " + std::to_string(diag.rank) + ")");
+    if (!under.empty())
+    {
+        report.Line("under-constrained nodes (their freedoms): " + JoinIds(under));
+    }
+    if (!over.empty())
+    {
+        report.Line("over-constrained nodes: " + JoinIds(over));
+    }
+    if (!diag.conflicting.empty())
+    {
+        report.Line("conflicting relations (cannot hold together): " + JoinIds(diag.conflicting));
+    }
+    if (!diag.redundant.empty())
+    {
+        report.Line("redundant relations (implied by the others at their values): " +
+                    JoinIds(diag.redundant));
+    }
+    if (!diag.dependenciesComplete)
+    {
+        report.Line("(the search for conflicting relations was cut short: too many dependent)");
+    }
 }
 
 bool Load(const std::string& path, SketchDoc& doc, Sketch& sketch, SketchSnapshot& built,
@@ -390,9 +442,19 @@ int RunAnalyse(const Options& options)
                                 "not holding at the given coordinates:");
     report.data["notHolding"] = off;
 
+    // Diagnostics first: they leave the sketch as it is, the analysis restores what it measured.
+    const qsolver::Diagnostics diag = qsolver::Diagnose(sketch);
     const AnalysisResult result = sketch.Analyse();
     AddAnalysis(result, report, report.data);
-    return report.Finish(result.IsOk() ? kDone : kSolverFailed);
+    AddDiagnostics(diag, report, report.data);
+    if (!options.svg.empty() &&
+        !WriteOutput(options.svg, qsolver::DrawSketchSvg(doc, nullptr, "", &diag), "svg", report,
+                     error))
+    {
+        return report.Fail(error);
+    }
+    // Relations that cannot hold together are a failure even where the analysis saw none.
+    return report.Finish(result.IsOk() && diag.conflicting.empty() ? kDone : kSolverFailed);
 }
 
 int RunDrive(const Options& options)

@@ -26,6 +26,7 @@ struct Options
     /// drag: the point and the target "X,Y".
     std::string point;
     std::string to;
+    std::string dxf;
     bool json = false;
 };
 
@@ -34,6 +35,13 @@ int RunDrive(const Options& options);
 int RunRender(const Options& options);
 int RunDrag(const Options& options);
 int RunDemo(const Options& options);
+
+/// Format-2 sketches (entities and constraints): the same commands, and export to DXF.
+bool IsVocabFile(const std::string& path);
+int RunVocabAnalyse(const Options& options);
+int RunVocabDrive(const Options& options);
+int RunVocabRender(const Options& options);
+int RunExport(const Options& options);
 
 /// Prints a usage error (plain or as JSON) and returns kBadInput.
 int UsageError(const Options& options, const std::string& problem);

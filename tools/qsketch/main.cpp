@@ -11,12 +11,13 @@ namespace
 
 const char* const kUsage =
     "usage: qsketch [demo]                 run the built-in example, write demo.svg\n"
-    "       qsketch analyse FILE           rigid clusters, stripped nodes, verdict\n"
+    "       qsketch analyse FILE [--svg OUT.svg]  clusters, verdict, freedoms, node status\n"
     "       qsketch drive FILE --set REL=VALUE [--set ...] [-o OUT.json] [--svg OUT.svg]\n"
     "                                      change dimensions and re-solve in one pass\n"
     "       qsketch drag FILE --point P --to X,Y [-o OUT.json] [--svg OUT.svg]\n"
     "                                      move a point as near to X,Y as the relations let it\n"
     "       qsketch render FILE [-o OUT.svg]\n"
+    "       qsketch export FILE --dxf OUT.dxf  a format 2 sketch as R12 DXF\n"
     "options: --json  print a machine-readable report\n"
     "exit codes: 0 done, 1 the solver reported failure, contradiction or over-constraint,\n"
     "            2 bad input\n";
@@ -24,7 +25,7 @@ const char* const kUsage =
 bool IsCommand(const std::string& word)
 {
     return word == "demo" || word == "analyse" || word == "analyze" || word == "drive" ||
-           word == "render" || word == "drag";
+           word == "render" || word == "drag" || word == "export";
 }
 
 int Run(int argc, char** argv)
@@ -80,6 +81,10 @@ int Run(int argc, char** argv)
         {
             value(options.svg, "--svg");
         }
+        else if (arg == "--dxf")
+        {
+            value(options.dxf, "--dxf");
+        }
         else if (!arg.empty() && arg[0] == '-')
         {
             problem = "unknown option " + arg;
@@ -121,10 +126,11 @@ int Run(int argc, char** argv)
             options.sets.empty() ? "drag needs --point P and --to X,Y" : "--set belongs to drive";
     }
     if (problem.empty() && options.command != "drive" && options.command != "drag" &&
-        (!options.sets.empty() || !options.svg.empty()))
+        (!options.sets.empty() || (!options.svg.empty() && options.command != "analyse")))
     {
-        problem = options.sets.empty() ? "--svg belongs to drive (render writes with -o)"
-                                       : "--set belongs to drive";
+        problem = options.sets.empty()
+                      ? "--svg belongs to drive, drag and analyse (render writes with -o)"
+                      : "--set belongs to drive";
     }
     if (problem.empty() && options.command == "analyse" && !options.out.empty())
     {
@@ -138,6 +144,10 @@ int Run(int argc, char** argv)
     {
         problem = "-o and --svg name the same file";
     }
+    if (problem.empty() && (options.command == "export") != !options.dxf.empty())
+    {
+        problem = options.dxf.empty() ? "export needs --dxf OUT.dxf" : "--dxf belongs to export";
+    }
     if (!problem.empty())
     {
         const int code = qsketch::UsageError(options, problem);
@@ -146,6 +156,20 @@ int Run(int argc, char** argv)
             std::fputs(kUsage, stderr);
         }
         return code;
+    }
+    if (options.command == "export")
+    {
+        return qsketch::RunExport(options);
+    }
+    if (options.command != "demo" && qsketch::IsVocabFile(options.file))
+    {
+        if (options.command == "drag")
+        {
+            return qsketch::UsageError(options, "drag takes format 1 sketches only");
+        }
+        return options.command == "analyse" ? qsketch::RunVocabAnalyse(options)
+               : options.command == "drive" ? qsketch::RunVocabDrive(options)
+                                            : qsketch::RunVocabRender(options);
     }
     if (options.command == "analyse")
     {
