@@ -45,6 +45,18 @@ class Analysis:
     def stripped(self) -> list[str]: ...
     @property
     def unseeded(self) -> list[str]: ...
+    @property
+    def dof(self) -> int:
+        """Remaining freedoms of the sketch at its current geometry."""
+    @property
+    def status(self) -> dict[str, tuple[str, int]]:
+        """Node id -> (status, freedoms)."""
+    @property
+    def conflicting(self) -> list[str]:
+        """Ids of a smallest set of relations that cannot hold together."""
+    @property
+    def redundant(self) -> list[str]:
+        """Ids of relations the others already imply."""
     def __bool__(self) -> bool: ...
 
 class DriveReport:

@@ -89,16 +89,23 @@ struct Analysis
     std::vector<ClusterInfo> clusters;
     std::vector<std::string> stripped;
     std::vector<std::string> unseeded;
+    int dof = 0;
+    /// Node id -> (status, freedoms), in creation order.
+    std::vector<std::pair<std::string, std::pair<std::string, int>>> status;
+    std::vector<std::string> conflicting;
+    std::vector<std::string> redundant;
 };
 
 Analysis RunAnalyse(PySketch& sketch)
 {
     AnalysisResult result;
+    Diagnostics diagnostics;
     {
         Busy busy(sketch);
         py::gil_scoped_release nogil;
         std::lock_guard<std::recursive_mutex> lock(CoreMutex());
         result = sketch.Analyse();
+        diagnostics = sketch.Diagnose();
     }
     Analysis out;
     out.verdict = VerdictKey(result.verdict);
@@ -106,6 +113,13 @@ Analysis RunAnalyse(PySketch& sketch)
     out.clusters = std::move(result.clusters);
     out.stripped = std::move(result.stripped);
     out.unseeded = std::move(result.unseeded);
+    out.dof = diagnostics.dof;
+    for (const NodeDiagnosis& node : diagnostics.nodes)
+    {
+        out.status.push_back({node.id, {NodeStatusName(node.status), node.dof}});
+    }
+    out.conflicting = std::move(diagnostics.conflicting);
+    out.redundant = std::move(diagnostics.redundant);
     return out;
 }
 
@@ -293,6 +307,26 @@ PYBIND11_MODULE(_qsolver, m)
         .def_readonly("stripped", &Analysis::stripped,
                       "Nodes in no cluster, in creation order: those their neighbours place "
                       "one at a time, and the undetermined ones.")
+        .def_readonly("dof", &Analysis::dof,
+                      "Remaining freedoms of the sketch at its current geometry.")
+        .def_property_readonly(
+            "status",
+            [](const Analysis& a)
+            {
+                py::dict d;
+                for (const auto& entry : a.status)
+                {
+                    d[py::str(entry.first)] =
+                        py::make_tuple(entry.second.first, entry.second.second);
+                }
+                return d;
+            },
+            "Node id -> (status, freedoms): status is \"fixed\", \"well-constrained\", "
+            "\"under-constrained\" or \"over-constrained\".")
+        .def_readonly("conflicting", &Analysis::conflicting,
+                      "Ids of a smallest set of relations that cannot hold together.")
+        .def_readonly("redundant", &Analysis::redundant,
+                      "Ids of relations the others already imply.")
         .def_readonly("unseeded", &Analysis::unseeded,
                       "Nodes still undetermined when no further cluster could be seeded.")
         .def("__bool__", [](const Analysis& a) { return a.verdict == "ok"; })

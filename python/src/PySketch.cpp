@@ -639,6 +639,11 @@ AnalysisResult PySketch::Analyse()
     return Live().Analyse();
 }
 
+Diagnostics PySketch::Diagnose()
+{
+    return qsolver::Diagnose(Live());
+}
+
 DriveRequest PySketch::PrepareDrive(const std::vector<std::pair<std::string, double>>& changes,
                                     bool nodeChain) const
 {

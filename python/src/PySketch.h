@@ -3,6 +3,7 @@
 // bindings add the GIL, the core lock and the Python types.
 #pragma once
 
+#include "qsolver/Diagnostics.h"
 #include "qsolver/Drag.h"
 #include "qsolver/Sketch.h"
 #include "qsolver/SketchDrive.h"
@@ -128,6 +129,8 @@ public:
 
     // ---- Passes. Run with the core lock held; they touch no Python object.
     AnalysisResult Analyse();
+    /// Freedoms, node statuses, conflicting and redundant relations at the current geometry.
+    Diagnostics Diagnose();
     /// Checks and converts the changes (relation id, value in the sketch's unit).
     DriveRequest PrepareDrive(const std::vector<std::pair<std::string, double>>& changes,
                               bool nodeChain) const;

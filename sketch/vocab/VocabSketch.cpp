@@ -562,8 +562,11 @@ VocabDriveResult VocabSketch::Drive(const std::vector<std::pair<std::string, dou
         return refuse(m_error);
     }
     std::vector<std::pair<std::string, double>> request;
-    for (const auto& [id, value] : changes)
+    for (const auto& change : changes)
     {
+        // Named, not bound: a lambda may not capture a structured binding before C++20.
+        const std::string& id = change.first;
+        const double value = change.second;
         const VocabConstraint* c = FindConstraint(id);
         if (c == nullptr)
         {
