@@ -5,6 +5,10 @@ packages=(g++ cmake make libgtest-dev libgmock-dev nlohmann-json3-dev valgrind
     libeigen3-dev # sparse factorisations: the least-squares drive, Drag, the diagnostics
     python3-ezdxf # the DXF export is read back by another program in the tests
     "$@")
+# The WebAssembly module, its node tests and the sketcher's tests in a headless browser.
+packages+=(emscripten nodejs chromium)
+# A node that brings its own npm needs no Debian npm (the two packages conflict).
+command -v npm >/dev/null || packages+=(npm)
 # The Python module, its tests and examples (python/, examples/python/).
 packages+=(python3-dev python3-venv python3-pip python3-setuptools pybind11-dev python3-pybind11
     python3-numpy python3-pytest python3-matplotlib python3-dask python3-distributed)

@@ -59,6 +59,15 @@ echo "== valgrind on the whole-sketch suites"
 valgrind --quiet --error-exitcode=3 --leak-check=full --errors-for-leak-kinds=definite \
     build/dev/tests/qsolver_tests --gtest_filter='*Sketch*:*Model*' --gtest_brief=1
 
+echo "== WebAssembly module and the browser sketcher"
+# One build of the module; node's test runner for its API, headless chromium for the page
+# (the test's server binds 127.0.0.1 and closes with the run).
+NODE_PATH=/usr/share/nodejs emcmake cmake -S wasm -B build/wasm >/dev/null
+NODE_PATH=/usr/share/nodejs cmake --build build/wasm -j2
+PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm ci --no-audit --no-fund --loglevel=error
+timeout 300 node --test wasm/test/
+QSOLVER_WEB_ARTEFACTS="$root/build/web-test" timeout 300 node --test web/test/
+
 if [ -f scripts/fuzz.sh ]; then
     echo "== fuzzers, bounded"
     bash scripts/fuzz.sh --ci

@@ -4,8 +4,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -117,8 +120,25 @@ std::string FormatNumber(double value)
         return "0"; // -0 reads back as 0 in every JSON reader we care about
     }
     char buffer[64];
+#if defined(__EMSCRIPTEN__)
+    // Emscripten's C++ library has no floating-point to_chars: the fewest %g digits that read
+    // back as the same double are the same number; whole numbers keep their digits ("80", not
+    // "8e1") as to_chars writes them.
+    const double magnitude = std::fabs(value);
+    const int whole = magnitude >= 1.0 ? static_cast<int>(std::log10(magnitude)) + 1 : 0;
+    for (int digits = std::min(std::max(whole, 1), 17); digits <= 17; ++digits)
+    {
+        std::snprintf(buffer, sizeof buffer, "%.*g", digits, value);
+        if (std::strtod(buffer, nullptr) == value)
+        {
+            break;
+        }
+    }
+    std::string text(buffer);
+#else
     auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
     std::string text(buffer, result.ptr);
+#endif
     // "1e-05" and "1e+21" are valid JSON, but "1e-5" and "1e21" are what a person writes.
     const size_t e = text.find('e');
     if (e != std::string::npos)

@@ -12,8 +12,9 @@
 class AddressIndex
 {
 public:
-    // Entries are kept one per 64 bytes of address, so keys must be objects at least that large.
-    static constexpr unsigned kGranuleBits = 6;
+    // Entries are kept one per 64 bytes of address (32 where pointers are 4 bytes and objects
+    // shrink with them), so keys must be objects at least that large.
+    static constexpr unsigned kGranuleBits = sizeof(void*) >= 8 ? 6 : 5;
 
     /// Prepares for the given keys (duplicates allowed). Where they lie too thinly spread over
     /// memory for a table by address to pay, a hash map serves instead.

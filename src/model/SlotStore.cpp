@@ -97,7 +97,7 @@ constexpr std::size_t kHugePage = std::size_t{1} << 21;
 constexpr std::size_t kRegionBytes = std::size_t{32} << 20;
 // The first chunks, all a small sketch needs, stay on small pages: a host with a few objects
 // then keeps a few hundred kilobytes, not a large page per kind of object.
-constexpr std::size_t kSmallPagesFirst = std::size_t{4} << 20;
+[[maybe_unused]] constexpr std::size_t kSmallPagesFirst = std::size_t{4} << 20;
 static_assert(kRegionBytes % kChunkBytes == 0 && kHugePage % kChunkBytes == 0,
               "chunks stay aligned to their size");
 

@@ -1,0 +1,138 @@
+// Qsolver's WebAssembly module against @salusoft89/planegcs in the same JavaScript engine, on the
+// same sketches: each run reads the sketch in, analyses or solves it once as given, then changes
+// one dimension and solves again. Times are medians of repeated runs; a solve counts only when
+// every distance holds to 1e-6, the fixed points stayed and no triangle turned over.
+//   node wasm/bench/bench.mjs [--quick] [--markdown]
+import path from "node:path";
+import { fileURLToPath, pathToFileURL } from "node:url";
+import { init_planegcs_module, GcsWrapper } from "@salusoft89/planegcs";
+import { triangle, truss, grid, linkage, judge } from "./families.mjs";
+
+const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "../..");
+const moduleDir = process.env.QSOLVER_WASM_DIR ?? path.join(root, "build/wasm");
+const { Sketch } = await import(pathToFileURL(path.join(moduleDir, "qsolver.js")).href);
+
+const quick = process.argv.includes("--quick");
+const markdown = process.argv.includes("--markdown");
+// A solver that took longer than this on a size is not run on the larger ones.
+const giveUpMs = quick ? 2000 : 20000;
+
+const cases = [
+  ["triangle", [1], () => triangle()],
+  ["linkage", quick ? [10, 100] : [10, 100, 1000], linkage],
+  ["truss", quick ? [10, 100] : [10, 100, 1000, 10000], truss],
+  ["grid", quick ? [3, 10] : [3, 10, 32, 100], grid],
+];
+
+function qsolverText(f) {
+  return JSON.stringify({
+    nodes: f.points.map((p, i) => ({ id: `P${i}`, type: "point", at: [p.x, p.y] })),
+    relations: [
+      ...f.fixed.map((i) => ({ id: `F${i}`, type: "fix", nodes: [`P${i}`] })),
+      ...f.distances.map((d, i) => ({ id: `D${i}`, type: "ppdis", nodes: [`P${d.a}`, `P${d.b}`], value: d.value })),
+    ],
+  });
+}
+
+function runQsolver(f, text, module) {
+  const sketch = new Sketch(module);
+  const start = performance.now();
+  const loaded = sketch.load(text, `${f.name}.json`);
+  const loadMs = performance.now() - start;
+  const analysis = loaded.ok && sketch.analyse();
+  const driven = analysis?.ok && sketch.drive({ [`D${f.changed}`]: f.newValue });
+  const ms = performance.now() - start;
+  let verdict = { ok: false, worst: NaN, flipped: 0 };
+  if (driven?.ok) {
+    const at = sketch.coordinates();
+    verdict = judge(f, f.points.map((_, i) => at[`P${i}`]));
+  }
+  sketch.delete();
+  return { ms, loadMs, ...verdict };
+}
+
+function runPeer(f, mod) {
+  const start = performance.now();
+  const gcs = new GcsWrapper(new mod.GcsSystem());
+  gcs.push_sketch_param("changed", f.distances[f.changed].value);
+  const primitives = f.points.map((p, i) => ({ id: `P${i}`, type: "point", x: p.x, y: p.y, fixed: f.fixed.includes(i) }));
+  f.distances.forEach((d, i) =>
+    primitives.push({ id: `D${i}`, type: "p2p_distance", p1_id: `P${d.a}`, p2_id: `P${d.b}`, distance: i === f.changed ? "changed" : d.value }),
+  );
+  gcs.push_primitives_and_params(primitives);
+  const first = gcs.solve();
+  gcs.apply_solution();
+  gcs.set_sketch_param("changed", f.newValue);
+  const second = gcs.solve();
+  gcs.apply_solution();
+  const ms = performance.now() - start;
+  const byId = new Map(gcs.sketch_index.get_primitives().map((p) => [p.id, p]));
+  gcs.destroy_gcs_module();
+  let verdict = { ok: false, worst: NaN, flipped: 0 };
+  if (first === 0 && second === 0) verdict = judge(f, f.points.map((_, i) => byId.get(`P${i}`)));
+  return { ms, ...verdict };
+}
+
+/** Median of runs, repeated while they are quick (at most 15 runs or about a second). */
+function measure(run) {
+  const runs = [run()];
+  let total = runs[0].ms;
+  while (runs.length < 15 && total < 1000 && runs[0].ms < giveUpMs) {
+    runs.push(run());
+    total += runs.at(-1).ms;
+  }
+  const sorted = [...runs].sort((a, b) => a.ms - b.ms);
+  return { ...sorted[Math.floor(sorted.length / 2)], ok: runs.every((r) => r.ok), runs: runs.length };
+}
+
+const module = await (await import(pathToFileURL(path.join(moduleDir, "qsolver.js")).href)).loadQsolver();
+let peer = await init_planegcs_module();
+// Both modules compile their code lazily: a few runs first, so the first row does not pay it.
+for (let i = 0; i < 3; ++i) {
+  runQsolver(truss(30), qsolverText(truss(30)), module);
+  runPeer(truss(30), peer);
+}
+const rows = [];
+for (const [name, sizes, make] of cases) {
+  const tooSlow = { qsolver: false, peer: false };
+  for (const size of sizes) {
+    const f = make(size);
+    const text = qsolverText(f);
+    const q = tooSlow.qsolver ? null : measure(() => runQsolver(f, text, module));
+    let p = null;
+    if (!tooSlow.peer) {
+      try {
+        p = measure(() => runPeer(f, peer));
+      } catch (error) {
+        // The peer's module aborts when its memory runs out, and is dead afterwards.
+        p = { ms: NaN, ok: false, refused: String(error.message ?? error).split(".")[0] };
+        tooSlow.peer = true;
+        peer = await init_planegcs_module();
+      }
+    }
+    if (q && q.ms > giveUpMs) tooSlow.qsolver = true;
+    if (p && p.ms > giveUpMs) tooSlow.peer = true;
+    rows.push({ family: name, size, points: f.points.length, distances: f.distances.length, q, p });
+    if (!markdown) {
+      const show = (r) => (r?.refused ? r.refused : r ? `${r.ms.toFixed(3)} ms ${r.ok ? "solved" : "FAILED"}` : "skipped");
+      console.log(`${name} ${size}: qsolver ${show(q)}, peer ${show(p)}`);
+    }
+  }
+}
+
+const fmt = (r) => (r?.refused ? r.refused : r ? `${r.ms < 10 ? r.ms.toFixed(3) : r.ms.toFixed(1)}${r.ok ? "" : " (failed)"}` : "not run");
+const lines = [
+  "| family | size | points | distances | Qsolver-wasm ms | of which reading the JSON | planegcs ms | ratio |",
+  "|---|---:|---:|---:|---:|---:|---:|---:|",
+  ...rows.map(({ family: name, size, points, distances, q, p }) => {
+    const ratio = q && p && q.ok && p.ok ? `${(p.ms / q.ms).toFixed(1)}x` : "–";
+    const load = q ? fmt({ ms: q.loadMs, ok: true }) : "–";
+    return `| ${name} | ${size} | ${points} | ${distances} | ${fmt(q)} | ${load} | ${fmt(p)} | ${ratio} |`;
+  }),
+];
+console.log((markdown ? "" : "\n") + lines.join("\n"));
+const lost = rows.filter((r) => r.p?.ok && !r.q?.ok);
+if (lost.length > 0) {
+  console.log(`Qsolver failed where the peer solved: ${lost.map((r) => `${r.family} ${r.size}`).join(", ")}`);
+  process.exitCode = 1;
+}

@@ -1,0 +1,97 @@
+// Declarations of the Qsolver JavaScript API (qsolver.js).
+
+export type Failure = { ok: false; error: string; where?: string };
+
+export type LoadResult =
+  | { ok: true; nodes: number; relations: number; description: string }
+  | { ok: false; error: string; file: string; where: string; problem: string };
+
+export interface RelationOff {
+  id: string;
+  measured: number;
+  wanted: number;
+}
+
+export interface Cluster {
+  nodes: string[];
+  freeNum: number;
+  fixed: boolean;
+}
+
+export interface AnalysisResult {
+  ok: boolean;
+  verdict: "ok" | "over-constrained" | "fixed-contradiction" | "seed-contradiction";
+  verdictText: string;
+  clusters: Cluster[];
+  stripped: string[];
+  unseeded: string[];
+  notHolding: RelationOff[];
+}
+
+export type DriveResult =
+  | { ok: true; solved: true; step: string; notHolding: [] }
+  | { ok: false; solved: false; step: string; error: string; restored?: boolean; notHolding?: RelationOff[] }
+  | Failure;
+
+export type DragResult =
+  | { ok: true; solved: true; distance: number }
+  | { ok: false; solved?: false; error: string; notHolding?: RelationOff[] };
+
+export type NodeStatus = "fixed" | "well-constrained" | "under-constrained" | "over-constrained";
+
+export type Diagnostics =
+  | {
+      ok: true;
+      available: true;
+      dof: number;
+      unknowns: number;
+      rank: number;
+      nodes: { id: string; status: NodeStatus; dof: number }[];
+      conflicting: string[];
+      redundant: string[];
+      complete: boolean;
+    }
+  | { ok: true; available: false };
+
+export interface DocNode {
+  id: string;
+  type: "point" | "line" | "circle";
+  x: number;
+  y: number;
+  dx?: number;
+  dy?: number;
+  radius?: number;
+}
+
+export interface DocRelation {
+  id: string;
+  type: "fix" | "ppdis" | "pldis" | "lldis" | "llang" | "rad";
+  nodes: string[];
+  value?: number;
+  shared?: string;
+}
+
+export interface SketchDocument {
+  ok: true;
+  description: string;
+  angleUnit: "deg" | "rad";
+  nodes: DocNode[];
+  relations: DocRelation[];
+}
+
+export function loadQsolver(): Promise<unknown>;
+
+export class Sketch {
+  static create(): Promise<Sketch>;
+  load(text: string | object, name?: string): LoadResult;
+  analyse(): AnalysisResult;
+  drive(changes: Record<string, number>): DriveResult;
+  drag(pointId: string, x: number, y: number): DragResult;
+  diagnostics(): Diagnostics;
+  document(): SketchDocument;
+  coordinates(): Record<string, Omit<DocNode, "id" | "type">>;
+  save(): string;
+  readonly lastError: string;
+  clearError(): void;
+  delete(): void;
+}
