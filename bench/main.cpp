@@ -50,17 +50,19 @@ const Size kSizes[] = {
 
 struct Options
 {
-    std::string family;    // empty: all
-    size_t maxNodes = 0;   // 0: no limit
-    bool withOther = true; // run the other library too
+    std::string family;       // empty: all
+    size_t maxNodes = 0;      // 0: no limit
+    bool withOther = true;    // run the other library too
     bool diagnostics = false; // the diagnostics table instead of the drive table
 };
 
 void Usage()
 {
-    std::fprintf(stderr, "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other] [--diagnostics]\n"
-                         "  NAME is truss, grid, frame or linkage. Exit status 1 when our drive\n"
-                         "  failed to re-solve a sketch, 2 on bad arguments.\n");
+    std::fprintf(
+        stderr,
+        "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other] [--diagnostics]\n"
+        "  NAME is truss, grid, frame or linkage. Exit status 1 when our drive\n"
+        "  failed to re-solve a sketch, 2 on bad arguments.\n");
 }
 
 bool ParseOptions(int argc, char** argv, Options& o)
@@ -262,8 +264,8 @@ int Run(const Options& o)
             ours = DriveWithQsolver(f, ourPolicy);
             hist.drive.Record(nodes, ours.ms);
             driveCell = Ms(ours.ms) + Runs(ours.runs);
-            ourResult = ours.result == 1 ? "solved (" + ours.strategy + ")"
-                                         : "failed: " + ours.failedStep;
+            ourResult =
+                ours.result == 1 ? "solved (" + ours.strategy + ")" : "failed: " + ours.failedStep;
             ourErr = Err(MaxRelationError(f, ours.solved));
             ourFlips = std::to_string(FlippedTriangles(f, ours.solved));
             if (ours.result != 1)

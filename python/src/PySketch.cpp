@@ -490,22 +490,22 @@ void PySketch::AddRelation(DocRelType type, const std::string& id, const std::st
         }
     }
     const double number = angle ? AngleToRadians(m_doc, value.value) : value.value;
-    const ValueSpec spec =
+    const ValueSpec valueSpec =
         value.hasValue ? ValueSpec::Own(number, value.known) : ValueSpec::Shared(value.shared);
     CRel* made = nullptr;
     switch (type)
     {
         case DocRelType::PPdis:
-            made = m_live->AddPPdis(id, a, b, spec);
+            made = m_live->AddPPdis(id, a, b, valueSpec);
             break;
         case DocRelType::PLdis:
-            made = m_live->AddPLdis(id, a, b, spec);
+            made = m_live->AddPLdis(id, a, b, valueSpec);
             break;
         case DocRelType::LLdis:
-            made = m_live->AddLLdis(id, a, b, spec);
+            made = m_live->AddLLdis(id, a, b, valueSpec);
             break;
         case DocRelType::LLang:
-            made = m_live->AddLLang(id, a, b, spec, reverse1, reverse2);
+            made = m_live->AddLLang(id, a, b, valueSpec, reverse1, reverse2);
             break;
         case DocRelType::Fix:
         case DocRelType::Rad:

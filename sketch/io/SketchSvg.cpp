@@ -640,10 +640,11 @@ void DrawStatusLegend(Canvas& c, const Diagnostics& diagnostics)
             count += n.status == status ? 1 : 0;
         }
         y += 16.0;
-        c.out += "<rect x=\"" + Num(x) + "\" y=\"" + Num(y - 9.0) + "\" width=\"10\" height=\"10\" fill=\"" +
-                 colour + "\"/>\n";
-        c.Text({x + 16.0, y}, std::string(NodeStatusName(status)) + " (" + std::to_string(count) + ")",
-               colour, 12.0);
+        c.out += "<rect x=\"" + Num(x) + "\" y=\"" + Num(y - 9.0) +
+                 "\" width=\"10\" height=\"10\" fill=\"" + colour + "\"/>\n";
+        c.Text({x + 16.0, y},
+               std::string(NodeStatusName(status)) + " (" + std::to_string(count) + ")", colour,
+               12.0);
     }
 }
 
