@@ -54,6 +54,7 @@ struct Options
     size_t maxNodes = 0;      // 0: no limit
     bool withOther = true;    // run the other library too
     bool diagnostics = false; // the diagnostics table instead of the drive table
+    double stepLimitMs = kOurStepLimitMs;
 };
 
 void Usage()
@@ -61,7 +62,9 @@ void Usage()
     std::fprintf(
         stderr,
         "usage: qsolver_bench [--family NAME] [--max-nodes N] [--no-other] [--diagnostics]\n"
-        "  NAME is truss, grid, frame or linkage. Exit status 1 when our drive\n"
+        "                     [--step-limit SECONDS]\n"
+        "  NAME is truss, grid, frame or linkage. Our steps estimated to take longer than\n"
+        "  the step limit (60 s) are skipped. Exit status 1 when our drive\n"
         "  failed to re-solve a sketch, 2 on bad arguments.\n");
 }
 
@@ -85,6 +88,10 @@ bool ParseOptions(int argc, char** argv, Options& o)
         else if (std::strcmp(argv[i], "--no-other") == 0)
         {
             o.withOther = false;
+        }
+        else if (std::strcmp(argv[i], "--step-limit") == 0 && i + 1 < argc)
+        {
+            o.stepLimitMs = 1000.0 * std::strtod(argv[++i], nullptr);
         }
         else if (std::strcmp(argv[i], "--diagnostics") == 0)
         {
@@ -235,7 +242,7 @@ int Run(const Options& o)
         std::string analysisCell;
         std::string verdict;
         double analysisEstimate = hist.analysis.Estimate(nodes);
-        if (analysisEstimate > kOurStepLimitMs)
+        if (analysisEstimate > o.stepLimitMs)
         {
             analysisCell = Skipped(analysisEstimate);
             verdict = "analysis skipped";
@@ -254,7 +261,7 @@ int Run(const Options& o)
         std::string ourFlips = "-";
         OurDrive ours;
         double driveEstimate = hist.drive.Estimate(nodes);
-        if (driveEstimate > kOurStepLimitMs)
+        if (driveEstimate > o.stepLimitMs)
         {
             driveCell = Skipped(driveEstimate);
             ourResult = "not run";
