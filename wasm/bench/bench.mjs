@@ -73,11 +73,12 @@ function runPeer(f, mod) {
   return { ms, ...verdict };
 }
 
-/** Median of runs, repeated while they are quick (at most 15 runs or about a second). */
+/** Median of runs: at least 5 and about a third of a second of them, at most 500 (one when a
+ * run is over the give-up time). */
 function measure(run) {
   const runs = [run()];
   let total = runs[0].ms;
-  while (runs.length < 15 && total < 1000 && runs[0].ms < giveUpMs) {
+  while (runs.length < 500 && (runs.length < 5 || total < 300) && runs[0].ms < giveUpMs) {
     runs.push(run());
     total += runs.at(-1).ms;
   }
@@ -87,10 +88,13 @@ function measure(run) {
 
 const module = await (await import(pathToFileURL(path.join(moduleDir, "qsolver.js")).href)).loadQsolver();
 let peer = await init_planegcs_module();
-// Both modules compile their code lazily: a few runs first, so the first row does not pay it.
-for (let i = 0; i < 3; ++i) {
-  runQsolver(truss(30), qsolverText(truss(30)), module);
-  runPeer(truss(30), peer);
+// Both engines compile WebAssembly lazily and optimise a function only once it is hot: warm
+// both up on every family first, so that no row measures baseline code.
+for (let i = 0; i < 200; ++i) {
+  for (const f of [triangle(), truss(30), grid(5), linkage(10)]) {
+    runQsolver(f, qsolverText(f), module);
+    runPeer(f, peer);
+  }
 }
 const rows = [];
 for (const [name, sizes, make] of cases) {
