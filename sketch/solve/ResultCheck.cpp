@@ -30,11 +30,16 @@ constexpr double kLengthFloor = 1e-6;
 constexpr double kAngleTol = 1e-6;
 // Below this sine three points count as in line: which way round they are means nothing.
 constexpr double kInLineSine = 1e-6;
-// A body's assembly is judged only where it turns clearly one way before and clearly the other
-// way after (about 3 degrees): a point held by more than two distances (a truss chord) may pass
-// through in line with two of its neighbours as the structure deforms, and a small bend
-// changing sides is that, while a body assembled mirrored turns far the other way.
-constexpr double kBodySine = 0.05;
+// A point p dimensioned to a and b (not to each other) turns one way from a to b. Where a and b
+// are linked around p by a fan of dimensioned triangles (a truss chord and its diagonals), the
+// turn is the sum of the triangles' angles, each judged as a triangle, and the sum may pass
+// through in line as the structure deforms: only a turn clearly one way before and clearly the
+// other after (about 3 degrees) counts there. Otherwise the turn is the assembly mode of a
+// joint (a body barred to its neighbour), which only a mirrored assembly turns round, however
+// flat: joints far down a linkage come back with sines of -0.075 and +0.014, or -0.002 and
+// +0.13. Those are judged once the turn is beyond about half a degree on either side.
+constexpr double kFanSine = 0.05;
+constexpr double kJointSine = 0.01;
 
 double TwoPi()
 {
@@ -289,6 +294,31 @@ bool Dimensioned(CVert* a, CVert* b)
     return false;
 }
 
+// Whether a and b, both dimensioned to p, are joined through p's other neighbours by a chain
+// of dimensioned pairs: then p, a and b lie in a fan of triangles around p.
+bool LinkedByFan(CVert* p, CVert* a, CVert* b)
+{
+    std::vector<CVert*> near;
+    DimensionedTo(p, near);
+    std::vector<CVert*> reached{a};
+    for (size_t i = 0; i < reached.size(); ++i)
+    {
+        for (CVert* q : near)
+        {
+            if (std::find(reached.begin(), reached.end(), q) == reached.end() &&
+                Dimensioned(reached[i], q))
+            {
+                if (q == b)
+                {
+                    return true;
+                }
+                reached.push_back(q);
+            }
+        }
+    }
+    return false;
+}
+
 // Whether the place of a point comes from its distances to points alone: not given, and on no
 // line. A point on a turning line (a crank's end) may swing past the line of two points it is
 // dimensioned to, and a given point does not move at all.
@@ -350,7 +380,8 @@ CheckFailure JudgeTurn(CVert* p, CVert* a, CVert* b)
     {
         return CheckFailure::TriangleMirrored;
     }
-    const bool clear = before.Clear(kBodySine) && now.Clear(kBodySine);
+    const bool clear = LinkedByFan(p, a, b) ? before.Clear(kFanSine) && now.Clear(kFanSine)
+                                            : before.Clear(kJointSine) || now.Clear(kJointSine);
     return clear && PlacedByDistances(p) ? CheckFailure::BodyMirrored : CheckFailure::None;
 }
 

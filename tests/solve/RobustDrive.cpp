@@ -58,7 +58,7 @@ int Flipped(Sketch& s, const bench::Family& f, const std::vector<double>& before
 // part on its side, by a strategy after them.
 TEST(RobustDrive, MirroredEditsAreSolvedOnTheirSide)
 {
-    for (const char* name : {"truss_flip", "linkage_flip"})
+    for (const char* name : {"truss_flip", "linkage_flip", "linkage_joint_flip"})
     {
         SCOPED_TRACE(name);
         solvetest::EditCase c = solvetest::LoadCase(name);
