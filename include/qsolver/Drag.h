@@ -23,6 +23,8 @@ struct DragResult
     double distance = 0.0;
     /// Least-squares iterations taken.
     int iterations = 0;
+    /// Moves the drag took: 1, or more when the pointer's path was followed in steps.
+    int steps = 0;
 
     bool IsOk() const { return solved; }
 };

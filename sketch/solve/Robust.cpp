@@ -17,6 +17,10 @@ namespace qsolver::solve
 
 // A drag pulls and then makes the relations hold, at most this many times over.
 constexpr int kDragRounds = 8;
+// A drag that cannot be solved in one move follows the pointer's path in steps no smaller than
+// this share of it, and at most this many.
+const double kSmallestDragStep = 1.0 / 64.0;
+const int kMostDragSteps = 60;
 
 namespace
 {
@@ -341,6 +345,31 @@ bool DriveByContinuation(Sketch& sketch, const std::vector<DriveChange>& targets
     return true;
 }
 
+LeastSquaresResult DragTowards(Sketch& sketch, CVert* p, double x, double y, int& iterations)
+{
+    // First pulled towards the target with every relation, then made to satisfy them exactly
+    // from there: the point ends as near as the relations let it, the rest moved little.
+    // Rounds of both settle where the point cannot get nearer.
+    LeastSquaresOptions pull;
+    pull.pulled = p;
+    pull.targetX = x;
+    pull.targetY = y;
+    LeastSquaresResult second;
+    for (int round = 0; round < kDragRounds; ++round)
+    {
+        const XYZ was = p->m_Pos;
+        const LeastSquaresResult first = SolveLeastSquares(sketch, pull);
+        second = SolveLeastSquares(sketch, LeastSquaresOptions());
+        iterations += first.iterations + second.iterations;
+        const double moved = std::hypot(p->m_Pos.x - was.x, p->m_Pos.y - was.y);
+        if (!second.converged || moved <= 1e-12 * std::max({1.0, std::fabs(x), std::fabs(y)}))
+        {
+            break;
+        }
+    }
+    return second;
+}
+
 } // namespace qsolver::solve
 
 namespace qsolver
@@ -366,40 +395,69 @@ DragResult Sketch::Drag(const std::string& point, double x, double y)
         return result;
     }
     BackupAll();
-    // First pulled towards the target with every relation, then made to satisfy them exactly
-    // from there: the point ends as near as the relations let it, the rest moved little.
-    // Rounds of both settle where the point cannot get nearer.
-    solve::LeastSquaresOptions pull;
-    pull.pulled = p;
-    pull.targetX = x;
-    pull.targetY = y;
-    solve::LeastSquaresResult second;
-    for (int round = 0; round < solve::kDragRounds; ++round)
-    {
-        const XYZ was = p->m_Pos;
-        const solve::LeastSquaresResult first = solve::SolveLeastSquares(*this, pull);
-        second = solve::SolveLeastSquares(*this, solve::LeastSquaresOptions());
-        result.iterations += first.iterations + second.iterations;
-        const double moved = std::hypot(p->m_Pos.x - was.x, p->m_Pos.y - was.y);
-        if (!second.converged || moved <= 1e-12 * std::max({1.0, std::fabs(x), std::fabs(y)}))
-        {
-            break;
-        }
-    }
+    solve::GeometryState original;
+    original.Save(*this);
+    solve::LeastSquaresResult solved = solve::DragTowards(*this, p, x, y, result.iterations);
     ResultCheck check;
-    if (second.converged)
+    if (solved.converged)
     {
         check = solve::CheckSolved(*this);
     }
-    if (!second.converged || !check.IsOk())
+    if (!solved.converged || !check.IsOk())
     {
-        result.check = check.failure;
-        result.message = second.converged
-                             ? check.message
-                             : "no placement satisfies every relation (largest residual " +
-                                   std::to_string(second.residual) + ")";
-        RestoreAll();
-        return result;
+        // Too far in one move (a long chain turned into another assembly on the way): follow
+        // the pointer's path instead, in steps that halve on failure and double on success,
+        // each solved from the last and judged against it; the point stops where the path
+        // can be followed no further.
+        const ResultCheck firstCheck = check;
+        const solve::LeastSquaresResult firstSolve = solved;
+        original.Load(*this);
+        const double x0 = p->m_Pos.x;
+        const double y0 = p->m_Pos.y;
+        solve::GeometryState base;
+        double t = 0.0;
+        double step = 0.5;
+        int tries = 0;
+        while (t < 1.0 && step >= solve::kSmallestDragStep && ++tries <= solve::kMostDragSteps)
+        {
+            const double next = std::min(1.0, t + step);
+            base.Save(*this);
+            solved = solve::DragTowards(*this, p, x0 + next * (x - x0), y0 + next * (y - y0),
+                                        result.iterations);
+            check = ResultCheck();
+            if (solved.converged)
+            {
+                base.LoadAsBackups(*this);
+                check = solve::CheckSolved(*this);
+            }
+            if (solved.converged && check.IsOk())
+            {
+                t = next;
+                ++result.steps;
+                step *= 2.0;
+            }
+            else
+            {
+                base.Load(*this);
+                step *= 0.5;
+            }
+        }
+        original.LoadAsBackups(*this);
+        check = t > 0.0 ? solve::CheckSolved(*this) : firstCheck;
+        if (t == 0.0 || !check.IsOk())
+        {
+            result.check = check.failure;
+            result.message = firstSolve.converged
+                                 ? check.message
+                                 : "no placement satisfies every relation (largest residual " +
+                                       std::to_string(firstSolve.residual) + ")";
+            RestoreAll();
+            return result;
+        }
+    }
+    else
+    {
+        result.steps = 1;
     }
     result.solved = true;
     result.distance = std::hypot(p->m_Pos.x - x, p->m_Pos.y - y);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "qsolver/SketchDrive.h"
+#include "solve/LeastSquares.h"
 
 #include <vector>
 
@@ -30,6 +31,10 @@ std::string EquationOff(Sketch& sketch);
 /// The check of a result no pass state hangs on: the result check, then the extra equations;
 /// on success unknown values take what their relations measure.
 ResultCheck CheckSolved(Sketch& sketch);
+
+/// One drag move: pulled towards (x, y), then every relation made to hold from there. The
+/// geometry is left where the last solve put it; `iterations` grows by what it took.
+LeastSquaresResult DragTowards(Sketch& sketch, CVert* p, double x, double y, int& iterations);
 
 /// A damped least-squares solve of the whole sketch from its current geometry (the driven
 /// values set), checked. On failure `message` says why; the geometry is then undefined.

@@ -2,6 +2,9 @@
 // moves as little as it can, fixed geometry stays, and a refused drag changes nothing.
 #include "solve/SolveTestUtil.h"
 
+#include "../../bench/Families.h"
+#include "../../bench/HostSketch.h"
+
 #include "common/SketchRows.h"
 #include "qsolver/Drag.h"
 
@@ -126,6 +129,35 @@ TEST(Drag, NeverMirrorsABody)
     else
     {
         EXPECT_EQ(s.FindPoint("P")->m_Pos.y, 4.0);
+    }
+}
+
+// A long linkage loosened by one bar, its last point dragged far: in one move the chain
+// would come back with a joint in its mirror assembly, so the drag follows the pointer's path
+// in steps and stops as near as the path allows, every relation holding and every body the
+// same way round as before.
+TEST(Drag, FarDragOfALongChainFollowsThePath)
+{
+    const bench::Family f = bench::MakeFamily("linkage", 40);
+    const struct
+    {
+        double dx, dy;
+        int minSteps;
+    } rows[] = {{-30, -60, 2}, {-60, -20, 2}, {30, 20, 1}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(std::to_string(row.dx) + ", " + std::to_string(row.dy));
+        auto s = bench::BuildHostSketch(f);
+        ASSERT_TRUE(s->RemoveRelation(bench::HostChanges(f)[0].first));
+        const std::string id = bench::NodeId(static_cast<int>(f.nodes.size()) - 1);
+        const XYZ at = s->FindPoint(id)->m_Pos;
+        const DragResult r = s->Drag(id, at.x + row.dx, at.y + row.dy);
+        ASSERT_TRUE(r.IsOk()) << r.message;
+        EXPECT_GE(r.steps, row.minSteps);
+        const XYZ& now = s->FindPoint(id)->m_Pos;
+        EXPECT_NEAR(r.distance, std::hypot(now.x - at.x - row.dx, now.y - at.y - row.dy), 1e-9);
+        // The backups are the sketch before the drag: the check judges the whole move.
+        EXPECT_TRUE(CheckResult(*s).IsOk()) << CheckResult(*s).message;
     }
 }
 
