@@ -5,6 +5,7 @@
 #pragma once
 
 #include "qsolver/Sketch.h"
+#include "qsolver/Drag.h"
 #include "qsolver/SketchDrive.h"
 
 #include <memory>
@@ -103,6 +104,17 @@ struct VocabDriveResult
     std::string Message() const;
 };
 
+struct VocabDragResult
+{
+    DragResult core;
+    /// Non-empty when the core moved but this constraint does not hold; the sketch is then as
+    /// it was before.
+    std::string brokenConstraint;
+
+    bool IsOk() const { return core.IsOk() && brokenConstraint.empty(); }
+    std::string Message() const;
+};
+
 /// Entities and constraints by id (one namespace for both), compiled to a core Sketch when a
 /// pass needs it. Builders return false with LastError() saying why; a refused call changes
 /// nothing. Angles are in radians.
@@ -144,6 +156,11 @@ public:
     /// Afterwards every constraint must hold, or the sketch is restored.
     VocabDriveResult Drive(const std::vector<std::pair<std::string, double>>& changes,
                            const DriveOptions& options = DriveOptions());
+
+    /// Moves a point entity (a segment's or arc's end is one) as near to (x, y) as the
+    /// constraints let it, the rest following as little as it can. Afterwards every constraint
+    /// must hold, or the sketch is restored.
+    VocabDragResult Drag(const std::string& point, double x, double y);
 
     /// Every constraint measured at the current geometry, in order. Reference dimensions hold
     /// always and report their measure.

@@ -109,6 +109,19 @@ bool ConstraintTypeFromName(const std::string& name, ConstraintType& type)
     return false;
 }
 
+std::string VocabDragResult::Message() const
+{
+    if (!core.IsOk())
+    {
+        return core.message;
+    }
+    if (!brokenConstraint.empty())
+    {
+        return "constraint '" + brokenConstraint + "' does not hold after the drag";
+    }
+    return "";
+}
+
 std::string VocabDriveResult::Message() const
 {
     if (!core.IsOk())
@@ -638,6 +651,47 @@ VocabDriveResult VocabSketch::Drive(const std::vector<std::pair<std::string, dou
         m_constraints = constraintsBefore;
         m_dirty = true;
         result.core.restored = true;
+    }
+    return result;
+}
+
+VocabDragResult VocabSketch::Drag(const std::string& point, double x, double y)
+{
+    VocabDragResult result;
+    const VocabEntity* entity = FindEntity(point);
+    if (entity == nullptr || entity->type != EntityType::Point)
+    {
+        result.core.message = entity == nullptr
+                                  ? "no point '" + point + "'"
+                                  : "'" + point + "' is a " + EntityTypeName(entity->type) +
+                                        "; drag one of its points";
+        return result;
+    }
+    Sketch* core = Core();
+    if (core == nullptr)
+    {
+        result.core.message = m_error;
+        return result;
+    }
+    const std::vector<VocabEntity> entitiesBefore = m_entities;
+    result.core = core->Drag(point, x, y);
+    if (!result.core.IsOk())
+    {
+        return result;
+    }
+    ReadBack();
+    for (const ConstraintCheck& check : Check())
+    {
+        if (!check.holds)
+        {
+            result.brokenConstraint = check.id;
+            break;
+        }
+    }
+    if (!result.brokenConstraint.empty())
+    {
+        m_entities = entitiesBefore;
+        m_dirty = true;
     }
     return result;
 }

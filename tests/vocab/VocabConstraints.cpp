@@ -438,6 +438,112 @@ TEST(VocabConstraints, EveryKindHoldsAfterADrive)
     }
 }
 
+// Every point of every sketch above dragged a little: where the constraints leave it room it
+// moves, and afterwards every constraint still holds (a tangent on its side, a mirrored pair
+// mirrored); where they do not, nothing moves and the drag still succeeds.
+TEST(VocabConstraints, EveryKindHoldsAfterADrag)
+{
+    int movedDrags = 0;
+    for (const Row& row : Rows())
+    {
+        VocabSketch drawn;
+        row.draw(drawn);
+        if (::testing::Test::HasFatalFailure())
+        {
+            return;
+        }
+        for (const VocabEntity& e : drawn.Entities())
+        {
+            if (e.type != EntityType::Point)
+            {
+                continue;
+            }
+            SCOPED_TRACE(std::string(row.name) + ", point " + e.id);
+            VocabSketch s;
+            row.draw(s);
+            const P was = At(s, e.id);
+            const VocabDragResult result = s.Drag(e.id, was.x + 0.7, was.y - 0.4);
+            if (!result.IsOk() && result.Message().find("is fixed") != std::string::npos)
+            {
+                continue;
+            }
+            EXPECT_TRUE(result.IsOk()) << result.Message();
+            for (const ConstraintCheck& c : s.Check())
+            {
+                EXPECT_TRUE(c.holds) << c.id << " off by " << c.error;
+            }
+            const P now = At(s, e.id);
+            movedDrags += std::hypot(now.x - was.x, now.y - was.y) > 1e-3 ? 1 : 0;
+        }
+    }
+    EXPECT_GE(movedDrags, 2);
+}
+
+// A loose sketch holding most kinds at once, each point dragged: the points move, and every
+// constraint keeps its meaning (tangent lines on their side of the circle, the mirrored pair
+// mirrored, the midpoint in the middle, equal radii equal).
+TEST(VocabConstraints, LooseSketchKeepsEveryKindUnderDrags)
+{
+    using T = ConstraintType;
+    auto draw = [](VocabSketch& s)
+    {
+        Must(s.AddPoint("C1", 0, 0), s);
+        Must(s.AddCircle("c1", "C1", 5), s);
+        Must(s.Constrain("fixC1", T::Fix, {"C1"}), s);
+        Must(s.AddPoint("A", -10, 5), s);
+        Must(s.AddPoint("B", 10, 5), s);
+        Must(s.AddSegment("top", "A", "B"), s);
+        Must(s.Constrain("topFlat", T::Horizontal, {"top"}), s);
+        Must(s.Constrain("topTouches", T::Tangent, {"top", "c1"}), s);
+        Must(s.AddPoint("A2", -10, -5), s);
+        Must(s.AddPoint("B2", 10, -5), s);
+        Must(s.AddSegment("bottom", "A2", "B2"), s);
+        Must(s.Constrain("sides", T::Parallel, {"top", "bottom"}), s);
+        Must(s.Constrain("bottomTouches", T::Tangent, {"bottom", "c1"}), s);
+        Must(s.AddPoint("M", 0, 5), s);
+        Must(s.Constrain("middle", T::Midpoint, {"M", "top"}), s);
+        Must(s.AddPoint("T", 0, 10), s);
+        Must(s.AddSegment("axis", "C1", "T"), s);
+        Must(s.Constrain("square", T::Perpendicular, {"top", "axis"}), s);
+        Must(s.AddPoint("P", 3, -2), s);
+        Must(s.AddPoint("Q", -3, -2), s);
+        Must(s.Constrain("mirror", T::Symmetric, {"P", "Q", "axis"}), s);
+        Must(s.AddPoint("C3", 20, 0), s);
+        Must(s.AddCircle("c3", "C3", 5), s);
+        Must(s.Constrain("same", T::Equal, {"c1", "c3"}), s);
+        Must(s.AddPoint("E", 10, 5), s);
+        Must(s.AddPoint("F", 17, 4), s);
+        Must(s.AddSegment("arm", "E", "F"), s);
+        Must(s.Constrain("joined", T::Coincident, {"B", "E"}), s);
+        Must(s.Constrain("onC3", T::On, {"F", "c3"}), s);
+    };
+    int moved = 0;
+    for (const char* point : {"A", "B2", "M", "T", "P", "Q", "C3", "F"})
+    {
+        SCOPED_TRACE(point);
+        VocabSketch s;
+        draw(s);
+        for (const ConstraintCheck& c : s.Check())
+        {
+            ASSERT_TRUE(c.holds) << "as drawn: " << c.id << " off by " << c.error;
+        }
+        const P was = At(s, point);
+        const VocabDragResult result = s.Drag(point, was.x + 1.5, was.y + 1.0);
+        ASSERT_TRUE(result.IsOk()) << result.Message();
+        for (const ConstraintCheck& c : s.Check())
+        {
+            EXPECT_TRUE(c.holds) << c.id << " off by " << c.error;
+        }
+        const P now = At(s, point);
+        moved += std::hypot(now.x - was.x, now.y - was.y) > 1e-3 ? 1 : 0;
+        // Sides kept: the top line above the circle, the bottom one below, P right of the axis.
+        EXPECT_GT(At(s, "A").y, At(s, "C1").y);
+        EXPECT_LT(At(s, "A2").y, At(s, "C1").y);
+        EXPECT_GT(At(s, "P").x, At(s, "Q").x);
+    }
+    EXPECT_GE(moved, 6);
+}
+
 } // namespace
 
 namespace

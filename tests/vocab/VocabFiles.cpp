@@ -164,16 +164,17 @@ struct DriveRow
 {
     const char* name;
     std::vector<std::string> sets;
+    const char* dragged; // a point dragged to (5, 5)
 };
 
 TEST(VocabFiles, ExamplesAnalyseDriveRenderAndExport)
 {
     QSKETCH_REQUIRED();
     const DriveRow rows[] = {
-        {"bracket", {"width=90", "innerR=8", "holeDia=8"}},
-        {"slot-cad", {"centres=60", "width=20"}},
-        {"symmetric-plate", {"baseWidth=100", "topWidth=40", "holeR=6"}},
-        {"gear-lever", {"shift=80"}},
+        {"bracket", {"width=90", "innerR=8", "holeDia=8"}, "A"},
+        {"slot-cad", {"centres=60", "width=20"}, "T1"},
+        {"symmetric-plate", {"baseWidth=100", "topWidth=40", "holeR=6"}, "P2"},
+        {"gear-lever", {"shift=80"}, "K"},
     };
     for (const DriveRow& row : rows)
     {
@@ -220,6 +221,21 @@ TEST(VocabFiles, ExamplesAnalyseDriveRenderAndExport)
             EXPECT_NE(svg.find(">" + set.substr(0, set.find('=')) + " "), std::string::npos);
         }
         EXPECT_NE(clitest::ReadText(dir / "view.svg").find("</svg>"), std::string::npos);
+
+        // A drag of a fully dimensioned sketch solves and leaves every constraint holding.
+        const auto drag = RunQsketch(
+            {"drag", file, "--point", row.dragged, "--to", "5,5", "-o", "dragged.json", "--json"},
+            dir);
+        ASSERT_EQ(drag.code, 0) << drag.out << drag.err;
+        EXPECT_TRUE(nlohmann::json::parse(drag.out)["solved"].get<bool>());
+        VocabSketch dragged;
+        ASSERT_TRUE(
+            BuildVocabSketch(LoadVocab(dir / "dragged.json"), "dragged.json", dragged, error))
+            << error.Text();
+        for (const ConstraintCheck& c : dragged.Check())
+        {
+            EXPECT_TRUE(c.holds) << "after the drag: " << c.id << " off by " << c.error;
+        }
     }
 }
 

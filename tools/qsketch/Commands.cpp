@@ -515,20 +515,10 @@ int RunDrive(const Options& options)
     return report.Finish(code);
 }
 
-int RunDrag(const Options& options)
+bool ParseDragTarget(const Options& options, double target[2], InputError& error)
 {
-    Report report(options);
-    SketchDoc doc;
-    Sketch sketch;
-    SketchSnapshot built;
-    InputError error;
-    if (!Load(options.file, doc, sketch, built, error))
-    {
-        return report.Fail(error);
-    }
     error = InputError{options.file, "--to " + options.to, ""};
     const size_t comma = options.to.find(',');
-    double target[2] = {0.0, 0.0};
     const std::string parts[2] = {options.to.substr(0, comma),
                                   comma == std::string::npos ? "" : options.to.substr(comma + 1)};
     for (int k = 0; k < 2; ++k)
@@ -540,8 +530,27 @@ int RunDrag(const Options& options)
             !std::isfinite(target[k]))
         {
             error.problem = "expected X,Y";
-            return report.Fail(error);
+            return false;
         }
+    }
+    return true;
+}
+
+int RunDrag(const Options& options)
+{
+    Report report(options);
+    SketchDoc doc;
+    Sketch sketch;
+    SketchSnapshot built;
+    InputError error;
+    if (!Load(options.file, doc, sketch, built, error))
+    {
+        return report.Fail(error);
+    }
+    double target[2] = {0.0, 0.0};
+    if (!ParseDragTarget(options, target, error))
+    {
+        return report.Fail(error);
     }
     const int n = doc.FindNode(options.point);
     if (n < 0 || doc.nodes[n].type != DocNodeType::Point)

@@ -2,6 +2,8 @@
 // it demonstrates.
 #pragma once
 
+#include "qsolver/SketchFile.h"
+
 #include <string>
 #include <vector>
 
@@ -34,12 +36,15 @@ int RunAnalyse(const Options& options);
 int RunDrive(const Options& options);
 int RunRender(const Options& options);
 int RunDrag(const Options& options);
+/// The target of --to X,Y; false with a located error when it is not two finite numbers.
+bool ParseDragTarget(const Options& options, double target[2], qsolver::InputError& error);
 int RunDemo(const Options& options);
 
 /// Format-2 sketches (entities and constraints): the same commands, and export to DXF.
 bool IsVocabFile(const std::string& path);
 int RunVocabAnalyse(const Options& options);
 int RunVocabDrive(const Options& options);
+int RunVocabDrag(const Options& options);
 int RunVocabRender(const Options& options);
 int RunExport(const Options& options);
 

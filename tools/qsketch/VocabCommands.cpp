@@ -264,6 +264,73 @@ int RunVocabDrive(const Options& options)
     return out.Finish(kDone);
 }
 
+int RunVocabDrag(const Options& options)
+{
+    Out out(options);
+    VocabDoc doc;
+    VocabSketch sketch;
+    InputError error;
+    if (!Load(options, doc, sketch, error))
+    {
+        return out.Fail(error);
+    }
+    double target[2] = {0.0, 0.0};
+    if (!ParseDragTarget(options, target, error))
+    {
+        return out.Fail(error);
+    }
+    const int index = doc.FindEntity(options.point);
+    if (index < 0 || doc.entities[index].type != qsolver::EntityType::Point)
+    {
+        return out.Fail(InputError{options.file, "--point " + options.point,
+                                   "no point has the id \"" + options.point + "\""});
+    }
+    out.Line("drag " + options.point + " of " + options.file + " to " + Pretty(target[0]) + ", " +
+             Pretty(target[1]));
+    const VocabDoc before = doc;
+    const qsolver::VocabDragResult result = sketch.Drag(options.point, target[0], target[1]);
+    out.data["point"] = options.point;
+    out.data["to"] = Json::array({target[0], target[1]});
+    out.data["solved"] = result.IsOk();
+    if (!result.IsOk())
+    {
+        if (!result.brokenConstraint.empty())
+        {
+            out.data["brokenConstraint"] = result.brokenConstraint;
+        }
+        out.data["message"] = result.Message();
+        out.Line("drag failed: " + result.Message() + "; the sketch was restored");
+        out.Line("nothing written");
+        return out.Finish(kSolverFailed);
+    }
+    qsolver::UpdateVocabDoc(sketch, doc);
+    Json moved = Json::array();
+    for (size_t i = 0; i < doc.entities.size(); ++i)
+    {
+        const qsolver::VocabEntity& a = before.entities[i];
+        const qsolver::VocabEntity& b = doc.entities[i];
+        if (a.x != b.x || a.y != b.y || a.dx != b.dx || a.dy != b.dy || a.radius != b.radius)
+        {
+            moved.push_back(b.id);
+        }
+    }
+    out.data["moved"] = moved;
+    out.data["distance"] = result.core.distance;
+    out.data["at"] = Json::array({doc.entities[index].x, doc.entities[index].y});
+    out.Line(std::to_string(moved.size()) + " entities moved; " + options.point + " is at " +
+             Pretty(doc.entities[index].x) + ", " + Pretty(doc.entities[index].y) + " (" +
+             Pretty(result.core.distance) + " from the target)");
+    out.Line("every constraint holds");
+    if ((!options.out.empty() &&
+         !Write(options.out, qsolver::FormatVocabSketch(doc), "sketch", out, error)) ||
+        (!options.svg.empty() &&
+         !Write(options.svg, qsolver::DrawVocabSvg(doc, &before), "svg", out, error)))
+    {
+        return out.Fail(error);
+    }
+    return out.Finish(kDone);
+}
+
 int RunVocabRender(const Options& options)
 {
     Out out(options);

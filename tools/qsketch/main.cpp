@@ -163,11 +163,8 @@ int Run(int argc, char** argv)
     }
     if (options.command != "demo" && qsketch::IsVocabFile(options.file))
     {
-        if (options.command == "drag")
-        {
-            return qsketch::UsageError(options, "drag takes format 1 sketches only");
-        }
         return options.command == "analyse" ? qsketch::RunVocabAnalyse(options)
+               : options.command == "drag"  ? qsketch::RunVocabDrag(options)
                : options.command == "drive" ? qsketch::RunVocabDrive(options)
                                             : qsketch::RunVocabRender(options);
     }
