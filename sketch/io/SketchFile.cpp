@@ -555,6 +555,8 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
     {
         return c.Fail("nodes", "expected an array of nodes");
     }
+    doc.nodes.reserve(nodes->size());
+    nodeIndex.reserve(nodes->size());
     for (size_t i = 0; i < nodes->size(); ++i)
     {
         DocNode node;
@@ -563,7 +565,7 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
             return false;
         }
         nodeIndex.emplace(node.id, static_cast<int>(doc.nodes.size()));
-        doc.nodes.push_back(node);
+        doc.nodes.push_back(std::move(node));
     }
     if (const json* values = c.Field(root, "", "values", false))
     {
@@ -590,6 +592,7 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
         {
             return c.Fail("relations", "expected an array of relations");
         }
+        doc.relations.reserve(relations->size());
         for (size_t i = 0; i < relations->size(); ++i)
         {
             DocRelation rel;
@@ -598,7 +601,7 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
             {
                 return false;
             }
-            doc.relations.push_back(rel);
+            doc.relations.push_back(std::move(rel));
         }
     }
     // A shared value is one number: an angle and a length cannot share it.
@@ -625,44 +628,91 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
 }
 
 // JSON allows a key twice in one object and keeps the last: a typed-over "value" would
-// silently win. This follows the parse to name the first repeated key by its path.
-class DuplicateKeyFinder
+// silently win. This builds the document as json::parse does and names the first repeated key
+// by its path on the way. (The parser's callback form could watch keys too, but it walks the
+// enclosing array again at the end of each object in it: quadratic in a sketch's nodes.)
+class DomWithDuplicateKeys
 {
 public:
+    explicit DomWithDuplicateKeys(json& root) : m_dom(root, true) {}
+
     std::string duplicate;
 
-    bool See(json::parse_event_t event, const json& parsed)
+    bool null()
     {
-        switch (event)
+        ElementStarts();
+        return m_dom.null();
+    }
+    bool boolean(bool value)
+    {
+        ElementStarts();
+        return m_dom.boolean(value);
+    }
+    bool number_integer(json::number_integer_t value)
+    {
+        ElementStarts();
+        return m_dom.number_integer(value);
+    }
+    bool number_unsigned(json::number_unsigned_t value)
+    {
+        ElementStarts();
+        return m_dom.number_unsigned(value);
+    }
+    bool number_float(json::number_float_t value, const json::string_t& text)
+    {
+        ElementStarts();
+        return m_dom.number_float(value, text);
+    }
+    bool string(json::string_t& value)
+    {
+        ElementStarts();
+        return m_dom.string(value);
+    }
+    bool binary(json::binary_t& value)
+    {
+        ElementStarts();
+        return m_dom.binary(value);
+    }
+    bool start_object(std::size_t size)
+    {
+        ElementStarts();
+        m_frames.push_back(Frame{false, -1, {}, {}});
+        return m_dom.start_object(size);
+    }
+    bool key(json::string_t& key)
+    {
+        if (!m_frames.empty())
         {
-            case json::parse_event_t::object_start:
-            case json::parse_event_t::array_start:
-                ElementStarts();
-                m_frames.push_back(Frame{event == json::parse_event_t::array_start, -1, {}, {}});
-                break;
-            case json::parse_event_t::object_end:
-            case json::parse_event_t::array_end:
-                if (!m_frames.empty())
-                {
-                    m_frames.pop_back();
-                }
-                break;
-            case json::parse_event_t::key:
-                if (!m_frames.empty() && parsed.is_string())
-                {
-                    Frame& top = m_frames.back();
-                    top.key = parsed.get<std::string>();
-                    if (!top.keys.insert(top.key).second && duplicate.empty())
-                    {
-                        duplicate = Path();
-                    }
-                }
-                break;
-            case json::parse_event_t::value:
-                ElementStarts();
-                break;
+            Frame& top = m_frames.back();
+            top.key = key;
+            if (!top.keys.insert(key).second && duplicate.empty())
+            {
+                duplicate = Path();
+            }
         }
-        return true;
+        return m_dom.key(key);
+    }
+    bool end_object()
+    {
+        m_frames.pop_back();
+        return m_dom.end_object();
+    }
+    bool start_array(std::size_t size)
+    {
+        ElementStarts();
+        m_frames.push_back(Frame{true, -1, {}, {}});
+        return m_dom.start_array(size);
+    }
+    bool end_array()
+    {
+        m_frames.pop_back();
+        return m_dom.end_array();
+    }
+    // Throws the parser's own exception, as json::parse does.
+    template <class Exception>
+    bool parse_error(std::size_t position, const std::string& token, const Exception& ex)
+    {
+        return m_dom.parse_error(position, token, ex);
     }
 
 private:
@@ -693,6 +743,7 @@ private:
         return path;
     }
 
+    nlohmann::detail::json_sax_dom_parser<json> m_dom;
     std::vector<Frame> m_frames;
 };
 
@@ -795,12 +846,11 @@ bool ParseJsonText(const std::string& text, const std::string& file, nlohmann::j
 {
     try
     {
-        DuplicateKeyFinder finder;
-        root = json::parse(text, [&finder](int, json::parse_event_t event, json& parsed)
-                           { return finder.See(event, parsed); });
-        if (!finder.duplicate.empty())
+        DomWithDuplicateKeys dom(root);
+        json::sax_parse(text, &dom);
+        if (!dom.duplicate.empty())
         {
-            error = InputError{file, finder.duplicate,
+            error = InputError{file, dom.duplicate,
                                "the field appears twice (a reader would keep only the last)"};
             return false;
         }
