@@ -5,6 +5,7 @@
 #pragma once
 
 #include "qsolver/Sketch.h"
+#include "qsolver/Diagnostics.h"
 #include "qsolver/Drag.h"
 #include "qsolver/SketchDrive.h"
 
@@ -156,6 +157,10 @@ public:
     /// Afterwards every constraint must hold, or the sketch is restored.
     VocabDriveResult Drive(const std::vector<std::pair<std::string, double>>& changes,
                            const DriveOptions& options = DriveOptions());
+
+    /// Freedoms, status and conflicting or redundant constraints in the user's terms: entities
+    /// in their order (helpers the constraints compile to are left out), constraints by id.
+    Diagnostics Diagnose();
 
     /// Moves a point entity (a segment's or arc's end is one) as near to (x, y) as the
     /// constraints let it, the rest following as little as it can. Afterwards every constraint

@@ -696,4 +696,56 @@ VocabDragResult VocabSketch::Drag(const std::string& point, double x, double y)
     return result;
 }
 
+Diagnostics VocabSketch::Diagnose()
+{
+    Sketch* core = Core();
+    if (core == nullptr)
+    {
+        return Diagnostics();
+    }
+    const Diagnostics compiled = qsolver::Diagnose(*core);
+    Diagnostics out = compiled;
+    // A value the compiler shares between relations (a symmetric pair's distance from the
+    // mirror, a midpoint's half length) rides on a helper circle's radius. The circle itself
+    // (centre and radius) is in no relation: three unknowns and freedoms no entity has; the
+    // shared value is counted on its own.
+    CNodeList& nodes = core->Nodes();
+    POSITION pos = nodes.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = nodes.GetNext(pos);
+        if (node->GetType() == SKT_NODE_CIRCLE && node->m_RelList.IsEmpty() &&
+            SourceOf(core->IdOf(node)) != core->IdOf(node))
+        {
+            out.unknowns -= 3;
+            out.dof -= 3;
+        }
+    }
+    out.nodes.clear();
+    for (const VocabEntity& e : m_entities)
+    {
+        if (const NodeDiagnosis* n = compiled.FindNode(e.id))
+        {
+            out.nodes.push_back(*n);
+        }
+    }
+    // A constraint may compile to several relations: named once, where it first appears.
+    auto toConstraints = [this](const std::vector<std::string>& relations)
+    {
+        std::vector<std::string> ids;
+        for (const std::string& relation : relations)
+        {
+            const std::string id = SourceOf(relation);
+            if (!id.empty() && std::find(ids.begin(), ids.end(), id) == ids.end())
+            {
+                ids.push_back(id);
+            }
+        }
+        return ids;
+    };
+    out.conflicting = toConstraints(compiled.conflicting);
+    out.redundant = toConstraints(compiled.redundant);
+    return out;
+}
+
 } // namespace qsolver

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <memory>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -173,57 +174,6 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
         report.Line("left undetermined: " + JoinIds(result.unseeded));
     }
     report.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
-}
-
-/// The freedoms, the nodes that are not simply defined, and the relations at fault.
-void AddDiagnostics(const qsolver::Diagnostics& diag, Report& report, Json& into)
-{
-    into["dof"] = diag.dof;
-    into["unknowns"] = diag.unknowns;
-    into["rank"] = diag.rank;
-    Json nodes = Json::array();
-    std::vector<std::string> under;
-    std::vector<std::string> over;
-    for (const qsolver::NodeDiagnosis& n : diag.nodes)
-    {
-        nodes.push_back(
-            Json{{"id", n.id}, {"status", qsolver::NodeStatusName(n.status)}, {"dof", n.dof}});
-        if (n.status == qsolver::NodeStatus::UnderConstrained)
-        {
-            under.push_back(n.id + " (" + std::to_string(n.dof) + ")");
-        }
-        else if (n.status == qsolver::NodeStatus::OverConstrained)
-        {
-            over.push_back(n.id);
-        }
-    }
-    into["nodeStatus"] = nodes;
-    into["conflicting"] = diag.conflicting;
-    into["redundant"] = diag.redundant;
-    into["dependenciesComplete"] = diag.dependenciesComplete;
-    report.Line("freedoms: " + std::to_string(diag.dof) + " (" + std::to_string(diag.unknowns) +
-                " unknowns, rank " + std::to_string(diag.rank) + ")");
-    if (!under.empty())
-    {
-        report.Line("under-constrained nodes (their freedoms): " + JoinIds(under));
-    }
-    if (!over.empty())
-    {
-        report.Line("over-constrained nodes: " + JoinIds(over));
-    }
-    if (!diag.conflicting.empty())
-    {
-        report.Line("conflicting relations (cannot hold together): " + JoinIds(diag.conflicting));
-    }
-    if (!diag.redundant.empty())
-    {
-        report.Line("redundant relations (implied by the others at their values): " +
-                    JoinIds(diag.redundant));
-    }
-    if (!diag.dependenciesComplete)
-    {
-        report.Line("(the search for conflicting relations was cut short: too many dependent)");
-    }
 }
 
 bool Load(const std::string& path, SketchDoc& doc, Sketch& sketch, SketchSnapshot& built,
@@ -446,7 +396,9 @@ int RunAnalyse(const Options& options)
     const qsolver::Diagnostics diag = qsolver::Diagnose(sketch);
     const AnalysisResult result = sketch.Analyse();
     AddAnalysis(result, report, report.data);
-    AddDiagnostics(diag, report, report.data);
+    AddDiagnostics(
+        diag, [&report](const std::string& line) { report.Line(line); }, report.data, "nodes",
+        "relations");
     if (!options.svg.empty() &&
         !WriteOutput(options.svg, qsolver::DrawSketchSvg(doc, nullptr, "", &diag), "svg", report,
                      error))
@@ -699,6 +651,58 @@ int RunDemo(const Options& options)
         return report.Fail(error);
     }
     return report.Finish(kDone);
+}
+
+void AddDiagnostics(const qsolver::Diagnostics& diag,
+                    const std::function<void(const std::string&)>& line, nlohmann::ordered_json& into,
+                    const std::string& nodes, const std::string& relations)
+{
+    into["dof"] = diag.dof;
+    into["unknowns"] = diag.unknowns;
+    into["rank"] = diag.rank;
+    Json status = Json::array();
+    std::vector<std::string> under;
+    std::vector<std::string> over;
+    for (const qsolver::NodeDiagnosis& n : diag.nodes)
+    {
+        status.push_back(
+            Json{{"id", n.id}, {"status", qsolver::NodeStatusName(n.status)}, {"dof", n.dof}});
+        if (n.status == qsolver::NodeStatus::UnderConstrained)
+        {
+            under.push_back(n.id + " (" + std::to_string(n.dof) + ")");
+        }
+        else if (n.status == qsolver::NodeStatus::OverConstrained)
+        {
+            over.push_back(n.id);
+        }
+    }
+    into["nodeStatus"] = status;
+    into["conflicting"] = diag.conflicting;
+    into["redundant"] = diag.redundant;
+    into["dependenciesComplete"] = diag.dependenciesComplete;
+    line("freedoms: " + std::to_string(diag.dof) + " (" + std::to_string(diag.unknowns) +
+         " unknowns, rank " + std::to_string(diag.rank) + ")");
+    if (!under.empty())
+    {
+        line("under-constrained " + nodes + " (their freedoms): " + JoinIds(under));
+    }
+    if (!over.empty())
+    {
+        line("over-constrained " + nodes + ": " + JoinIds(over));
+    }
+    if (!diag.conflicting.empty())
+    {
+        line("conflicting " + relations + " (cannot hold together): " + JoinIds(diag.conflicting));
+    }
+    if (!diag.redundant.empty())
+    {
+        line("redundant " + relations +
+             " (implied by the others at their values): " + JoinIds(diag.redundant));
+    }
+    if (!diag.dependenciesComplete)
+    {
+        line("(the search for conflicting " + relations + " was cut short: too many dependent)");
+    }
 }
 
 } // namespace qsketch

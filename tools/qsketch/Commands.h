@@ -2,8 +2,12 @@
 // it demonstrates.
 #pragma once
 
+#include "qsolver/Diagnostics.h"
 #include "qsolver/SketchFile.h"
 
+#include <nlohmann/json.hpp>
+
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -45,6 +49,11 @@ bool IsVocabFile(const std::string& path);
 int RunVocabAnalyse(const Options& options);
 int RunVocabDrive(const Options& options);
 int RunVocabDrag(const Options& options);
+/// The freedoms, the nodes (or entities) that are not simply defined and the relations (or
+/// constraints) at fault: a line of text each, and the same in `into`.
+void AddDiagnostics(const qsolver::Diagnostics& diag,
+                    const std::function<void(const std::string&)>& line, nlohmann::ordered_json& into,
+                    const std::string& nodes, const std::string& relations);
 int RunVocabRender(const Options& options);
 int RunExport(const Options& options);
 

@@ -145,6 +145,7 @@ int RunVocabAnalyse(const Options& options)
     out.data["constraints"] = doc.constraints.size();
     out.data["notHolding"] = NotHolding(sketch, out, "not holding as drawn:");
     out.data["references"] = References(sketch, doc, out);
+    const qsolver::Diagnostics diag = sketch.Diagnose();
     const qsolver::AnalysisResult result = sketch.Analyse();
     Json clusters = Json::array();
     for (const qsolver::ClusterInfo& c : result.clusters)
@@ -163,7 +164,10 @@ int RunVocabAnalyse(const Options& options)
     out.data["unseeded"] = result.unseeded;
     out.data["verdictText"] = qsolver::VerdictText(result.verdict);
     out.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
-    return out.Finish(result.IsOk() ? kDone : kSolverFailed);
+    AddDiagnostics(
+        diag, [&out](const std::string& line) { out.Line(line); }, out.data, "entities",
+        "constraints");
+    return out.Finish(result.IsOk() && diag.conflicting.empty() ? kDone : kSolverFailed);
 }
 
 int RunVocabDrive(const Options& options)
