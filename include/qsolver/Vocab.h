@@ -183,6 +183,8 @@ public:
 
 private:
     bool Fail(const std::string& message);
+    /// The first constraint that does not hold now, or empty.
+    std::string FirstBroken() const;
     bool Compile();
     void ReadBack();
     bool CheckEntity(const VocabEntity& entity);

@@ -636,14 +636,7 @@ VocabDriveResult VocabSketch::Drive(const std::vector<std::pair<std::string, dou
             }
         }
     }
-    for (const ConstraintCheck& check : Check())
-    {
-        if (!check.holds)
-        {
-            result.brokenConstraint = check.id;
-            break;
-        }
-    }
+    result.brokenConstraint = FirstBroken();
     if (!result.brokenConstraint.empty())
     {
         // The core's geometry is not ours any more: it is compiled again from what we kept.
@@ -653,6 +646,18 @@ VocabDriveResult VocabSketch::Drive(const std::vector<std::pair<std::string, dou
         result.core.restored = true;
     }
     return result;
+}
+
+std::string VocabSketch::FirstBroken() const
+{
+    for (const ConstraintCheck& check : Check())
+    {
+        if (!check.holds)
+        {
+            return check.id;
+        }
+    }
+    return "";
 }
 
 VocabDragResult VocabSketch::Drag(const std::string& point, double x, double y)
@@ -680,14 +685,7 @@ VocabDragResult VocabSketch::Drag(const std::string& point, double x, double y)
         return result;
     }
     ReadBack();
-    for (const ConstraintCheck& check : Check())
-    {
-        if (!check.holds)
-        {
-            result.brokenConstraint = check.id;
-            break;
-        }
-    }
+    result.brokenConstraint = FirstBroken();
     if (!result.brokenConstraint.empty())
     {
         m_entities = entitiesBefore;

@@ -107,6 +107,22 @@ Json References(const VocabSketch& sketch, const VocabDoc& doc, Out& out)
     return list;
 }
 
+// The ids of the entities a pass moved, in order.
+Json MovedEntities(const VocabDoc& before, const VocabDoc& after)
+{
+    Json moved = Json::array();
+    for (size_t i = 0; i < after.entities.size(); ++i)
+    {
+        const qsolver::VocabEntity& a = before.entities[i];
+        const qsolver::VocabEntity& b = after.entities[i];
+        if (a.x != b.x || a.y != b.y || a.dx != b.dx || a.dy != b.dy || a.radius != b.radius)
+        {
+            moved.push_back(b.id);
+        }
+    }
+    return moved;
+}
+
 bool Write(const std::string& path, const std::string& text, const char* what, Out& out,
            InputError& error)
 {
@@ -244,16 +260,7 @@ int RunVocabDrive(const Options& options)
         // Written as typed, not as converted back from the solver's unit.
         doc.constraints[index].value = value;
     }
-    Json moved = Json::array();
-    for (size_t i = 0; i < doc.entities.size(); ++i)
-    {
-        const qsolver::VocabEntity& a = before.entities[i];
-        const qsolver::VocabEntity& b = doc.entities[i];
-        if (a.x != b.x || a.y != b.y || a.dx != b.dx || a.dy != b.dy || a.radius != b.radius)
-        {
-            moved.push_back(b.id);
-        }
-    }
+    const Json moved = MovedEntities(before, doc);
     out.data["moved"] = moved;
     out.Line("re-solved; " + std::to_string(moved.size()) + " entities moved");
     out.data["references"] = References(sketch, doc, out);
@@ -308,16 +315,7 @@ int RunVocabDrag(const Options& options)
         return out.Finish(kSolverFailed);
     }
     qsolver::UpdateVocabDoc(sketch, doc);
-    Json moved = Json::array();
-    for (size_t i = 0; i < doc.entities.size(); ++i)
-    {
-        const qsolver::VocabEntity& a = before.entities[i];
-        const qsolver::VocabEntity& b = doc.entities[i];
-        if (a.x != b.x || a.y != b.y || a.dx != b.dx || a.dy != b.dy || a.radius != b.radius)
-        {
-            moved.push_back(b.id);
-        }
-    }
+    const Json moved = MovedEntities(before, doc);
     out.data["moved"] = moved;
     out.data["distance"] = result.core.distance;
     out.data["at"] = Json::array({doc.entities[index].x, doc.entities[index].y});
