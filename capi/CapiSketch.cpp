@@ -3,6 +3,7 @@
 // and anything unexpected become status codes and the handle's error text.
 #include "qsolver/qsolver_c.h"
 
+#include "CapiCall.h"
 #include "CapiDocument.h"
 #include "qsolver/Diagnostics.h"
 #include "qsolver/Drag.h"
@@ -21,6 +22,7 @@
 #include <vector>
 
 using qsolver::Sketch;
+using namespace qsolver::capi;
 
 struct qsolver_sketch
 {
@@ -49,77 +51,6 @@ struct qsolver_sketch
 
 namespace
 {
-
-// The solver's working lists and counters are process-wide, so one pass (indeed one call) runs
-// at a time, whichever handle it is on.
-std::mutex& CallLock()
-{
-    static std::mutex lock;
-    return lock;
-}
-
-const char* const kNoMemory = "out of memory";
-const char* const kBroken =
-    "an earlier allocation failure left this sketch unusable: destroy it and load it again";
-
-int Fail(qsolver_sketch& h, int status, const std::string& message)
-{
-    h.error = message;
-    return status;
-}
-
-// What a call does to the sketch: reading, or changing it (an allocation failure part way
-// through a change may leave it inconsistent).
-enum class Effect
-{
-    Reads,
-    Changes,
-};
-
-template <class Body> int Call(qsolver_sketch* h, Effect effect, Body&& body) noexcept
-{
-    if (h == nullptr)
-    {
-        return QSOLVER_ERR_ARGUMENT;
-    }
-    try
-    {
-        std::lock_guard<std::mutex> guard(CallLock());
-        h->fixedError = nullptr;
-        h->error.clear();
-        if (h->broken)
-        {
-            h->fixedError = kBroken;
-            return QSOLVER_ERR_NO_MEMORY;
-        }
-        return body(*h);
-    }
-    catch (const std::bad_alloc&)
-    {
-        h->fixedError = kNoMemory;
-        h->broken = h->broken || effect == Effect::Changes;
-        return QSOLVER_ERR_NO_MEMORY;
-    }
-    catch (const std::exception& e)
-    {
-        try
-        {
-            h->error = std::string("internal error: ") + e.what();
-        }
-        catch (...)
-        {
-            h->fixedError = kNoMemory;
-        }
-        h->broken = h->broken || effect == Effect::Changes;
-        return QSOLVER_ERR_INTERNAL;
-    }
-    catch (...)
-    {
-        h->fixedError = "internal error";
-        h->broken = h->broken || effect == Effect::Changes;
-        return QSOLVER_ERR_INTERNAL;
-    }
-}
 
 // The results of the last analysis describe the sketch as it was; any change drops them.
 void Changed(qsolver_sketch& h)

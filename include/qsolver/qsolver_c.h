@@ -211,6 +211,47 @@ QSOLVER_C_API int qsolver_sketch_dof(qsolver_sketch* sketch, int* dof);
 QSOLVER_C_API int qsolver_sketch_node_status(qsolver_sketch* sketch, const char* node_id,
                                              int* status, int* dof);
 
+/* ---- Format-2 sketches: entities and constraints -------------------------------------------
+ * A sketch in the CAD vocabulary (segments, arcs, tangent, symmetric...; the file format with
+ * "format": 2) behind a handle of its own. Status codes, errors and the one-call-at-a-time rule
+ * are those of qsolver_sketch. Angles are in radians, a diameter is a diameter.
+ */
+
+typedef struct qsolver_vocab qsolver_vocab;
+
+/** A new empty format-2 sketch, or NULL when memory ran out. */
+QSOLVER_C_API qsolver_vocab* qsolver_vocab_create(void);
+/** Deletes the sketch; NULL is ignored. */
+QSOLVER_C_API void qsolver_vocab_destroy(qsolver_vocab* sketch);
+/** Why the last call on the handle failed ("" after a success); never NULL. */
+QSOLVER_C_API const char* qsolver_vocab_last_error(const qsolver_vocab* sketch);
+/** Replaces the sketch with the one a format-2 text describes; on failure nothing changed and
+ *  the error names the place and the problem. */
+QSOLVER_C_API int qsolver_vocab_load_json(qsolver_vocab* sketch, const char* text, size_t length);
+/** The sketch as format-2 text, ids and order as loaded (NUL-terminated; `length` may be NULL). */
+QSOLVER_C_API int qsolver_vocab_save_json(qsolver_vocab* sketch, const char** text, size_t* length);
+/** Sets each dimension constraint's value and re-solves; QSOLVER_ERR_SOLVER: the sketch is as
+ *  before, the error says why (the step that failed or the constraint that broke). */
+QSOLVER_C_API int qsolver_vocab_drive(qsolver_vocab* sketch, const char* const* constraint_ids,
+                                      const double* values, size_t count);
+/** Drags a point entity (a segment's end is one) as near as it can to (x, y); `distance` (may be
+ *  NULL) receives how far from it it ended. */
+QSOLVER_C_API int qsolver_vocab_drag(qsolver_vocab* sketch, const char* point_id, double x,
+                                     double y, double* distance);
+/** A point entity's coordinates. */
+QSOLVER_C_API int qsolver_vocab_point(qsolver_vocab* sketch, const char* id, double* x, double* y);
+/** Diagnoses the sketch: its freedoms (`dof` may be NULL); entity status and the lists
+ *  QSOLVER_LIST_CONFLICTING and QSOLVER_LIST_REDUNDANT (constraint ids) read it until the
+ *  sketch changes. */
+QSOLVER_C_API int qsolver_vocab_diagnose(qsolver_vocab* sketch, int* dof);
+/** An entity's status (QSOLVER_STATUS_*) and remaining freedoms (`dof` may be NULL), after
+ *  qsolver_vocab_diagnose. */
+QSOLVER_C_API int qsolver_vocab_entity_status(qsolver_vocab* sketch, const char* entity_id,
+                                              int* status, int* dof);
+QSOLVER_C_API int qsolver_vocab_list_size(qsolver_vocab* sketch, int list, size_t* size);
+QSOLVER_C_API int qsolver_vocab_list_item(qsolver_vocab* sketch, int list, size_t index,
+                                          const char** id);
+
 QSOLVER_C_END
 
 #endif

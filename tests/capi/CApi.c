@@ -19,6 +19,12 @@ static int g_failures = 0;
         }                                                                                          \
     } while (0)
 
+/* The last error of either kind of handle. */
+#define LAST_ERROR(h)                                                                              \
+    _Generic((h), qsolver_sketch *                                                                 \
+             : qsolver_sketch_last_error, qsolver_vocab *                                          \
+             : qsolver_vocab_last_error)(h)
+
 /* A call that must succeed; prints the handle's error when it does not. */
 #define OK(sketch, call)                                                                           \
     do                                                                                             \
@@ -27,7 +33,7 @@ static int g_failures = 0;
         if (status_ != QSOLVER_OK)                                                                 \
         {                                                                                          \
             fprintf(stderr, "%s:%d: %s gave %s: %s\n", __FILE__, __LINE__, #call,                  \
-                    qsolver_status_text(status_), qsolver_sketch_last_error(sketch));              \
+                    qsolver_status_text(status_), LAST_ERROR(sketch));                             \
             ++g_failures;                                                                          \
         }                                                                                          \
     } while (0)
@@ -41,13 +47,13 @@ static int g_failures = 0;
         {                                                                                          \
             fprintf(stderr, "%s:%d: %s gave %s, not %s (%s)\n", __FILE__, __LINE__, #call,         \
                     qsolver_status_text(status_), qsolver_status_text(expected),                   \
-                    qsolver_sketch_last_error(sketch));                                            \
+                    LAST_ERROR(sketch));                                                           \
             ++g_failures;                                                                          \
         }                                                                                          \
-        else if (strstr(qsolver_sketch_last_error(sketch), (word)) == NULL)                        \
+        else if (strstr(LAST_ERROR(sketch), (word)) == NULL)                                       \
         {                                                                                          \
             fprintf(stderr, "%s:%d: error text \"%s\" lacks \"%s\"\n", __FILE__, __LINE__,         \
-                    qsolver_sketch_last_error(sketch), (word));                                    \
+                    LAST_ERROR(sketch), (word));                                                   \
             ++g_failures;                                                                          \
         }                                                                                          \
     } while (0)
@@ -421,6 +427,73 @@ static void Diagnostics(void)
     qsolver_sketch_destroy(s);
 }
 
+/* A format-2 sketch: a segment from a fixed end, horizontal, its length and a point mirrored
+ * above it: loaded, diagnosed, driven by constraint id, dragged, saved and read back. */
+static void FormatTwo(void)
+{
+    static const char text[] =
+        "{\"format\": 2, \"entities\": ["
+        "{\"id\": \"A\", \"type\": \"point\", \"at\": [0, 0]},"
+        "{\"id\": \"B\", \"type\": \"point\", \"at\": [10, 0]},"
+        "{\"id\": \"ab\", \"type\": \"segment\", \"points\": [\"A\", \"B\"]},"
+        "{\"id\": \"P\", \"type\": \"point\", \"at\": [3, 4]},"
+        "{\"id\": \"Q\", \"type\": \"point\", \"at\": [3, -4]}],"
+        "\"constraints\": ["
+        "{\"id\": \"fixA\", \"type\": \"fix\", \"refs\": [\"A\"]},"
+        "{\"id\": \"flat\", \"type\": \"horizontal\", \"refs\": [\"ab\"]},"
+        "{\"id\": \"len\", \"type\": \"length\", \"refs\": [\"ab\"], \"value\": 10},"
+        "{\"id\": \"mirror\", \"type\": \"symmetric\", \"refs\": [\"P\", \"Q\", \"ab\"]}]}";
+    qsolver_vocab* v = qsolver_vocab_create();
+    int dof = -1, status = -1;
+    double x = 0, y = 0, qx = 0, qy = 0, distance = -1;
+    const char* saved = NULL;
+    size_t n = 99;
+
+    CHECK(v != NULL);
+    REFUSED(v, QSOLVER_ERR_JSON, "format", qsolver_vocab_load_json(v, "{\"nodes\": []}", 13));
+    OK(v, qsolver_vocab_load_json(v, text, strlen(text)));
+    REFUSED(v, QSOLVER_ERR_NO_ANALYSIS, "diagnosed",
+            qsolver_vocab_entity_status(v, "P", &status, NULL));
+    OK(v, qsolver_vocab_diagnose(v, &dof));
+    CHECK(dof == 2); /* P moves freely, Q follows it */
+    OK(v, qsolver_vocab_entity_status(v, "B", &status, &dof));
+    CHECK(status == QSOLVER_STATUS_WELL && dof == 0);
+    OK(v, qsolver_vocab_entity_status(v, "P", &status, &dof));
+    CHECK(status == QSOLVER_STATUS_UNDER);
+    OK(v, qsolver_vocab_list_size(v, QSOLVER_LIST_CONFLICTING, &n));
+    CHECK(n == 0);
+
+    {
+        const char* ids[] = {"len"};
+        const double values[] = {14};
+        OK(v, qsolver_vocab_drive(v, ids, values, 1));
+        OK(v, qsolver_vocab_point(v, "B", &x, &y));
+        CHECK(fabs(x - 14) < 1e-9 && fabs(y) < 1e-9);
+        REFUSED(v, QSOLVER_ERR_UNKNOWN_ID, "nosuch",
+                qsolver_vocab_drive(v, (const char* const[]){"nosuch"}, values, 1));
+    }
+    OK(v, qsolver_vocab_drag(v, "P", 5, 6, &distance));
+    OK(v, qsolver_vocab_point(v, "P", &x, &y));
+    OK(v, qsolver_vocab_point(v, "Q", &qx, &qy));
+    CHECK(fabs(x - 5) < 1e-6 && fabs(y - 6) < 1e-6 && distance < 1e-6);
+    CHECK(fabs(qx - x) < 1e-6 && fabs(qy + y) < 1e-6); /* still mirrored */
+    REFUSED(v, QSOLVER_ERR_REFUSED, "fixed", qsolver_vocab_drag(v, "A", 1, 1, NULL));
+    REFUSED(v, QSOLVER_ERR_REFUSED, "not a point", qsolver_vocab_point(v, "ab", &x, &y));
+
+    OK(v, qsolver_vocab_save_json(v, &saved, NULL));
+    CHECK(saved != NULL && strstr(saved, "\"format\": 2") != NULL);
+    CHECK(saved != NULL && strstr(saved, "\"value\": 14") != NULL);
+    {
+        qsolver_vocab* again = qsolver_vocab_create();
+        OK(again, qsolver_vocab_load_json(again, saved, strlen(saved)));
+        OK(again, qsolver_vocab_point(again, "Q", &x, &y));
+        CHECK(fabs(x - qx) < 1e-9 && fabs(y - qy) < 1e-9);
+        qsolver_vocab_destroy(again);
+    }
+    qsolver_vocab_destroy(v);
+    qsolver_vocab_destroy(NULL);
+}
+
 int main(void)
 {
     BuildAnalyseDrive();
@@ -431,6 +504,7 @@ int main(void)
     ExampleFiles();
     Drag();
     Diagnostics();
+    FormatTwo();
     if (g_failures != 0)
     {
         fprintf(stderr, "%d checks failed\n", g_failures);
