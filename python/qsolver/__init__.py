@@ -13,6 +13,7 @@ at a time per process: use processes (see examples/python/) for solves side by s
 
 from ._qsolver import (
     Analysis,
+    CadSketch,
     Cluster,
     DriveReport,
     Sketch,
@@ -20,4 +21,4 @@ from ._qsolver import (
     drive_many,
 )
 
-__all__ = ["Analysis", "Cluster", "DriveReport", "Sketch", "SolveError", "drive_many"]
+__all__ = ["Analysis", "CadSketch", "Cluster", "DriveReport", "Sketch", "SolveError", "drive_many"]

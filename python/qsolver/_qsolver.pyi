@@ -168,6 +168,29 @@ class Sketch:
     def drag(self, point: str, x: float, y: float) -> float:
         """Drags a point towards (x, y); returns how far from it the point ended."""
 
+class CadDiagnosis(TypedDict):
+    dof: int
+    status: dict[str, tuple[str, int]]
+    conflicting: list[str]
+    redundant: list[str]
+
+class CadSketch:
+    """A sketch in the CAD vocabulary (a format-2 file): points, segments, arcs, circles and
+    lines with coincident, tangent, symmetric, dimensions... Dimensions in the file's units."""
+
+    @staticmethod
+    def from_json(text: str, name: str = "sketch.json") -> CadSketch: ...
+    @staticmethod
+    def load(path: str | os.PathLike[str]) -> CadSketch: ...
+    def to_json(self) -> str: ...
+    @property
+    def entities(self) -> list[str]: ...
+    def point(self, id: str) -> tuple[float, float]: ...
+    def value(self, id: str) -> float: ...
+    def drive(self, changes: Mapping[str, float]) -> None: ...
+    def drag(self, point: str, x: float, y: float) -> float: ...
+    def diagnose(self) -> CadDiagnosis: ...
+
 def drive_many(
     sketches: Sequence[Sketch],
     changes: Union[Changes, Sequence[Changes]],

@@ -56,5 +56,6 @@ struct DriveReport
 };
 
 void BindBatch(py::module_& m);
+void BindVocab(py::module_& m);
 
 } // namespace qsolver::python

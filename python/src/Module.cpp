@@ -756,4 +756,5 @@ solver's own passes fail; ``robust=False`` reports their failure.)doc");
           "C++ and returns the seconds taken. The sketch's document is not updated.");
 
     BindBatch(m);
+    BindVocab(m);
 }

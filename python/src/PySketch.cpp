@@ -111,8 +111,8 @@ std::unique_ptr<PySketch> PySketch::FromJson(const std::string& text, const std:
 {
     if (IsVocabText(text))
     {
-        throw InputFailure(name + ": a format 2 sketch (entities and CAD constraints); this "
-                                  "module reads format 1 sketches only, for now");
+        throw InputFailure(name + ": a format 2 sketch (entities and CAD constraints): read it "
+                                  "with qsolver.CadSketch");
     }
     SketchDoc doc;
     InputError error;
