@@ -71,6 +71,8 @@ struct DocRelation
 
 struct SketchDoc
 {
+    /// The file said "format": 1 (written back when it did).
+    bool hasFormat = false;
     std::string description;
     bool hasDescription = false;
     /// Angles in radians ("unit": "rad") instead of degrees.

@@ -516,6 +516,7 @@ bool ParseDoc(Checker& c, const json& root, SketchDoc& doc)
                                           "read by the vocabulary reader"
                                         : "unknown format (expected 1 or 2)");
         }
+        doc.hasFormat = true;
     }
     if (!c.OnlyKeys(root, "", {"format", "description", "unit", "nodes", "values", "relations"}))
     {

@@ -166,6 +166,10 @@ std::string FormatNumber(double value)
 std::string FormatSketch(const SketchDoc& doc)
 {
     std::string out = "{\n";
+    if (doc.hasFormat)
+    {
+        out += "  \"format\": 1,\n";
+    }
     if (doc.hasDescription)
     {
         out += "  \"description\": " + Quoted(doc.description) + ",\n";

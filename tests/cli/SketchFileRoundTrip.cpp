@@ -32,6 +32,7 @@ TEST(SketchFileRoundTrip, EveryExampleIsWrittenBackByteForByte)
 TEST(SketchFileRoundTrip, OptionalFieldsAndOddIdsSurvive)
 {
     const std::string text = R"({
+  "format": 1,
   "description": "all \"optional\" fields",
   "unit": "rad",
   "nodes": [
@@ -58,6 +59,7 @@ TEST(SketchFileRoundTrip, OptionalFieldsAndOddIdsSurvive)
     ASSERT_TRUE(ParseSketch(written, "t", again, error)) << error.Text();
 
     EXPECT_EQ(FormatSketch(again), written);
+    EXPECT_EQ(written.rfind("{\n  \"format\": 1,\n", 0), 0u) << "the format key is kept";
     EXPECT_EQ(again.nodes[0].id, "p \xc3\xa9");
     EXPECT_EQ(again.nodes[0].reference, -3);
     EXPECT_TRUE(again.nodes[1].dirFixed);
