@@ -5,6 +5,7 @@
 #include "qsolver/qsolver_c.h"
 
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
@@ -81,6 +82,50 @@ template <class Handle, class Body> int Call(Handle* h, Effect effect, Body&& bo
         h->broken = h->broken || effect == Effect::Changes;
         return QSOLVER_ERR_INTERNAL;
     }
+}
+
+// A new handle whose `sketch` is made by `make`, or null when memory ran out.
+template <class Handle, class Make> Handle* CreateHandle(Make&& make) noexcept
+{
+    try
+    {
+        // The library's object store is process-wide too.
+        std::lock_guard<std::mutex> guard(CallLock());
+        std::unique_ptr<Handle> h(new Handle());
+        h->sketch.reset(make());
+        return h.release();
+    }
+    catch (...)
+    {
+        return nullptr;
+    }
+}
+
+template <class Handle> void DestroyHandle(Handle* h) noexcept
+{
+    if (h == nullptr)
+    {
+        return;
+    }
+    try
+    {
+        std::lock_guard<std::mutex> guard(CallLock());
+        delete h;
+    }
+    catch (...)
+    {
+        // Only taking the lock can throw, before anything was deleted.
+        delete h;
+    }
+}
+
+template <class Handle> const char* LastError(const Handle* h) noexcept
+{
+    if (h == nullptr)
+    {
+        return "no sketch";
+    }
+    return h->fixedError != nullptr ? h->fixedError : h->error.c_str();
 }
 
 } // namespace qsolver::capi

@@ -227,45 +227,17 @@ const std::vector<std::string>* ListOf(qsolver_sketch& h, int list, int& status)
 
 qsolver_sketch* qsolver_sketch_create(void)
 {
-    try
-    {
-        // The library's object store is process-wide too.
-        std::lock_guard<std::mutex> guard(CallLock());
-        std::unique_ptr<qsolver_sketch> h(new qsolver_sketch());
-        h->sketch.reset(new Sketch());
-        return h.release();
-    }
-    catch (...)
-    {
-        return nullptr;
-    }
+    return CreateHandle<qsolver_sketch>([] { return new Sketch(); });
 }
 
 void qsolver_sketch_destroy(qsolver_sketch* sketch)
 {
-    if (sketch == nullptr)
-    {
-        return;
-    }
-    try
-    {
-        std::lock_guard<std::mutex> guard(CallLock());
-        delete sketch;
-    }
-    catch (...)
-    {
-        // Only taking the lock can throw, before anything was deleted.
-        delete sketch;
-    }
+    DestroyHandle(sketch);
 }
 
 const char* qsolver_sketch_last_error(const qsolver_sketch* sketch)
 {
-    if (sketch == nullptr)
-    {
-        return "no sketch";
-    }
-    return sketch->fixedError != nullptr ? sketch->fixedError : sketch->error.c_str();
+    return LastError(sketch);
 }
 
 const char* qsolver_status_text(int status)

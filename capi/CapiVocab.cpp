@@ -64,43 +64,17 @@ const std::vector<std::string>* List(const qsolver_vocab& h, int list)
 
 qsolver_vocab* qsolver_vocab_create(void)
 {
-    try
-    {
-        std::lock_guard<std::mutex> guard(CallLock());
-        std::unique_ptr<qsolver_vocab> h(new qsolver_vocab());
-        h->sketch.reset(new qsolver::VocabSketch());
-        return h.release();
-    }
-    catch (...)
-    {
-        return nullptr;
-    }
+    return CreateHandle<qsolver_vocab>([] { return new qsolver::VocabSketch(); });
 }
 
 void qsolver_vocab_destroy(qsolver_vocab* sketch)
 {
-    if (sketch == nullptr)
-    {
-        return;
-    }
-    try
-    {
-        std::lock_guard<std::mutex> guard(CallLock());
-        delete sketch;
-    }
-    catch (...)
-    {
-        delete sketch;
-    }
+    DestroyHandle(sketch);
 }
 
 const char* qsolver_vocab_last_error(const qsolver_vocab* sketch)
 {
-    if (sketch == nullptr)
-    {
-        return "no sketch";
-    }
-    return sketch->fixedError != nullptr ? sketch->fixedError : sketch->error.c_str();
+    return LastError(sketch);
 }
 
 int qsolver_vocab_load_json(qsolver_vocab* sketch, const char* text, size_t length)
