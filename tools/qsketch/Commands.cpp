@@ -654,8 +654,9 @@ int RunDemo(const Options& options)
 }
 
 void AddDiagnostics(const qsolver::Diagnostics& diag,
-                    const std::function<void(const std::string&)>& line, nlohmann::ordered_json& into,
-                    const std::string& nodes, const std::string& relations)
+                    const std::function<void(const std::string&)>& line,
+                    nlohmann::ordered_json& into, const std::string& nodes,
+                    const std::string& relations)
 {
     into["dof"] = diag.dof;
     into["unknowns"] = diag.unknowns;

@@ -52,8 +52,9 @@ int RunVocabDrag(const Options& options);
 /// The freedoms, the nodes (or entities) that are not simply defined and the relations (or
 /// constraints) at fault: a line of text each, and the same in `into`.
 void AddDiagnostics(const qsolver::Diagnostics& diag,
-                    const std::function<void(const std::string&)>& line, nlohmann::ordered_json& into,
-                    const std::string& nodes, const std::string& relations);
+                    const std::function<void(const std::string&)>& line,
+                    nlohmann::ordered_json& into, const std::string& nodes,
+                    const std::string& relations);
 int RunVocabRender(const Options& options);
 int RunExport(const Options& options);
 
