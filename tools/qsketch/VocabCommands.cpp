@@ -178,6 +178,7 @@ int RunVocabAnalyse(const Options& options)
     out.data["clusters"] = clusters;
     out.data["stripped"] = result.stripped;
     out.data["unseeded"] = result.unseeded;
+    out.data["verdict"] = qsolver::VerdictWord(result.verdict);
     out.data["verdictText"] = qsolver::VerdictText(result.verdict);
     out.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
     AddDiagnostics(
