@@ -14,22 +14,6 @@ namespace qsolver::web
 namespace
 {
 
-const char* VerdictKey(Verdict verdict)
-{
-    switch (verdict)
-    {
-        case Verdict::Ok:
-            return "ok";
-        case Verdict::OverConstrained:
-            return "over-constrained";
-        case Verdict::FixedContradiction:
-            return "fixed-contradiction";
-        case Verdict::SeedContradiction:
-            return "seed-contradiction";
-    }
-    return "unknown";
-}
-
 /// Where a relation's value lives in the document: its own, the shared value or the radius.
 const double* ValueSlot(const SketchDoc& doc, int relation)
 {
@@ -117,7 +101,7 @@ std::string SketchSession::Analyse()
         clusters.push_back(Json{{"nodes", c.nodes}, {"freeNum", c.freeNum}, {"fixed", c.fixed}});
     }
     return Json{{"ok", result.IsOk()},
-                {"verdict", VerdictKey(result.verdict)},
+                {"verdict", VerdictWord(result.verdict)},
                 {"verdictText", VerdictText(result.verdict)},
                 {"clusters", clusters},
                 {"stripped", result.stripped},
