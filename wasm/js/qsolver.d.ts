@@ -34,8 +34,8 @@ export type DriveResult =
   | Failure;
 
 export type DragResult =
-  | { ok: true; solved: true; distance: number }
-  | { ok: false; solved?: false; error: string; notHolding?: RelationOff[] };
+  | { ok: true; solved: true; distance: number; iterations: number; notHolding: [] }
+  | { ok: false; solved?: false; error: string; distance?: number; iterations?: number; notHolding?: RelationOff[] };
 
 export type NodeStatus = "fixed" | "well-constrained" | "under-constrained" | "over-constrained";
 
@@ -79,11 +79,31 @@ export interface SketchDocument {
   relations: DocRelation[];
 }
 
+/** A sketch as objects, for Sketch.build: the fields of a sketch file, without its text. */
+export interface SketchDescription {
+  angleUnit?: "deg" | "rad";
+  points?: { id: string; x: number; y: number; fixed?: boolean }[];
+  lines?: { id: string; x: number; y: number; dx: number; dy: number; dirFixed?: boolean; fixed?: boolean }[];
+  circles?: { id: string; x: number; y: number; radius: number; fixed?: boolean }[];
+  values?: { id: string; value: number; known?: boolean }[];
+  relations?: {
+    id: string;
+    type: DocRelation["type"];
+    nodes: [string] | [string, string];
+    value?: number;
+    known?: boolean;
+    shared?: string;
+    reverse?: [boolean, boolean];
+  }[];
+}
+
 export function loadQsolver(): Promise<unknown>;
 
 export class Sketch {
   static create(): Promise<Sketch>;
   load(text: string | object, name?: string): LoadResult;
+  /** Nodes numbered points, lines, circles; a fixed node gets the fix relation "fix:<id>". */
+  build(description: SketchDescription, name?: string): LoadResult;
   analyse(): AnalysisResult;
   drive(changes: Record<string, number>): DriveResult;
   drag(pointId: string, x: number, y: number): DragResult;
