@@ -1,8 +1,11 @@
-// The module's surface for JavaScript: one class whose methods take and give strings and
-// numbers only, and the tables that name its numeric codes. Qsolver.js turns both into objects.
+// The module's surface for JavaScript: a class per sketch format whose methods take and give
+// strings and numbers only, and the tables that name the numeric codes. Qsolver.js turns both
+// into objects.
 #include "SketchSession.h"
+#include "VocabSession.h"
 
 #include "qsolver/SketchDrive.h"
+#include "qsolver/VocabFile.h"
 
 #include <emscripten/bind.h>
 
@@ -47,7 +50,9 @@ std::string CodeNames()
 EMSCRIPTEN_BINDINGS(qsolver)
 {
     using qsolver::web::SketchSession;
+    using qsolver::web::VocabSession;
     emscripten::function("codeNames", &CodeNames);
+    emscripten::function("isVocabText", &qsolver::IsVocabText);
     emscripten::class_<SketchSession>("SketchSession")
         .constructor<>()
         .function("load", &SketchSession::Load)
@@ -67,4 +72,16 @@ EMSCRIPTEN_BINDINGS(qsolver)
         .function("save", &SketchSession::Save)
         .function("lastError", &SketchSession::LastError)
         .function("clearError", &SketchSession::ClearError);
+    emscripten::class_<VocabSession>("VocabSession")
+        .constructor<>()
+        .function("load", &VocabSession::Load)
+        .function("analyse", &VocabSession::Analyse)
+        .function("drive", &VocabSession::Drive)
+        .function("drag", &VocabSession::Drag)
+        .function("diagnose", &VocabSession::Diagnose)
+        .function("document", &VocabSession::Document)
+        .function("coordinates", &VocabSession::Coordinates)
+        .function("save", &VocabSession::Save)
+        .function("lastError", &VocabSession::LastError)
+        .function("clearError", &VocabSession::ClearError);
 }

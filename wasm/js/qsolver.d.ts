@@ -97,18 +97,51 @@ export interface SketchDescription {
   }[];
 }
 
+/** The document of a format-2 sketch: entities with their geometry now, constraints. */
+export interface VocabDocument {
+  ok: true;
+  format: 2;
+  description: string;
+  angleUnit: "deg" | "rad";
+  entities: {
+    id: string;
+    type: "point" | "segment" | "arc" | "circle" | "line";
+    construction: boolean;
+    /** A point's place, a line's through point, a circle's or arc's centre. */
+    x?: number;
+    y?: number;
+    dx?: number;
+    dy?: number;
+    radius?: number;
+    /** Segment: its ends; arc: centre, start, end; circle: its centre. */
+    points?: string[];
+  }[];
+  constraints: {
+    id: string;
+    type: string;
+    refs: string[];
+    /** Dimensions only, in the file's unit; `measured` is what the geometry measures now. */
+    value?: number;
+    driven?: boolean;
+    measured?: number;
+  }[];
+}
+
 export function loadQsolver(): Promise<unknown>;
 
 export class Sketch {
   static create(): Promise<Sketch>;
+  /** Format 2 is recognised by the file's "format": 2. */
   load(text: string | object, name?: string): LoadResult;
+  /** The format of the sketch held: 2 for entities and constraints. */
+  readonly format: 1 | 2;
   /** Nodes numbered points, lines, circles; a fixed node gets the fix relation "fix:<id>". */
   build(description: SketchDescription, name?: string): LoadResult;
   analyse(): AnalysisResult;
   drive(changes: Record<string, number>): DriveResult;
   drag(pointId: string, x: number, y: number): DragResult;
   diagnostics(): Diagnostics;
-  document(): SketchDocument;
+  document(): SketchDocument | VocabDocument;
   coordinates(): Record<string, Omit<DocNode, "id" | "type">>;
   save(): string;
   readonly lastError: string;

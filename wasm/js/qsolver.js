@@ -1,5 +1,7 @@
 // Qsolver in JavaScript: sketches read from JSON text or built from plain objects, analysed,
-// driven by their dimensions and dragged by their points. No call throws for bad input or a
+// driven by their dimensions and dragged by their points. A sketch file of format 2 (entities
+// and constraints) is held by the module's second session kind; every call then answers in its
+// terms (constraint ids for dimensions, entity ids for points). No call throws for bad input or a
 // failed solve: each answers with an object whose `ok` says whether it worked and whose `error`
 // says why not.
 //
@@ -59,6 +61,11 @@ export class Sketch {
   #module;
   #session;
   #names;
+  // The format-2 session, while the sketch loaded last is of format 2.
+  #vocab = null;
+  #vocabSession = null;
+  // The session whose lastError counts: the one a failed load of the other format used.
+  #failedLoad = null;
   // The sketch's ids and kinds in file order; null until a call needs them after a text load.
   #catalogue = null;
 
@@ -73,11 +80,28 @@ export class Sketch {
     return new Sketch(await loadQsolver());
   }
 
-  /** Reads sketch text (an object is written as JSON first); `name` names it in errors. */
+  /** 1 or 2: the format of the sketch held, which decides the shape of document(). */
+  get format() {
+    return this.#vocab ? 2 : 1;
+  }
+
+  /** Reads sketch text of either format (an object is written as JSON first); `name` names it
+   * in errors. */
   load(text, name = "sketch.json") {
     const source = typeof text === "string" ? text : JSON.stringify(text);
+    if (this.#module.isVocabText(source)) {
+      this.#vocabSession ??= new this.#module.VocabSession();
+      const result = JSON.parse(this.#vocabSession.load(source, name));
+      if (result.ok) this.#vocab = this.#vocabSession;
+      this.#failedLoad = result.ok ? null : this.#vocabSession;
+      return result;
+    }
     const result = JSON.parse(this.#session.load(source, name));
-    if (result.ok) this.#catalogue = null;
+    if (result.ok) {
+      this.#catalogue = null;
+      this.#vocab = null;
+    }
+    this.#failedLoad = result.ok ? null : this.#session;
     return result;
   }
 
@@ -91,10 +115,14 @@ export class Sketch {
    */
   build(description, name = "sketch") {
     try {
-      return this.#build(description ?? {}, name);
+      const result = this.#build(description ?? {}, name);
+      if (result.ok) this.#vocab = null;
+      this.#failedLoad = result.ok ? null : this.#session;
+      return result;
     } catch (error) {
       if (!(error instanceof Refusal)) throw error;
       const message = this.#session.refuse(name, error.where, error.problem);
+      this.#failedLoad = this.#session;
       return { ok: false, error: message, file: name, where: error.where, problem: error.problem };
     }
   }
@@ -253,6 +281,7 @@ export class Sketch {
   }
 
   analyse() {
+    if (this.#vocab) return JSON.parse(this.#vocab.analyse());
     // The catalogue first: reading it uses the arrays the analysis answers in.
     const { nodeIds, relIds } = this.#known();
     const s = this.#session;
@@ -286,6 +315,7 @@ export class Sketch {
 
   /** Changes dimension values ({relationId: value}, angles in the file's unit) and re-solves. */
   drive(changes) {
+    if (this.#vocab) return JSON.parse(this.#vocab.drive(JSON.stringify(changes ?? {})));
     const keys = changes !== null && typeof changes === "object" ? Object.keys(changes) : [];
     if (keys.length === 0) return this.#refuse("drive", "the changes must be a non-empty object {relation: value}");
     const { relIds } = this.#known();
@@ -320,6 +350,7 @@ export class Sketch {
   /** Moves a point as near to (x, y) as the relations allow. */
   drag(pointId, x, y) {
     const id = String(pointId);
+    if (this.#vocab) return JSON.parse(this.#vocab.drag(id, Number(x), Number(y)));
     const { nodeIds, nodeTypes, relIds } = this.#known();
     const index = nodeIds.indexOf(id);
     if (index < 0 || nodeTypes[index] !== 0) return this.#refuse(`drag.${id}`, "no such point");
@@ -336,16 +367,18 @@ export class Sketch {
   }
 
   diagnostics() {
-    return JSON.parse(this.#session.diagnose());
+    return JSON.parse((this.#vocab ?? this.#session).diagnose());
   }
 
-  /** Nodes with their coordinates, relations with their values. */
+  /** Nodes with their coordinates, relations with their values; for format 2, entities with
+   * their geometry and constraints with their values and measures. */
   document() {
-    return JSON.parse(this.#session.document());
+    return JSON.parse((this.#vocab ?? this.#session).document());
   }
 
   /** {id: {x, y}} for points, {id: {x, y, dx, dy}} for lines, {id: {x, y, radius}} for circles. */
   coordinates() {
+    if (this.#vocab) return JSON.parse(this.#vocab.coordinates());
     const { nodeIds, nodeTypes } = this.#known();
     const s = this.#session;
     const count = s.places();
@@ -366,20 +399,24 @@ export class Sketch {
 
   /** The sketch file text of the current state. */
   save() {
-    return this.#session.save();
+    return (this.#vocab ?? this.#session).save();
   }
 
   get lastError() {
-    return this.#session.lastError();
+    return (this.#failedLoad ?? this.#vocab ?? this.#session).lastError();
   }
 
   clearError() {
     this.#session.clearError();
+    this.#vocabSession?.clearError();
   }
 
   /** Frees the sketch's memory in the module; the object is unusable afterwards. */
   delete() {
     this.#session.delete();
+    this.#vocabSession?.delete();
     this.#session = null;
+    this.#vocabSession = null;
+    this.#vocab = null;
   }
 }
