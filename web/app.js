@@ -1,5 +1,7 @@
 // The sketcher: draws a sketch in its status colours, drives it by its dimensions and drags its
 // points through Qsolver's WebAssembly module, with undo and redo over whole sketch states.
+// Sketches of format 1 are nodes and relations; of format 2, segments, arcs, circles and lines
+// with CAD constraints, construction geometry dashed.
 import { Sketch } from "/wasm/qsolver.js";
 
 const SVG = "http://www.w3.org/2000/svg";
@@ -88,7 +90,8 @@ function refresh({ quick = false } = {}) {
     state.analysis = sketch.analyse();
     state.diagnostics = sketch.diagnostics();
   }
-  if (!state.view) state.view = fit(state.doc);
+  // A drive may move geometry out of sight: fit the view again then (never while dragging).
+  if (!state.view || (!quick && !inView(state.doc))) state.view = fit(state.doc);
   draw();
   panel();
 }
@@ -121,7 +124,8 @@ function troubles() {
     for (const id of d.redundant) if (!out.has(id)) out.set(id, "redundant");
   }
   for (const off of state.analysis?.notHolding ?? []) {
-    if (!out.has(off.id)) out.set(off.id, `measures ${round(off.measured)}, wants ${round(off.wanted)}`);
+    if (out.has(off.id)) continue;
+    out.set(off.id, off.measured === undefined ? `off by ${round(off.error)}` : `measures ${round(off.measured)}, wants ${round(off.wanted)}`);
   }
   return out;
 }
@@ -129,7 +133,9 @@ function troubles() {
 function statusOf(id) {
   const d = state.diagnostics;
   if (d.available) return d.nodes.find((n) => n.id === id)?.status ?? "unknown";
-  const fixed = state.doc.relations.some((r) => r.type === "fix" && r.nodes[0] === id);
+  const fixed = state.doc.format === 2
+    ? state.doc.constraints.some((c) => c.type === "fix" && c.refs.includes(id))
+    : state.doc.relations.some((r) => r.type === "fix" && r.nodes[0] === id);
   return fixed ? "fixed" : "unknown";
 }
 
@@ -138,7 +144,7 @@ function statusOf(id) {
 function fit(doc) {
   const xs = [];
   const ys = [];
-  for (const n of doc.nodes) {
+  for (const n of doc.nodes ?? doc.entities.filter((e) => e.x !== undefined && e.type !== "line")) {
     const r = n.type === "circle" ? n.radius : 0;
     xs.push(n.x - r, n.x + r);
     ys.push(n.y - r, n.y + r);
@@ -155,6 +161,16 @@ function fit(doc) {
   return { scale, ox: w / 2 - cx * scale, oy: h / 2 + cy * scale };
 }
 
+/** Whether every point (and circle) lies inside the canvas at the current view. */
+function inView(doc) {
+  const box = canvas.getBoundingClientRect();
+  return (doc.nodes ?? doc.entities).every((n) => {
+    if (n.x === undefined || n.type === "line") return true;
+    const r = (n.radius ?? 0) * state.view.scale;
+    return sx(n.x) - r >= 0 && sx(n.x) + r <= box.width && sy(n.y) - r >= 0 && sy(n.y) + r <= box.height;
+  });
+}
+
 const sx = (x) => state.view.ox + x * state.view.scale;
 const sy = (y) => state.view.oy - y * state.view.scale;
 const wx = (px) => (px - state.view.ox) / state.view.scale;
@@ -169,6 +185,10 @@ function el(name, attrs, parent) {
 }
 
 function draw() {
+  if (state.doc.format === 2) {
+    drawEntities();
+    return;
+  }
   const { doc } = state;
   const at = Object.fromEntries(doc.nodes.map((n) => [n.id, n]));
   const bad = troubles();
@@ -239,6 +259,121 @@ function dimensionPlace(r, at) {
     }
     case "rad":
       return { x: sx(b.x) + b.radius * state.view.scale * 0.7, y: sy(b.y) - b.radius * state.view.scale * 0.7 };
+    default:
+      return null;
+  }
+}
+
+// ---- Drawing a sketch of format 2
+
+function drawEntities() {
+  const { doc } = state;
+  const at = Object.fromEntries(doc.entities.map((e) => [e.id, e]));
+  const bad = troubles();
+  canvas.replaceChildren();
+  const geometry = el("g", {}, canvas);
+  const labels = el("g", {}, canvas);
+  const kind = (e, what) => `geom ${what}${e.construction ? " construction" : ""}`;
+
+  for (const e of doc.entities) {
+    if (e.type === "segment") {
+      const [a, b] = e.points.map((id) => at[id]);
+      el("line", { class: kind(e, "segment"), "data-id": e.id, x1: sx(a.x), y1: sy(a.y), x2: sx(b.x), y2: sy(b.y) }, geometry);
+    } else if (e.type === "arc") {
+      el("path", { class: kind(e, "arc"), "data-id": e.id, d: arcPath(e, at) }, geometry);
+    } else if (e.type === "circle") {
+      el("circle", { class: kind(e, "circle"), "data-id": e.id, cx: sx(e.x), cy: sy(e.y), r: e.radius * state.view.scale }, geometry);
+    } else if (e.type === "line") {
+      const len = Math.hypot(e.dx, e.dy);
+      const far = 1e4 / state.view.scale;
+      const ux = (e.dx / len) * far;
+      const uy = (e.dy / len) * far;
+      el("line", { class: kind(e, "infinite"), "data-id": e.id, x1: sx(e.x - ux), y1: sy(e.y - uy), x2: sx(e.x + ux), y2: sy(e.y + uy) }, geometry);
+    }
+  }
+  for (const c of doc.constraints) {
+    if (c.value === undefined) continue;
+    const place = constraintPlace(c, at);
+    if (!place) continue;
+    const cls = `dim${c.driven ? " reference" : ""}${bad.has(c.id) ? " conflict" : ""}`;
+    const text = el("text", { class: cls, "data-rel": c.id, x: place.x, y: place.y, "text-anchor": "middle" }, labels);
+    const unit = c.type === "angle" ? (doc.angleUnit === "deg" ? "°" : " rad") : "";
+    const prefix = c.type === "radius" ? "R" : c.type === "diameter" ? "⌀" : "";
+    const shown = `${prefix}${round(c.driven ? c.measured : c.value)}${unit}`;
+    text.textContent = c.driven ? `(${shown})` : shown;
+    if (!c.driven) text.addEventListener("click", (event) => editDimension(c, event));
+  }
+  for (const e of doc.entities) {
+    if (e.type !== "point") continue;
+    const status = statusOf(e.id);
+    const dot = el("circle", { class: `point ${status}${e.construction ? " construction" : ""}`, "data-id": e.id, "data-x": e.x, "data-y": e.y, cx: sx(e.x), cy: sy(e.y), r: 5 }, labels);
+    el("text", { class: "label", x: sx(e.x) + 7, y: sy(e.y) - 7 }, labels).textContent = e.id;
+    if (status !== "fixed") dot.addEventListener("pointerdown", (event) => startDrag(e.id, event));
+  }
+}
+
+/** An arc runs counter-clockwise from its start to its end, which on screen (y down) is SVG's
+ * negative sweep. */
+function arcPath(e, at) {
+  const [, start, end] = e.points.map((id) => at[id]);
+  const a0 = Math.atan2(start.y - e.y, start.x - e.x);
+  const a1 = Math.atan2(end.y - e.y, end.x - e.x);
+  const sweep = (((a1 - a0) % (2 * Math.PI)) + 2 * Math.PI) % (2 * Math.PI);
+  const r = e.radius * state.view.scale;
+  const x1 = sx(e.x + e.radius * Math.cos(a1));
+  const y1 = sy(e.y + e.radius * Math.sin(a1));
+  return `M ${sx(start.x)} ${sy(start.y)} A ${r} ${r} 0 ${sweep > Math.PI ? 1 : 0} 0 ${x1} ${y1}`;
+}
+
+/** A line-like entity as a point and a direction: a segment's start and span, a line itself. */
+function direction(e, at) {
+  if (e.type === "segment") {
+    const [a, b] = e.points.map((id) => at[id]);
+    return { x: a.x, y: a.y, dx: b.x - a.x, dy: b.y - a.y, mx: (a.x + b.x) / 2, my: (a.y + b.y) / 2 };
+  }
+  return { x: e.x, y: e.y, dx: e.dx, dy: e.dy, mx: e.x, my: e.y };
+}
+
+/** Beside a span between two world points, on its left, in screen units. */
+function besideSpan(a, b) {
+  const mx = (sx(a.x) + sx(b.x)) / 2;
+  const my = (sy(a.y) + sy(b.y)) / 2;
+  const len = Math.hypot(sx(b.x) - sx(a.x), sy(b.y) - sy(a.y)) || 1;
+  return { x: mx - ((sy(b.y) - sy(a.y)) / len) * 12, y: my + ((sx(b.x) - sx(a.x)) / len) * 12 + 4 };
+}
+
+/** Where a dimension's label goes, in screen units. */
+function constraintPlace(c, at) {
+  const refs = c.refs.map((id) => at[id]);
+  switch (c.type) {
+    case "length": {
+      const [a, b] = refs[0].points.map((id) => at[id]);
+      return besideSpan(a, b);
+    }
+    case "distance":
+    {
+      if (refs.every((r) => r.type === "point")) return besideSpan(refs[0], refs[1]);
+      const d = direction(refs[0], at);
+      return { x: sx(d.mx) + 14, y: sy(d.my) + 16 };
+    }
+    case "radius":
+    case "diameter": {
+      const e = refs[0];
+      return { x: sx(e.x) + e.radius * state.view.scale * 0.7 + 6, y: sy(e.y) - e.radius * state.view.scale * 0.7 - 4 };
+    }
+    case "angle": {
+      const a = direction(refs[0], at);
+      const b = direction(refs[1], at);
+      const det = a.dx * b.dy - a.dy * b.dx;
+      let x = a.mx;
+      let y = a.my;
+      if (Math.abs(det) > 1e-12) {
+        const t = ((b.x - a.x) * b.dy - (b.y - a.y) * b.dx) / det;
+        x = a.x + t * a.dx;
+        y = a.y + t * a.dy;
+      }
+      return { x: sx(x) + 30, y: sy(y) - 10 };
+    }
     default:
       return null;
   }

@@ -128,3 +128,70 @@ test("the over-constrained triangle shows its verdict", async () => {
   await page.screenshot({ path: path.join(artefacts, "sketcher-overconstrained.png") });
   assert.deepEqual(errors, []);
 });
+
+test("a CAD sketch of format 2: arcs and dashed construction drawn, dimensions driven and undone", async () => {
+  await open("slot-cad", "A slot");
+  // Two arcs, two outline sides, the construction axis dashed; the reference in parentheses.
+  assert.equal((await page.$$("path.arc")).length, 2);
+  assert.equal((await page.$$("line.segment:not(.construction)")).length, 2);
+  assert.equal(await page.$eval("line.segment[data-id=axis]", (l) => getComputedStyle(l).strokeDasharray), "6px, 4px");
+  assert.equal(await page.textContent("text.dim[data-rel=overall]"), "(40)");
+  assert.equal(await page.textContent("text.dim[data-rel=width]"), "⌀16");
+  assert.match(await page.textContent("#verdict"), /well constrained/);
+  assert.match(await page.textContent("#freedoms"), /^\d+$/);
+  let p = await points();
+  assert.match(p.C1.cls, /fixed/);
+
+  await page.click("text.dim[data-rel=centres]");
+  await page.fill("#dim-value", "60");
+  await page.press("#dim-value", "Enter");
+  await page.waitForFunction(() => document.querySelector("text.dim[data-rel=centres]").textContent === "60");
+  p = await points();
+  assert.ok(near(p.C2.x, 60) && near(p.T2.x, 60) && near(p.B2.y, -8));
+  // The reference follows what the geometry measures.
+  assert.equal(await page.textContent("text.dim[data-rel=overall]"), "(60)");
+  // The right arc is drawn round its centre, from B2 to T2 counter-clockwise: through the right.
+  const box = await page.$eval("path.arc[data-id=rightEnd]", (a) => {
+    const b = a.getBBox();
+    return { x: b.x, width: b.width };
+  });
+  const c2 = await page.$eval("circle.point[data-id=C2]", (d) => Number(d.getAttribute("cx")));
+  assert.ok(box.x >= c2 - 1 && box.x + box.width > c2 + 5, `arc box ${JSON.stringify(box)} centre ${c2}`);
+
+  await page.click("text.dim[data-rel=width]");
+  await page.fill("#dim-value", "20");
+  await page.press("#dim-value", "Enter");
+  await page.waitForFunction(() => document.querySelector("text.dim[data-rel=width]").textContent === "⌀20");
+  p = await points();
+  assert.ok(near(p.T1.y, 10) && near(p.B2.y, -10));
+  mkdirSync(artefacts, { recursive: true });
+  await page.screenshot({ path: path.join(artefacts, "sketcher-slot-cad.png") });
+
+  await page.click("#undo");
+  await page.waitForFunction(() => document.querySelector("text.dim[data-rel=width]").textContent === "⌀16");
+  assert.ok(near((await points()).T1.y, 8));
+});
+
+test("the gear lever's free knob is dragged: the lever turns about its pivot", async () => {
+  await open("gear-lever", "gear lever");
+  // The same lever without its shift angle, so that the knob is free to move.
+  const text = await page.evaluate(async () => (await fetch("/examples/gear-lever.json")).text());
+  const free = JSON.parse(text);
+  free.constraints = free.constraints.filter((c) => c.id !== "shift");
+  await page.evaluate((t) => window.qsolverSketcher.open(t, "free-lever.json"), JSON.stringify(free));
+  assert.equal(await page.textContent("#freedoms"), "1");
+  const from = await page.$eval("circle.point[data-id=K]", (d) => {
+    const b = d.getBoundingClientRect();
+    return { x: b.left + b.width / 2, y: b.top + b.height / 2 };
+  });
+  await page.mouse.move(from.x, from.y);
+  await page.mouse.down();
+  for (let i = 1; i <= 5; ++i) await page.mouse.move(from.x + 12 * i, from.y + 4 * i);
+  await page.mouse.up();
+  const p = await points();
+  assert.ok(near(Math.hypot(p.K.x - p.P.x, p.K.y - p.P.y), 120), "the upper arm keeps its length");
+  assert.ok(near(p.S.y, -60), "the rod's end stays on the guide");
+  assert.ok(p.K.x > -20.8, `K moved right: ${p.K.x}`);
+  await page.screenshot({ path: path.join(artefacts, "sketcher-gear-lever.png") });
+  assert.deepEqual(errors, []);
+});
