@@ -128,11 +128,16 @@ export class Sketch {
   }
 
   #build(d, name) {
-    const points = d.points ?? [];
-    const lines = d.lines ?? [];
-    const circles = d.circles ?? [];
-    const values = d.values ?? [];
-    const relations = d.relations ?? [];
+    const list = (key) => {
+      const value = d[key] ?? [];
+      if (!Array.isArray(value)) throw new Refusal(key, `expected an array of ${key}`);
+      return value;
+    };
+    const points = list("points");
+    const lines = list("lines");
+    const circles = list("circles");
+    const values = list("values");
+    const relations = list("relations");
     const nodeCount = points.length + lines.length + circles.length;
     const fixed = [];
     for (const list of [points, lines, circles]) for (const n of list) if (n?.fixed) fixed.push(n);

@@ -137,6 +137,8 @@ test("a description the sketch cannot be built from is refused at its place, the
   const line = { id: "L", x: 0, y: 0, dx: 1, dy: 0 };
   const cases = [
     [{ points: [p("A"), p("A")] }, /points\[1\]\.id: duplicate id "A"/],
+    [{ points: { A: p("A") } }, /points: expected an array of points/],
+    [{ points: [null] }, /points\[0\]\.id: expected a string/],
     [{ points: [{ x: 1, y: 2 }] }, /points\[0\]\.id: expected a string/],
     [{ points: [p("A", NaN)] }, /nodes\[0\]: the number is not finite/],
     [{ points: [p("A", 2e9)] }, /absurdly large/],
