@@ -5,7 +5,6 @@
 #include "VocabSession.h"
 
 #include "qsolver/SketchDrive.h"
-#include "qsolver/VocabFile.h"
 
 #include <emscripten/bind.h>
 
@@ -52,7 +51,6 @@ EMSCRIPTEN_BINDINGS(qsolver)
     using qsolver::web::SketchSession;
     using qsolver::web::VocabSession;
     emscripten::function("codeNames", &CodeNames);
-    emscripten::function("isVocabText", &qsolver::IsVocabText);
     emscripten::class_<SketchSession>("SketchSession")
         .constructor<>()
         .function("load", &SketchSession::Load)

@@ -89,14 +89,17 @@ export class Sketch {
    * in errors. */
   load(text, name = "sketch.json") {
     const source = typeof text === "string" ? text : JSON.stringify(text);
-    if (this.#module.isVocabText(source)) {
-      this.#vocabSession ??= new this.#module.VocabSession();
-      const result = JSON.parse(this.#vocabSession.load(source, name));
-      if (result.ok) this.#vocab = this.#vocabSession;
-      this.#failedLoad = result.ok ? null : this.#vocabSession;
-      return result;
-    }
     const result = JSON.parse(this.#session.load(source, name));
+    // The reader of format 1 names format 2 when it meets it; reading the text only once for
+    // the common case is worth the second read for the other.
+    if (!result.ok && result.where === "format" && result.problem.startsWith("a format 2 sketch")) {
+      this.#session.clearError();
+      this.#vocabSession ??= new this.#module.VocabSession();
+      const vocab = JSON.parse(this.#vocabSession.load(source, name));
+      if (vocab.ok) this.#vocab = this.#vocabSession;
+      this.#failedLoad = vocab.ok ? null : this.#vocabSession;
+      return vocab;
+    }
     if (result.ok) {
       this.#catalogue = null;
       this.#vocab = null;
