@@ -292,6 +292,11 @@ function drawEntities() {
     }
   }
   for (const c of doc.constraints) {
+    if (c.type !== "distance") continue;
+    const [a, b] = distanceEnds(c.refs.map((id) => at[id]), at);
+    el("line", { class: "dimline", "data-rel": c.id, x1: sx(a.x), y1: sy(a.y), x2: sx(b.x), y2: sy(b.y) }, geometry);
+  }
+  for (const c of doc.constraints) {
     if (c.value === undefined) continue;
     const place = constraintPlace(c, at);
     if (!place) continue;
@@ -342,6 +347,19 @@ function besideSpan(a, b) {
   return { x: mx - ((sy(b.y) - sy(a.y)) / len) * 12, y: my + ((sx(b.x) - sx(a.x)) / len) * 12 + 4 };
 }
 
+/** The two world points a distance is measured between: two points, a point and its foot on a
+ * line or segment, or a line's point and its foot on the other line. */
+function distanceEnds(refs, at) {
+  const [a, b] = refs;
+  if (b.type === "point" && a.type !== "point") return distanceEnds([b, a], at);
+  const from = a.type === "point" ? a : direction(a, at);
+  if (b.type === "point") return [from, b];
+  const d = direction(b, at);
+  const len = Math.hypot(d.dx, d.dy) || 1;
+  const t = ((from.x - d.x) * d.dx + (from.y - d.y) * d.dy) / len;
+  return [from, { x: d.x + (t * d.dx) / len, y: d.y + (t * d.dy) / len }];
+}
+
 /** Where a dimension's label goes, in screen units. */
 function constraintPlace(c, at) {
   const refs = c.refs.map((id) => at[id]);
@@ -350,16 +368,23 @@ function constraintPlace(c, at) {
       const [a, b] = refs[0].points.map((id) => at[id]);
       return besideSpan(a, b);
     }
-    case "distance":
-    {
-      if (refs.every((r) => r.type === "point")) return besideSpan(refs[0], refs[1]);
-      const d = direction(refs[0], at);
-      return { x: sx(d.mx) + 14, y: sy(d.my) + 16 };
+    case "distance": {
+      const [a, b] = distanceEnds(refs, at);
+      return besideSpan(a, b);
     }
     case "radius":
     case "diameter": {
+      // Outside the curve, in the middle of an arc's sweep (up and right on a circle).
       const e = refs[0];
-      return { x: sx(e.x) + e.radius * state.view.scale * 0.7 + 6, y: sy(e.y) - e.radius * state.view.scale * 0.7 - 4 };
+      let angle = Math.PI / 4;
+      if (e.type === "arc") {
+        const [, start, end] = e.points.map((id) => at[id]);
+        const a0 = Math.atan2(start.y - e.y, start.x - e.x);
+        const a1 = Math.atan2(end.y - e.y, end.x - e.x);
+        angle = a0 + ((((a1 - a0) % (2 * Math.PI)) + 2 * Math.PI) % (2 * Math.PI)) / 2;
+      }
+      const r = e.radius * state.view.scale + 14;
+      return { x: sx(e.x) + r * Math.cos(angle), y: sy(e.y) - r * Math.sin(angle) + 4 };
     }
     case "angle": {
       const a = direction(refs[0], at);
