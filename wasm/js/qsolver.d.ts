@@ -28,6 +28,14 @@ export interface AnalysisResult {
   notHolding: RelationOff[];
 }
 
+/** The analysis of a format-2 sketch: constraints that do not hold, with how far they are off. */
+export interface VocabAnalysisResult {
+  ok: boolean;
+  verdict: AnalysisResult["verdict"];
+  verdictText: string;
+  notHolding: { id: string; error: number }[];
+}
+
 export type DriveResult =
   | { ok: true; solved: true; step: string; notHolding: [] }
   | { ok: false; solved: false; step: string; error: string; restored?: boolean; notHolding?: RelationOff[] }
@@ -137,7 +145,7 @@ export class Sketch {
   readonly format: 1 | 2;
   /** Nodes numbered points, lines, circles; a fixed node gets the fix relation "fix:<id>". */
   build(description: SketchDescription, name?: string): LoadResult;
-  analyse(): AnalysisResult;
+  analyse(): AnalysisResult | VocabAnalysisResult;
   drive(changes: Record<string, number>): DriveResult;
   drag(pointId: string, x: number, y: number): DragResult;
   diagnostics(): Diagnostics;
