@@ -119,6 +119,14 @@ test("one sketch object moves between the formats; a failed load keeps the forma
   assert.equal(sketch.format, 2);
   assert.equal(sketch.drive({ centres: 45 }).ok, true);
   assert.ok(near(sketch.coordinates().C2.x, 45));
+  const built = sketch.build({
+    points: [{ id: "A", x: 0, y: 0, fixed: true }, { id: "B", x: 3, y: 4 }],
+    relations: [{ id: "ab", type: "ppdis", nodes: ["A", "B"], value: 5 }],
+  });
+  assert.equal(built.ok, true, built.error);
+  assert.equal(sketch.format, 1);
+  assert.equal(sketch.drive({ ab: 10 }).ok, true);
+  assert.deepEqual(Object.keys(sketch.coordinates()), ["A", "B"]);
 });
 
 test("a driven format-2 sketch saves to text that reads back as the same sketch", async () => {
