@@ -106,7 +106,7 @@ int SketchSession::Build(int intCount, int numberCount, const std::string& ids,
 
 std::uintptr_t SketchSession::Ints(int count)
 {
-    if (m_ints.size() < static_cast<std::size_t>(count))
+    if (count > 0 && m_ints.size() < static_cast<std::size_t>(count))
     {
         m_ints.resize(count);
     }
@@ -115,7 +115,7 @@ std::uintptr_t SketchSession::Ints(int count)
 
 std::uintptr_t SketchSession::Numbers(int count)
 {
-    if (m_numbers.size() < static_cast<std::size_t>(count))
+    if (count > 0 && m_numbers.size() < static_cast<std::size_t>(count))
     {
         m_numbers.resize(count);
     }
