@@ -245,8 +245,17 @@ export class Sketch {
 
     if (s.build(intCount, numberCount, ids, name) !== 1) {
       const error = s.lastError();
-      const where = s.lastPlace();
-      return { ok: false, error, file: name, where, problem: error.slice(error.indexOf(where) + where.length + 2) };
+      const place = s.lastPlace();
+      const problem = error.slice(error.indexOf(place) + place.length + 2);
+      // The module numbers the nodes in one list; name the list the caller gave instead.
+      const where = place.replace(/^nodes\[(\d+)\]/, (_, n) => {
+        const k = Number(n);
+        if (k < points.length) return `points[${k}]`;
+        if (k < points.length + lines.length) return `lines[${k - points.length}]`;
+        return `circles[${k - points.length - lines.length}]`;
+      });
+      const message = this.#session.refuse(name, where, problem);
+      return { ok: false, error: message, file: name, where, problem };
     }
     this.#catalogue = { nodeIds, nodeTypes, relIds, relTypes };
     return { ok: true, nodes: nodeCount, relations: relationCount, description: "" };
