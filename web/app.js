@@ -212,6 +212,9 @@ function draw() {
     if (r.type === "ppdis") {
       const [a, b] = r.nodes.map((id) => at[id]);
       el("line", { class: `geom bar${bad.has(r.id) ? " conflict" : ""}`, "data-rel": r.id, x1: sx(a.x), y1: sy(a.y), x2: sx(b.x), y2: sy(b.y) }, geometry);
+    } else if ((r.type === "pldis" || r.type === "lldis") && r.value !== 0) {
+      const [from, to] = distanceEnds(r.nodes.map((id) => at[id]), at);
+      el("line", { class: "dimline", "data-rel": r.id, x1: sx(from.x), y1: sy(from.y), x2: sx(to.x), y2: sy(to.y) }, geometry);
     }
   }
   for (const r of doc.relations) {
@@ -243,9 +246,11 @@ function dimensionPlace(r, at) {
       return { x: mx - ((sy(b.y) - sy(a.y)) / len) * 12, y: my + ((sx(b.x) - sx(a.x)) / len) * 12 + 4 };
     }
     case "pldis":
-    case "lldis":
+    case "lldis": {
       if (r.value === 0) return null;
-      return { x: sx(a.x) + 14, y: sy(a.y) + 16 };
+      const [from, to] = distanceEnds([a, b], at);
+      return besideSpan(from, to);
+    }
     case "llang": {
       const det = a.dx * b.dy - a.dy * b.dx;
       let x = a.x;
