@@ -309,18 +309,16 @@ int SketchSession::Kinds()
 
 std::string SketchSession::Ids() const
 {
-    std::string out;
+    Json ids = Json::array();
     for (const DocNode& n : m_doc.nodes)
     {
-        out += n.id;
-        out += '\0';
+        ids.push_back(n.id);
     }
     for (const DocRelation& r : m_doc.relations)
     {
-        out += r.id;
-        out += '\0';
+        ids.push_back(r.id);
     }
-    return out;
+    return ids.dump();
 }
 
 std::string SketchSession::Diagnose()

@@ -54,7 +54,8 @@ public:
     int Places();
     /// Ints: node count, relation count, the node types, the relation types (file order).
     int Kinds();
-    /// The ids of the nodes, then of the relations, each ended by a NUL.
+    /// The ids of the nodes, then of the relations, as a JSON array (one text to decode: a
+    /// text with a NUL in it crosses into JavaScript piece by piece).
     std::string Ids() const;
     /// Refuses a request JavaScript found wrong: sets LastError and returns it. `file` names
     /// the input (empty: the sketch's own name).

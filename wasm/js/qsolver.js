@@ -264,7 +264,7 @@ export class Sketch {
   #known() {
     if (this.#catalogue) return this.#catalogue;
     const s = this.#session;
-    const ids = s.ids().split("\0");
+    const ids = JSON.parse(s.ids());
     const nodeCount = s.kinds();
     const at = s.ints(0) >> 2;
     const I = this.#module.HEAP32;
