@@ -5,7 +5,7 @@ import assert from "node:assert/strict";
 import { readFileSync, readdirSync } from "node:fs";
 import { fileURLToPath, pathToFileURL } from "node:url";
 import path from "node:path";
-import { triangle, truss, grid, linkage } from "../bench/families.mjs";
+import { triangle, truss, grid, linkage, judge } from "../bench/families.mjs";
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 const root = path.resolve(here, "../..");
@@ -177,4 +177,21 @@ test("a description the sketch cannot be built from is refused at its place, the
     assert.deepEqual(Object.keys(sketch.coordinates()), ["P0", "P1", "P2"]);
   }
   assert.equal(sketch.drive({ D0: 30 }).ok, true);
+});
+
+test("sketches large enough to grow the module's memory are read back from the grown memory", async () => {
+  // The arrays live in the module's memory; once a call grows it (building 12,000 points
+  // does), a view of the memory taken earlier reads a detached buffer.
+  const sketch = await Sketch.create();
+  for (const size of [500, 4000, 12000]) {
+    const f = truss(size);
+    assert.equal(sketch.build(familyDescription(f)).ok, true);
+    const analysis = sketch.analyse();
+    assert.equal(analysis.ok, true);
+    assert.equal(analysis.clusters[0].nodes.length + analysis.stripped.length, size);
+    assert.equal(sketch.drive({ D0: f.newValue }).ok, true);
+    const at = sketch.coordinates();
+    const verdict = judge(f, f.points.map((_, i) => at[`P${i}`]));
+    assert.ok(verdict.ok, `truss ${size}: off by ${verdict.worst}, ${verdict.flipped} flipped`);
+  }
 });
