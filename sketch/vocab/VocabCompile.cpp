@@ -431,6 +431,23 @@ struct VocabSketch::Compiler
         return e.type == EntityType::Segment || e.type == EntityType::Line;
     }
 
+    // An end of the segment that is an end of the arc, or empty.
+    static std::string SegmentEndOnArc(const VocabEntity& segment, const VocabEntity& arc)
+    {
+        if (segment.type != EntityType::Segment || arc.type != EntityType::Arc)
+        {
+            return std::string();
+        }
+        for (const std::string& p : {segment.points[0], segment.points[1]})
+        {
+            if (p == arc.points[1] || p == arc.points[2])
+            {
+                return p;
+            }
+        }
+        return std::string();
+    }
+
     // An end point the two arcs share, or empty.
     static std::string SharedEnd(const VocabEntity& a, const VocabEntity& b)
     {
@@ -456,6 +473,23 @@ struct VocabSketch::Compiler
         const VocabEntity& round = *r[1];
         if (IsLinear(*r[0]))
         {
+            const std::string end = SegmentEndOnArc(*r[0], round);
+            if (!end.empty())
+            {
+                // Where the segment ends on the arc it touches the arc there: the radius to that
+                // end stands square to the segment. Said as the centre's distance from the line,
+                // the touching point could slide along the line to first order, and the sketch's
+                // freedoms would count one too many and the tangency as redundant.
+                const VocabEntity& segment = *r[0];
+                const Vec d = Direction(segment);
+                const std::string radius =
+                    LineThrough(c.id, 1, round.points[0], end, Vec{-d.y, d.x});
+                const Vec toEnd = At(end) - At(round.points[0]);
+                SnapAngle(c.id, radius, segment.id,
+                          toEnd.x == 0.0 && toEnd.y == 0.0 ? Vec{-d.y, d.x} : toEnd, d, 0.5 * Pi(),
+                          1.5 * Pi());
+                return;
+            }
             // The centre at the radius from the line: it touches, on the side it is on.
             const std::string carrier = Carrier(round);
             Check(core.AddPLdis(c.id, round.points[0], c.refs[0], ValueSpec::RadiusOf(carrier)));

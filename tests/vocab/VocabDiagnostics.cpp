@@ -114,9 +114,11 @@ TEST(VocabDiagnostics, ConflictingDimensionsAreNamedByTheirConstraints)
     }
 }
 
-TEST(VocabDiagnostics, DimensionedExamplesWithoutTangentsHaveNoFreedomLeft)
+// The slot and the bracket end their sides on their arcs: a tangency there must not leave the
+// touching point free to slide to first order (4 freedoms and 4 redundant tangents before).
+TEST(VocabDiagnostics, DimensionedExamplesHaveNoFreedomLeftAndNothingRedundant)
 {
-    for (const char* name : {"symmetric-plate", "gear-lever"})
+    for (const char* name : {"symmetric-plate", "gear-lever", "slot-cad", "bracket"})
     {
         SCOPED_TRACE(name);
         VocabDoc doc;
@@ -128,6 +130,7 @@ TEST(VocabDiagnostics, DimensionedExamplesWithoutTangentsHaveNoFreedomLeft)
         const Diagnostics d = s.Diagnose();
         EXPECT_EQ(d.dof, 0);
         EXPECT_TRUE(d.conflicting.empty());
+        EXPECT_TRUE(d.redundant.empty()) << d.redundant.front();
     }
 }
 
