@@ -35,6 +35,9 @@ public:
 private:
     int FindBaseNodes(CCluster* cluster);
     void Reach(const std::vector<CNode*>& seeds, std::vector<CNode*>& out);
+    // Appends to `nodes`, breadth first and in relation order, every node not yet seen that
+    // shares a value `passes` admits with a node already in it.
+    template <class Passes> void Spread(std::vector<CNode*>& nodes, Passes passes);
     // The chained relations of the nodes, each once, in chain order.
     std::vector<int> ChainedRelationsOf(const std::vector<CNode*>& nodes);
     void Finish(CCluster* cluster);
@@ -69,6 +72,34 @@ private:
     std::vector<char> m_bRelSeen;
 };
 
+template <class Passes> void Seeder::Spread(std::vector<CNode*>& nodes, Passes passes)
+{
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+    {
+        POSITION rpos = nodes[i]->m_RelList.GetHeadPosition();
+        while (rpos != nullptr)
+        {
+            CVal* val = nodes[i]->m_RelList.GetNext(rpos)->m_pVal;
+            if (val == nullptr || !passes(val))
+            {
+                continue;
+            }
+            POSITION spos = val->m_RelSel.GetHeadPosition();
+            while (spos != nullptr)
+            {
+                CRel* sharing = val->m_RelSel.GetNext(spos);
+                for (CNode* end : {sharing->m_pNode1, sharing->m_pNode2})
+                {
+                    if (end != nullptr && m_SeenNodes.insert(end).second)
+                    {
+                        nodes.push_back(end);
+                    }
+                }
+            }
+        }
+    }
+}
+
 void Seeder::Load()
 {
     POSITION pos = g_sktRelChain.GetHeadPosition();
@@ -101,30 +132,8 @@ void Seeder::Load()
             queue.push_back(node);
         }
     }
-    for (std::size_t i = 0; i < queue.size(); ++i)
-    {
-        POSITION rpos = queue[i]->m_RelList.GetHeadPosition();
-        while (rpos != nullptr)
-        {
-            CVal* val = queue[i]->m_RelList.GetNext(rpos)->m_pVal;
-            if (val == nullptr || val->m_bKnown != 0 || !m_WasUnknown.insert(val).second)
-            {
-                continue;
-            }
-            POSITION spos = val->m_RelSel.GetHeadPosition();
-            while (spos != nullptr)
-            {
-                CRel* sharing = val->m_RelSel.GetNext(spos);
-                for (CNode* end : {sharing->m_pNode1, sharing->m_pNode2})
-                {
-                    if (end != nullptr && m_SeenNodes.insert(end).second)
-                    {
-                        queue.push_back(end);
-                    }
-                }
-            }
-        }
-    }
+    Spread(queue,
+           [this](CVal* val) { return val->m_bKnown == 0 && m_WasUnknown.insert(val).second; });
     // A fresh set: clearing one sized for every node would cost that much on every seed.
     m_SeenNodes = std::unordered_set<CNode*>();
 
@@ -201,30 +210,8 @@ void Seeder::Reach(const std::vector<CNode*>& seeds, std::vector<CNode*>& out)
             out.push_back(node);
         }
     }
-    for (std::size_t i = 0; i < out.size(); ++i)
-    {
-        POSITION rpos = out[i]->m_RelList.GetHeadPosition();
-        while (rpos != nullptr)
-        {
-            CVal* val = out[i]->m_RelList.GetNext(rpos)->m_pVal;
-            if (val == nullptr || m_WasUnknown.count(val) == 0 || !m_SeenValues.insert(val).second)
-            {
-                continue;
-            }
-            POSITION spos = val->m_RelSel.GetHeadPosition();
-            while (spos != nullptr)
-            {
-                CRel* sharing = val->m_RelSel.GetNext(spos);
-                for (CNode* end : {sharing->m_pNode1, sharing->m_pNode2})
-                {
-                    if (end != nullptr && m_SeenNodes.insert(end).second)
-                    {
-                        out.push_back(end);
-                    }
-                }
-            }
-        }
-    }
+    Spread(out, [this](CVal* val)
+           { return m_WasUnknown.count(val) != 0 && m_SeenValues.insert(val).second; });
     m_SeenNodes.clear();
     m_SeenValues.clear();
 }
