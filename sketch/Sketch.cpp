@@ -69,6 +69,22 @@ const char* VerdictText(Verdict verdict)
     return "unknown";
 }
 
+const char* VerdictWord(Verdict verdict)
+{
+    switch (verdict)
+    {
+        case Verdict::Ok:
+            return "ok";
+        case Verdict::OverConstrained:
+            return "over-constrained";
+        case Verdict::FixedContradiction:
+            return "fixed-contradiction";
+        case Verdict::SeedContradiction:
+            return "seed-contradiction";
+    }
+    return "unknown";
+}
+
 Sketch::Sketch() = default;
 
 Sketch::~Sketch()

@@ -15,6 +15,7 @@ EMSCRIPTEN_BINDINGS(qsolver)
         .function("drag", &SketchSession::Drag)
         .function("diagnose", &SketchSession::Diagnose)
         .function("document", &SketchSession::Document)
+        .function("coordinates", &SketchSession::Coordinates)
         .function("save", &SketchSession::Save)
         .function("lastError", &SketchSession::LastError)
         .function("clearError", &SketchSession::ClearError);

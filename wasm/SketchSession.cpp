@@ -14,26 +14,10 @@ namespace qsolver::web
 namespace
 {
 
-const char* VerdictKey(Verdict verdict)
-{
-    switch (verdict)
-    {
-        case Verdict::Ok:
-            return "ok";
-        case Verdict::OverConstrained:
-            return "over-constrained";
-        case Verdict::FixedContradiction:
-            return "fixed-contradiction";
-        case Verdict::SeedContradiction:
-            return "seed-contradiction";
-    }
-    return "unknown";
-}
-
 /// Where a relation's value lives in the document: its own, the shared value or the radius.
-double* ValueSlot(SketchDoc& doc, int relation)
+const double* ValueSlot(const SketchDoc& doc, int relation)
 {
-    DocRelation& r = doc.relations[relation];
+    const DocRelation& r = doc.relations[relation];
     if (r.type == DocRelType::Rad)
     {
         return &doc.nodes[doc.FindNode(r.nodes[1])].radius;
@@ -43,6 +27,11 @@ double* ValueSlot(SketchDoc& doc, int relation)
         return &doc.values[doc.FindValue(r.shared)].value;
     }
     return r.hasValue ? &r.value : nullptr;
+}
+
+double* ValueSlot(SketchDoc& doc, int relation)
+{
+    return const_cast<double*>(ValueSlot(static_cast<const SketchDoc&>(doc), relation));
 }
 
 Json NotHolding(const SketchDoc& doc)
@@ -112,7 +101,7 @@ std::string SketchSession::Analyse()
         clusters.push_back(Json{{"nodes", c.nodes}, {"freeNum", c.freeNum}, {"fixed", c.fixed}});
     }
     return Json{{"ok", result.IsOk()},
-                {"verdict", VerdictKey(result.verdict)},
+                {"verdict", VerdictWord(result.verdict)},
                 {"verdictText", VerdictText(result.verdict)},
                 {"clusters", clusters},
                 {"stripped", result.stripped},
@@ -221,30 +210,52 @@ std::string SketchSession::Diagnose()
     return d.dump();
 }
 
+namespace
+{
+
+Json NodePlace(const DocNode& n)
+{
+    Json j{{"x", n.x}, {"y", n.y}};
+    if (n.type == DocNodeType::Line)
+    {
+        j["dx"] = n.dx;
+        j["dy"] = n.dy;
+    }
+    if (n.type == DocNodeType::Circle)
+    {
+        j["radius"] = n.radius;
+    }
+    return j;
+}
+
+} // namespace
+
+std::string SketchSession::Coordinates() const
+{
+    Json out = Json::object();
+    for (const DocNode& n : m_doc.nodes)
+    {
+        out[n.id] = NodePlace(n);
+    }
+    return out.dump();
+}
+
 std::string SketchSession::Document() const
 {
     Json nodes = Json::array();
     for (const DocNode& n : m_doc.nodes)
     {
-        Json j{{"id", n.id}, {"type", DocNodeTypeName(n.type)}, {"x", n.x}, {"y", n.y}};
-        if (n.type == DocNodeType::Line)
-        {
-            j["dx"] = n.dx;
-            j["dy"] = n.dy;
-        }
-        if (n.type == DocNodeType::Circle)
-        {
-            j["radius"] = n.radius;
-        }
+        Json j = NodePlace(n);
+        j["id"] = n.id;
+        j["type"] = DocNodeTypeName(n.type);
         nodes.push_back(j);
     }
-    SketchDoc doc = m_doc;
     Json relations = Json::array();
     for (size_t i = 0; i < m_doc.relations.size(); ++i)
     {
         const DocRelation& r = m_doc.relations[i];
         Json j{{"id", r.id}, {"type", DocRelTypeName(r.type)}, {"nodes", r.nodes}};
-        if (const double* slot = ValueSlot(doc, static_cast<int>(i)))
+        if (const double* slot = ValueSlot(m_doc, static_cast<int>(i)))
         {
             j["value"] = *slot;
         }

@@ -31,6 +31,8 @@ public:
     std::string Diagnose();
     /// Nodes, relations with their values, and named values, in the file's units.
     std::string Document() const;
+    /// {id: {x, y, ...}} of every node: what a redraw needs, without the relations.
+    std::string Coordinates() const;
     /// The sketch file text of the current state.
     std::string Save() const;
     /// The message of the last refused or failed call; empty when none.

@@ -57,6 +57,10 @@ enum class Verdict
 /// A short English text for the verdict, for printing.
 const char* VerdictText(Verdict verdict);
 
+/// The verdict as one stable word for machine-read output ("ok", "over-constrained",
+/// "fixed-contradiction", "seed-contradiction"): every binding reports the same word.
+const char* VerdictWord(Verdict verdict);
+
 /// One rigid cluster found by the analysis.
 struct ClusterInfo
 {

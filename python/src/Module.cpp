@@ -65,22 +65,6 @@ std::string PathText(const py::object& path)
     return py::str(py::module_::import("os").attr("fspath")(path));
 }
 
-std::string VerdictKey(Verdict verdict)
-{
-    switch (verdict)
-    {
-        case Verdict::Ok:
-            return "ok";
-        case Verdict::OverConstrained:
-            return "over-constrained";
-        case Verdict::FixedContradiction:
-            return "fixed-contradiction";
-        case Verdict::SeedContradiction:
-            return "seed-contradiction";
-    }
-    return "unknown";
-}
-
 /// What analyse() returns.
 struct Analysis
 {
@@ -108,7 +92,7 @@ Analysis RunAnalyse(PySketch& sketch)
         diagnostics = sketch.Diagnose();
     }
     Analysis out;
-    out.verdict = VerdictKey(result.verdict);
+    out.verdict = VerdictWord(result.verdict);
     out.verdictText = VerdictText(result.verdict);
     out.clusters = std::move(result.clusters);
     out.stripped = std::move(result.stripped);

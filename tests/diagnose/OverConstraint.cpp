@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -265,3 +266,17 @@ TEST(AnalyseCommand, UnderConstrainedNodesWithTheirFreedoms)
 }
 
 } // namespace
+
+// Hosts match on these words (qsketch --json, Python, the browser): they must not drift.
+TEST(VerdictWord, EveryVerdictHasItsStableWord)
+{
+    using qsolver::Verdict;
+    const std::pair<Verdict, std::string> rows[] = {
+        {Verdict::Ok, "ok"},
+        {Verdict::OverConstrained, "over-constrained"},
+        {Verdict::FixedContradiction, "fixed-contradiction"},
+        {Verdict::SeedContradiction, "seed-contradiction"},
+    };
+    for (const auto& [verdict, word] : rows)
+        EXPECT_EQ(qsolver::VerdictWord(verdict), word);
+}

@@ -195,6 +195,8 @@ TEST(VocabFiles, ExamplesAnalyseDriveRenderAndExport)
 
         EXPECT_EQ(analyse.code, 0) << analyse.out << analyse.err;
         const auto report = nlohmann::json::parse(analyse.out);
+        // The same verdict word as a format-1 report, so a host reads both alike.
+        EXPECT_EQ(report["verdict"], "ok");
         EXPECT_TRUE(report["notHolding"].empty());
         ASSERT_EQ(drive.code, 0) << drive.out << drive.err;
         EXPECT_EQ(render.code, 0) << render.err;

@@ -107,22 +107,6 @@ private:
     std::string m_text;
 };
 
-const char* VerdictKey(Verdict verdict)
-{
-    switch (verdict)
-    {
-        case Verdict::Ok:
-            return "ok";
-        case Verdict::OverConstrained:
-            return "over-constrained";
-        case Verdict::FixedContradiction:
-            return "fixed-contradiction";
-        case Verdict::SeedContradiction:
-            return "seed-contradiction";
-    }
-    return "unknown";
-}
-
 /// Relations that do not hold, for the report; empty when all do.
 Json NotHolding(const SketchDoc& doc, const std::vector<RelationCheck>& checks, Report& report,
                 const char* heading)
@@ -156,7 +140,7 @@ void AddAnalysis(const AnalysisResult& result, Report& report, Json& into)
     into["clusters"] = clusters;
     into["stripped"] = result.stripped;
     into["unseeded"] = result.unseeded;
-    into["verdict"] = VerdictKey(result.verdict);
+    into["verdict"] = qsolver::VerdictWord(result.verdict);
     into["verdictText"] = qsolver::VerdictText(result.verdict);
     // The stripped nodes include the undetermined ones; the text names each node once.
     std::vector<std::string> placed;

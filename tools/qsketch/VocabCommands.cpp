@@ -135,6 +135,20 @@ bool Write(const std::string& path, const std::string& text, const char* what, O
     return true;
 }
 
+// After a drive or a drag: the sketch (-o) and its drawing against the one before (--svg).
+int Solved(const Options& options, const VocabDoc& doc, const VocabDoc& before, Out& out,
+           InputError& error)
+{
+    if ((!options.out.empty() &&
+         !Write(options.out, qsolver::FormatVocabSketch(doc), "sketch", out, error)) ||
+        (!options.svg.empty() &&
+         !Write(options.svg, qsolver::DrawVocabSvg(doc, &before), "svg", out, error)))
+    {
+        return out.Fail(error);
+    }
+    return out.Finish(kDone);
+}
+
 } // namespace
 
 bool IsVocabFile(const std::string& path)
@@ -178,6 +192,7 @@ int RunVocabAnalyse(const Options& options)
     out.data["clusters"] = clusters;
     out.data["stripped"] = result.stripped;
     out.data["unseeded"] = result.unseeded;
+    out.data["verdict"] = qsolver::VerdictWord(result.verdict);
     out.data["verdictText"] = qsolver::VerdictText(result.verdict);
     out.Line(std::string("verdict: ") + qsolver::VerdictText(result.verdict));
     AddDiagnostics(
@@ -265,14 +280,7 @@ int RunVocabDrive(const Options& options)
     out.Line("re-solved; " + std::to_string(moved.size()) + " entities moved");
     out.data["references"] = References(sketch, doc, out);
     out.Line("every constraint holds");
-    if ((!options.out.empty() &&
-         !Write(options.out, qsolver::FormatVocabSketch(doc), "sketch", out, error)) ||
-        (!options.svg.empty() &&
-         !Write(options.svg, qsolver::DrawVocabSvg(doc, &before), "svg", out, error)))
-    {
-        return out.Fail(error);
-    }
-    return out.Finish(kDone);
+    return Solved(options, doc, before, out, error);
 }
 
 int RunVocabDrag(const Options& options)
@@ -323,14 +331,7 @@ int RunVocabDrag(const Options& options)
              Pretty(doc.entities[index].x) + ", " + Pretty(doc.entities[index].y) + " (" +
              Pretty(result.core.distance) + " from the target)");
     out.Line("every constraint holds");
-    if ((!options.out.empty() &&
-         !Write(options.out, qsolver::FormatVocabSketch(doc), "sketch", out, error)) ||
-        (!options.svg.empty() &&
-         !Write(options.svg, qsolver::DrawVocabSvg(doc, &before), "svg", out, error)))
-    {
-        return out.Fail(error);
-    }
-    return out.Finish(kDone);
+    return Solved(options, doc, before, out, error);
 }
 
 int RunVocabRender(const Options& options)

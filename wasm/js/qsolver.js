@@ -54,11 +54,7 @@ export class Sketch {
 
   /** {id: {x, y}} for points, {id: {x, y, dx, dy}} for lines, {id: {x, y, radius}} for circles. */
   coordinates() {
-    const out = {};
-    for (const { id, type, ...rest } of this.document().nodes) {
-      out[id] = rest;
-    }
-    return out;
+    return JSON.parse(this.#session.coordinates());
   }
 
   /** The sketch file text of the current state. */

@@ -157,3 +157,17 @@ test("diagnostics count the freedoms left", async (t) => {
   const over = await open("examples/overconstrained.json");
   assert.ok(over.diagnostics().conflicting.length + over.diagnostics().redundant.length > 0);
 });
+
+test("coordinates agree with the document after a solve, for points, lines and circles", async () => {
+  const sketch = await open("examples/plate.json");
+  assert.equal(sketch.analyse().ok, true);
+  const doc = sketch.document();
+  const at = sketch.coordinates();
+  assert.deepEqual(Object.keys(at).sort(), doc.nodes.map((n) => n.id).sort());
+  const kinds = new Set();
+  for (const { id, type, ...place } of doc.nodes) {
+    kinds.add(type);
+    assert.deepEqual(at[id], place, id);
+  }
+  assert.ok(kinds.has("line") && kinds.has("circle"), "the example has every kind of node");
+});
