@@ -74,20 +74,25 @@ void DumpChain(Out& out, const qsolver::Sketch& sketch, const char* name, CPtrLi
     out.Line("chain %s:%s", name, Ids(sketch, chain).c_str());
 }
 
-// Everything a pass can have changed: clusters, chains, nodes, values and relation states.
-void DumpState(Out& out, qsolver::Sketch& sketch, const char* title)
+// Everything a pass can have changed: clusters, chains, nodes, values and relation states. The
+// chains only the drive pass resets are left out of the analysis: they may still name objects
+// the host has deleted since.
+void DumpState(Out& out, qsolver::Sketch& sketch, const char* title, bool drive = false)
 {
     out.Line("- %s", title);
     std::unordered_map<CNode*, std::string> where;
     DumpClusters(out, sketch, g_sktClusterChain, "C", where);
-    DumpClusters(out, sketch, g_sktGoodClusterChain, "G", where);
     DumpChain(out, sketch, "undefined", g_sktUndefinedNodeChain);
     DumpChain(out, sketch, "defined", g_sktDefinedNodeChain);
     DumpChain(out, sketch, "known", g_sktKnownNodeChain);
-    DumpChain(out, sketch, "good", g_sktGoodNodeChain);
     DumpChain(out, sketch, "rel", g_sktRelChain);
-    DumpChain(out, sketch, "save", g_sktSaveRelChain);
-    DumpChain(out, sketch, "drive", g_sktDriveRelChain);
+    if (drive)
+    {
+        DumpClusters(out, sketch, g_sktGoodClusterChain, "G", where);
+        DumpChain(out, sketch, "good", g_sktGoodNodeChain);
+        DumpChain(out, sketch, "save", g_sktSaveRelChain);
+        DumpChain(out, sketch, "drive", g_sktDriveRelChain);
+    }
 
     POSITION pos = sketch.Nodes().GetHeadPosition();
     while (pos != nullptr)
@@ -294,7 +299,7 @@ void DriveOnce(Out& out, qsolver::Sketch& sketch, CRel* rel, double value, bool 
     g_sktDriveRelChain.AddTail(rel);
     const char* failed = DriveSteps(sketch, nodeChain);
     out.Line("%s: %s", nodeChain ? "node chain" : "clusters", failed ? failed : "done");
-    DumpState(out, sketch, "driven");
+    DumpState(out, sketch, "driven", true);
     if (failed != nullptr || !keep)
     {
         sketch.RestoreAll();
