@@ -135,6 +135,49 @@ int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& driv
     return 1;
 }
 
+namespace
+{
+// Clusters of the drive pass: grown with regeneration once driven, and driven from the start
+// when a relation between the base nodes is.
+class DriveSteps : public SeedSteps
+{
+public:
+    explicit DriveSteps(const DriveRelSet& drive) : SeedSteps(true), m_Drive(drive) {}
+    CCluster* NewCluster() override { return sktDriveNewCluster(); }
+    int BetweenBaseNodes(CCluster* cluster, CRelList& used) override
+    {
+        POSITION pos = used.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = used.GetNext(pos);
+            rel->SetActive();
+            if (cluster->m_wDriven == 0 && m_Drive.Holds(rel))
+            {
+                cluster->m_wDriven = 1;
+            }
+        }
+        if (cluster->m_wDriven == 1)
+        {
+            // Place the second base node from the first by the changed relations.
+            return cluster->m_NodeList.GetTail()->Regenerate() == 0 ? -1 : 1;
+        }
+        pos = used.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            used.GetNext(pos)->SetUsed();
+        }
+        return 1;
+    }
+    int Grow(CNode* node, CCluster* cluster) override
+    {
+        return sktDriveGrowFromNode(node, cluster, m_Drive);
+    }
+
+private:
+    const DriveRelSet& m_Drive;
+};
+} // namespace
+
 int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
 {
     const int found = sktFindBaseNodesForCluster(cluster);
@@ -143,42 +186,12 @@ int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
         return found;
     }
     // The relations still used here are those with known values between the two base nodes.
-    CRelList between;
-    POSITION pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = g_sktRelChain.GetNext(pos);
-        if (!rel->IsUsed())
-        {
-            continue;
-        }
-        rel->SetActive();
-        between.AddTail(rel);
-        if (cluster->m_wDriven == 0 && drive.Holds(rel))
-        {
-            cluster->m_wDriven = 1;
-        }
-    }
-    if (cluster->m_wDriven == 1)
-    {
-        // Place the second base node from the first by the changed relations.
-        CNode* second = cluster->m_NodeList.GetTail();
-        if (second->Regenerate() == 0)
-        {
-            between.RemoveAll();
-            return -1;
-        }
-    }
-    else
-    {
-        pos = between.GetHeadPosition();
-        while (pos != nullptr)
-        {
-            between.GetNext(pos)->SetUsed();
-        }
-    }
-    between.RemoveAll();
-    return 1;
+    CRelList used;
+    sktUsedChainRelations(used);
+    DriveSteps steps(drive);
+    const int taken = steps.BetweenBaseNodes(cluster, used);
+    used.RemoveAll();
+    return taken;
 }
 
 int sktBuildFromOneNode(CNode* node, CCluster* cluster)
@@ -216,34 +229,6 @@ catch (...)
 
 namespace
 {
-// The seeding loop as the exported steps themselves: the reference for sktDriveSeedClusters.
-int SeedClustersPlain(const DriveRelSet& drive)
-{
-    return sktSeedClusterLoop(
-        g_sktClusterChain, [] { return !g_sktUndefinedNodeChain.IsEmpty(); }, sktDriveNewCluster,
-        [&drive](CCluster* cluster)
-        {
-            sktInitUndefinedNodeChain();
-            const int found = sktDriveSeedCluster(cluster, drive);
-            if (found != 1)
-            {
-                return found;
-            }
-            POSITION pos = cluster->m_NodeList.GetHeadPosition();
-            CNode* first = cluster->m_NodeList.GetNext(pos);
-            CNode* second = cluster->m_NodeList.GetAt(pos);
-            if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
-                sktDriveGrowFromNode(second, cluster, drive) == 0)
-            {
-                return -1;
-            }
-            sktGetClusterRelChain(cluster);
-            sktRemoveKnownNodeFromChain();
-            sktRemoveActiveAndUsedRelFromChain();
-            return 1;
-        });
-}
-
 int BuildClusterChain(bool plain)
 {
     DriveRelSet drive;
@@ -259,7 +244,9 @@ int BuildClusterChain(bool plain)
     }
     g_sktClusterChain.AddTail(fixed);
 
-    const int seeded = plain ? SeedClustersPlain(drive) : sktDriveSeedClusters(drive);
+    DriveSteps steps(drive);
+    const int seeded = plain ? sktSeedClustersPlainWith(g_sktClusterChain, steps)
+                             : sktSeedClustersWith(g_sktClusterChain, steps);
     if (seeded == 0)
     {
         return 0;

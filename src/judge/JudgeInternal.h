@@ -34,11 +34,40 @@ void sktInitJudgePlain(CNodeList& nodes, CRelList& rels);
 CNode* sktChooseSecondBaseNode(CNode* first);
 void sktUndoFirstActivation(CNode* first, CNode* second);
 
+/// What the analysis and the drive pass do differently while seeding clusters: how a cluster
+/// is made and grown, and (the drive pass) what is done with the relations between the two
+/// base nodes before growing.
+class SeedSteps
+{
+public:
+    /// takesBaseRelations: BetweenBaseNodes is called.
+    explicit SeedSteps(bool takesBaseRelations) : m_bTakesBaseRelations(takesBaseRelations) {}
+    virtual ~SeedSteps() = default;
+    bool TakesBaseRelations() const { return m_bTakesBaseRelations; }
+    /// A new cluster, or null (seeding then ends with 0).
+    virtual CCluster* NewCluster() = 0;
+    /// After the base nodes are taken, with the relations of the chain still used (those
+    /// between the two with a known value) in chain order: 1, or -1 on a contradiction.
+    virtual int BetweenBaseNodes(CCluster* cluster, CRelList& used) = 0;
+    /// Grows the cluster from a node taken as known: 1, or 0 on a contradiction.
+    virtual int Grow(CNode* node, CCluster* cluster) = 0;
+
+private:
+    bool m_bTakesBaseRelations;
+};
+
 /// The host's loop after the main cluster: while undetermined nodes are left, seeds a cluster
 /// with two base nodes, grows it from both, collects its relations, takes what it determined
 /// out of the chains and appends it to the list. 1 when no further cluster can be seeded or
-/// none is needed, 0 on a contradiction (the cluster being built is deleted).
-int sktSeedClusters(CClusterList& clusters);
-
+/// none is needed, 0 on a contradiction (the cluster being built is deleted). The walks of the
+/// chains are narrowed by indexes to what each cluster touches.
+int sktSeedClustersWith(CClusterList& clusters, SeedSteps& steps);
 /// The same loop as the exported steps themselves, as a reference.
+int sktSeedClustersPlainWith(CClusterList& clusters, SeedSteps& steps);
+/// The relations of g_sktRelChain in the used state, in chain order.
+void sktUsedChainRelations(CRelList& used);
+
+/// sktSeedClustersWith for the analysis pass.
+int sktSeedClusters(CClusterList& clusters);
+/// sktSeedClustersPlainWith for the analysis pass.
 int sktSeedClustersPlain(CClusterList& clusters);
