@@ -13,8 +13,12 @@ if [ $# -ne 1 ]; then
 fi
 root=$(cd "$(dirname "$0")/.." && pwd)
 base_rev=$(git -C "$root" rev-parse --verify "$1^{commit}") || exit 2
-# Under the source tree, so that ccache (base_dir) shares objects between the two builds.
+# Under the source tree, so that ccache (base_dir) shares objects between the two builds; each
+# set of configure options keeps builds of its own.
 work=$root/build/identity
+if [ -n "${QSOLVER_IDENTITY_CMAKE_ARGS:-}" ]; then
+    work=$work-$(printf '%s' "$QSOLVER_IDENTITY_CMAKE_ARGS" | cksum | cut -d' ' -f1)
+fi
 mkdir -p "$work"
 base_src=$work/base-src
 cleanup() {
