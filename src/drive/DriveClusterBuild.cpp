@@ -69,22 +69,6 @@ int BuildFixedCluster(CCluster* cluster, const DriveRelSet& drive)
     return 1;
 }
 
-// Pools the relations of every cluster and hands each to the clusters that hold its nodes.
-void DistributeRelations()
-{
-    CRelList pool;
-    POSITION cpos = g_sktClusterChain.GetHeadPosition();
-    while (cpos != nullptr)
-    {
-        CCluster* cluster = g_sktClusterChain.GetNext(cpos);
-        POSITION rpos = cluster->m_RelList.GetHeadPosition();
-        while (rpos != nullptr)
-        {
-            pool.AddTail(cluster->m_RelList.GetNext(rpos));
-        }
-    }
-    sktDistributeRelations(pool, g_sktClusterChain);
-}
 } // namespace
 
 int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& drive)
@@ -273,7 +257,10 @@ int BuildClusterChain(bool plain)
     // grown from it here, and the pass leaves no node waiting.
     g_sktDefinedNodeChain.RemoveAll();
 
-    DistributeRelations();
+    // Every cluster's relations go to the clusters that hold their nodes.
+    CRelList pool;
+    sktPoolClusterRelations(g_sktClusterChain, pool);
+    sktDistributeRelations(pool, g_sktClusterChain);
     return 1;
 }
 } // namespace

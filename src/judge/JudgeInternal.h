@@ -10,6 +10,8 @@ class CNode;
 /// Empties every cluster's relation list, then gives each relation of the pool, in pool order,
 /// to the first two clusters (in list order) whose node list holds one of its nodes.
 void sktDistributeRelations(CRelList& pool, CClusterList& clusters);
+/// Appends every cluster's relations to the pool, cluster by cluster in list order.
+void sktPoolClusterRelations(CClusterList& clusters, CRelList& pool);
 
 /// Relations that each remove one degree of freedom: every known-valued relation, and every
 /// unknown-valued one except the first of its value (a shared unknown is one more unknown).
