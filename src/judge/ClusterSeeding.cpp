@@ -366,29 +366,16 @@ private:
         }
         valueBecameKnown = MadeValueKnown(first);
         // Unless a value became known, only the first node's relations can be active now.
-        std::vector<int>& firstRels = m_FirstRels;
-        ChainRelsOf(first, firstRels);
-        CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first) : nullptr;
-        int bestCount = -1;
-        for (int r : firstRels)
+        ChainRelsOf(first, m_FirstRels);
+        auto forFirstRels = [this](auto f)
         {
-            CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
-            if (valueBecameKnown || !rel->IsActive() || !rel->m_pVal->IsKnown())
+            for (int r : m_FirstRels)
             {
-                continue;
+                f(m_Rels[static_cast<size_t>(r)].rel);
             }
-            CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
-            if (candidate->m_RelList.GetCount() <= bestCount)
-            {
-                continue;
-            }
-            const int count = candidate->GetUnusedKnownRelNum();
-            if (count > bestCount)
-            {
-                bestCount = count;
-                second = candidate;
-            }
-        }
+        };
+        CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first)
+                                         : sktChooseSecondBaseNodeAmong(first, forFirstRels);
         if (second == nullptr)
         {
             g_sktDefinedNodeChain.RemoveAll();
@@ -409,37 +396,12 @@ private:
         if (valueBecameKnown)
         {
             sktUndoFirstActivation(first, second);
-            g_sktDefinedNodeChain.RemoveAll();
-            return 1;
         }
-        // Undoing the first node's activation touches only its relations: the rest of the chain
-        // is unused already.
-        for (int r : firstRels)
+        else
         {
-            CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
-            const bool joinsBases = (rel->m_pNode1 == first && rel->m_pNode2 == second) ||
-                                    (rel->m_pNode1 == second && rel->m_pNode2 == first);
-            if (joinsBases)
-            {
-                if (rel->m_pVal->IsKnown())
-                {
-                    rel->SetUsed();
-                }
-                else
-                {
-                    rel->SetUnused();
-                }
-                continue;
-            }
-            rel->SetUnused();
-            if (rel->m_pNode1 == first)
-            {
-                rel->m_pNode2->m_nFreeNum = 2;
-            }
-            else
-            {
-                rel->m_pNode1->m_nFreeNum = 2;
-            }
+            // Undoing the first node's activation touches only its relations: the rest of the
+            // chain is unused already.
+            sktUndoFirstActivationAmong(first, second, forFirstRels);
         }
         g_sktDefinedNodeChain.RemoveAll();
         return 1;

@@ -2,10 +2,12 @@
 // distribution of relations over clusters, the two counts, and the translation test.
 #pragma once
 
+#include "model/CNode.h"
+#include "model/CRel.h"
+#include "model/CVal.h"
 #include "model/PtrList.h"
 
 class CCluster;
-class CNode;
 
 /// Empties every cluster's relation list, then gives each relation of the pool, in pool order,
 /// to the first two clusters (in list order) whose node list holds one of its nodes.
@@ -35,6 +37,70 @@ void sktInitJudgePlain(CNodeList& nodes, CRelList& rels);
 /// activation except between the two.
 CNode* sktChooseSecondBaseNode(CNode* first);
 void sktUndoFirstActivation(CNode* first, CNode* second);
+
+/// sktChooseSecondBaseNode over the relations `forEach` visits (it calls its argument with
+/// each, in chain order): the best neighbour of the first over a known-valued relation that the
+/// first node's activation made active. Strictly greater replaces, so the earliest wins ties.
+template <class ForEach> CNode* sktChooseSecondBaseNodeAmong(CNode* first, ForEach forEach)
+{
+    CNode* best = nullptr;
+    int bestCount = -1;
+    forEach(
+        [&](CRel* rel)
+        {
+            if (rel->m_pVal == nullptr || !rel->m_pVal->IsKnown() || !rel->IsActive())
+            {
+                return;
+            }
+            CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
+            // A node cannot count more relations than it has: skip the walk when it cannot win.
+            if (candidate->m_RelList.GetCount() <= bestCount)
+            {
+                return;
+            }
+            const int count = candidate->GetUnusedKnownRelNum();
+            if (count > bestCount)
+            {
+                bestCount = count;
+                best = candidate;
+            }
+        });
+    return best;
+}
+
+/// sktUndoFirstActivation over the relations `forEach` visits: the cluster is grown from both
+/// base nodes afterwards, so only the relations between them stay taken.
+template <class ForEach>
+void sktUndoFirstActivationAmong(CNode* first, CNode* second, ForEach forEach)
+{
+    forEach(
+        [&](CRel* rel)
+        {
+            const bool joinsBases = (rel->m_pNode1 == first && rel->m_pNode2 == second) ||
+                                    (rel->m_pNode1 == second && rel->m_pNode2 == first);
+            if (joinsBases)
+            {
+                if (rel->m_pVal != nullptr && rel->m_pVal->IsKnown())
+                {
+                    rel->SetUsed();
+                }
+                else
+                {
+                    rel->SetUnused();
+                }
+                return;
+            }
+            rel->SetUnused();
+            if (rel->m_pNode1 == first)
+            {
+                rel->m_pNode2->m_nFreeNum = 2;
+            }
+            else if (rel->m_pNode2 == first)
+            {
+                rel->m_pNode1->m_nFreeNum = 2;
+            }
+        });
+}
 
 /// What the analysis and the drive pass do differently while seeding clusters: how a cluster
 /// is made and grown, and (the drive pass) what is done with the relations between the two
