@@ -322,6 +322,11 @@ void Out::Line(const char* format, ...)
     std::vprintf(format, args);
     va_end(args);
     std::putchar('\n');
+    if (format[0] == '=')
+    {
+        // A new sketch: what came before is complete.
+        std::fflush(stdout);
+    }
 }
 
 void CaptureMessages(Out& out)

@@ -91,13 +91,24 @@ void RunFamilies(Out& out)
     uint64_t seed = 1000;
     for (const auto& [name, size] : sizes)
     {
+        // Also made in reverse order, so that the sweeps and walks of the chains meet the
+        // sketch from its other end.
+        ++seed;
+        for (bool reversed : {false, true})
         {
+            // The long linkage's drives fall to slow numeric solves: once is enough.
+            if (reversed && size > 300 && std::strcmp(name, "linkage") == 0)
+            {
+                continue;
+            }
             const qsolver::bench::Family f = qsolver::bench::MakeFamily(name, size);
-            out.Line("== family %s %d", name, size);
+            out.Line("== family %s %d%s", name, size, reversed ? " reversed" : "");
             sktInitCountNum();
             qsolver::Sketch sketch;
-            for (size_t i = 0; i < f.nodes.size(); ++i)
+            const size_t nodes = f.nodes.size();
+            for (size_t k = 0; k < nodes; ++k)
             {
+                const size_t i = reversed ? nodes - 1 - k : k;
                 const qsolver::bench::Node& n = f.nodes[i];
                 const std::string id = "n" + std::to_string(i);
                 if (n.isLine)
@@ -109,8 +120,10 @@ void RunFamilies(Out& out)
                     sketch.AddPoint(id, n.x, n.y);
                 }
             }
-            for (size_t i = 0; i < f.relations.size(); ++i)
+            const size_t rels = f.relations.size();
+            for (size_t k = 0; k < rels; ++k)
             {
+                const size_t i = reversed ? rels - 1 - k : k;
                 const qsolver::bench::Relation& r = f.relations[i];
                 const std::string id = "r" + std::to_string(i);
                 const std::string a = "n" + std::to_string(r.a);
@@ -135,7 +148,8 @@ void RunFamilies(Out& out)
                         break;
                 }
             }
-            RunSketch(out, sketch, {{"r" + std::to_string(f.changed), f.newValue}}, ++seed);
+            RunSketch(out, sketch, {{"r" + std::to_string(f.changed), f.newValue}},
+                      reversed ? seed + 500 : seed);
         }
     }
 }
