@@ -1,10 +1,17 @@
 // Steps the analysis and the drive pass both take: the seeding loop, deleting the clusters a
-// chain holds, and trying whether two relations place a node. Written once so the passes, and
-// their plain and indexed ways, cannot drift apart.
+// chain holds, trying whether two relations place a node, and the sweeps that strip nodes.
+// Written once so the passes, and their plain and indexed ways, cannot drift apart.
 #pragma once
 
 #include "model/Chains.h"
 #include "model/PtrList.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <queue>
+#include <type_traits>
+#include <vector>
 
 class CNode;
 class CRel;
@@ -45,3 +52,115 @@ int sktSeedClusterLoop(CClusterList& clusters, More more, Make make, Seed seed)
     }
     return 1;
 }
+
+/// Stripping nodes by sweeps over a chain, repeated until one strips nothing, where each sweep
+/// tests only the nodes whose test a strip can have changed since they were last tested. Nodes
+/// are numbered in chain order; the sweeps walk from the head or (kFromTail) from the tail. A
+/// node touched by the strip of one it stands behind in the walk is due later in the same
+/// sweep, any other in the next: the strips happen in the order of the full sweeps.
+template <bool kFromTail> class StripSweeps
+{
+public:
+    void Reset(std::size_t count)
+    {
+        m_bRetired.assign(count, 0);
+        m_bInCurrent.assign(count, 0);
+        m_bInNext.assign(count, 0);
+        m_Current = Queue();
+        m_Next.clear();
+    }
+    /// The node is never tested again (stripped, or kept whatever its neighbours do).
+    void Retire(int i) { m_bRetired[static_cast<std::size_t>(i)] = 1; }
+    bool IsRetired(int i) const { return m_bRetired[static_cast<std::size_t>(i)] != 0; }
+    /// The test of node j may have changed through the strip of node `from`.
+    void Touch(int j, int from)
+    {
+        if (IsRetired(j))
+        {
+            return;
+        }
+        if (kFromTail ? j < from : j > from)
+        {
+            if (!m_bInCurrent[static_cast<std::size_t>(j)])
+            {
+                m_bInCurrent[static_cast<std::size_t>(j)] = 1;
+                m_Current.push(j);
+            }
+        }
+        else
+        {
+            DueNextSweep(j);
+        }
+    }
+    /// The test of node j may have changed otherwise: it is due in the next sweep.
+    void DueNextSweep(int j)
+    {
+        if (!IsRetired(j) && !m_bInNext[static_cast<std::size_t>(j)])
+        {
+            m_bInNext[static_cast<std::size_t>(j)] = 1;
+            m_Next.push_back(j);
+        }
+    }
+    /// visit(i, firstSweep) tests node i, strips it when it goes and answers whether it did;
+    /// endSweep(firstSweep) follows every sweep.
+    template <class Visit, class EndSweep> void Run(Visit visit, EndSweep endSweep)
+    {
+        // The first sweep visits every node, so it needs no queue: a node touched ahead of the
+        // walk is due anyway.
+        const int count = static_cast<int>(m_bRetired.size());
+        std::fill(m_bInCurrent.begin(), m_bInCurrent.end(), 1);
+        bool changed = false;
+        for (int k = 0; k < count; ++k)
+        {
+            const int i = kFromTail ? count - 1 - k : k;
+            m_bInCurrent[static_cast<std::size_t>(i)] = 0;
+            if (!IsRetired(i) && visit(i, true))
+            {
+                changed = true;
+            }
+        }
+        bool firstSweep = true;
+        for (;;)
+        {
+            while (!m_Current.empty())
+            {
+                const int i = m_Current.top();
+                m_Current.pop();
+                m_bInCurrent[static_cast<std::size_t>(i)] = 0;
+                if (!IsRetired(i) && visit(i, false))
+                {
+                    changed = true;
+                }
+            }
+            endSweep(firstSweep);
+            firstSweep = false;
+            if (!changed)
+            {
+                break;
+            }
+            changed = false;
+            for (int j : m_Next)
+            {
+                m_bInNext[static_cast<std::size_t>(j)] = 0;
+                if (!IsRetired(j) && !m_bInCurrent[static_cast<std::size_t>(j)])
+                {
+                    m_bInCurrent[static_cast<std::size_t>(j)] = 1;
+                    m_Current.push(j);
+                }
+            }
+            m_Next.clear();
+        }
+    }
+
+private:
+    // The next node of the walk on top.
+    typedef std::priority_queue<
+        int, std::vector<int>,
+        typename std::conditional<kFromTail, std::less<int>, std::greater<int>>::type>
+        Queue;
+    std::vector<char> m_bRetired;
+    std::vector<char> m_bInCurrent;
+    std::vector<char> m_bInNext;
+    Queue m_Current;
+    std::vector<int> m_Next;
+};
