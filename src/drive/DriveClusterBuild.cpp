@@ -43,75 +43,32 @@ int HasActiveDrivenRel(CNode* node, const DriveRelSet& drive)
 
 int BuildFixedCluster(CCluster* cluster, const DriveRelSet& drive)
 {
-    cluster->m_nFreeNum = 3;
-    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
-        if (!node->IsRefObject() && !node->IsFixed())
-        {
-            continue;
-        }
-        if (node->m_nFreeNum < 2)
-        {
-            return 0;
-        }
-        node->m_nFreeNum = 0;
-        cluster->AddNode(node);
-        if (sktDriveGrowFromNode(node, cluster, drive) == 0)
-        {
-            return 0;
-        }
-    }
-    sktGetClusterRelChain(cluster);
-    sktRemoveKnownNodeFromChain();
-    sktRemoveActiveAndUsedRelFromChain();
-    return 1;
+    return sktFillFixedCluster(cluster, [&drive](CNode* node, CCluster* grown)
+                               { return sktDriveGrowFromNode(node, grown, drive); });
 }
-
 } // namespace
 
 int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& drive)
 {
     const bool drivenAtStart = cluster->m_wDriven == 1;
     bool driven = drivenAtStart;
-    if (node->ActiveRel() == 0)
-    {
-        return 0;
-    }
-    if (!driven && HasActiveDrivenRel(node, drive))
-    {
-        driven = true;
-    }
-    CNodeList determined;
-    do
-    {
-        while (!g_sktDefinedNodeChain.IsEmpty())
+    CNodeList layer;
+    const int grown = sktGrowFromNode(
+        node, cluster, layer,
+        // Only nodes determined once the cluster is driven are recomputed; the others keep
+        // their geometry and are only checked.
+        [&driven](CNode* next) { return driven ? next->Regenerate() : next->IsLegal(); },
+        [&driven, &drive](CNode* next)
         {
-            CNode* next = g_sktDefinedNodeChain.RemoveHead();
-            // Only nodes determined once the cluster is driven are recomputed; the others keep
-            // their geometry and are only checked.
-            const int ok = driven ? next->Regenerate() : next->IsLegal();
-            if (ok == 0)
-            {
-                return 0;
-            }
-            determined.AddTail(next);
-        }
-        while (!determined.IsEmpty())
-        {
-            CNode* next = determined.RemoveHead();
-            if (next->ActiveRel() == 0)
-            {
-                return 0;
-            }
             if (!driven && HasActiveDrivenRel(next, drive))
             {
                 driven = true;
             }
-            cluster->AddNode(next);
-        }
-    } while (!g_sktDefinedNodeChain.IsEmpty());
+        });
+    if (grown == 0)
+    {
+        return 0;
+    }
     if (driven && !drivenAtStart)
     {
         cluster->m_wDriven = 1;

@@ -114,33 +114,10 @@ void sktUndoFirstActivation(CNode* first, CNode* second)
 int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
 try
 {
-    if (node->ActiveRel() == 0)
-    {
-        return 0;
-    }
-    // Layer by layer: check every node just determined, then spread from each of them.
-    while (!g_sktDefinedNodeChain.IsEmpty())
-    {
-        while (!g_sktDefinedNodeChain.IsEmpty())
-        {
-            CNode* defined = g_sktDefinedNodeChain.RemoveHead();
-            if (defined->IsLegal() == 0)
-            {
-                return 0;
-            }
-            g_sktKnownNodeChain.AddTail(defined);
-        }
-        while (!g_sktKnownNodeChain.IsEmpty())
-        {
-            CNode* known = g_sktKnownNodeChain.RemoveHead();
-            if (known->ActiveRel() == 0)
-            {
-                return 0;
-            }
-            cluster->AddNode(known);
-        }
-    }
-    return 1;
+    // Each layer waits in g_sktKnownNodeChain between its checks and its activations.
+    return sktGrowFromNode(
+        node, cluster, g_sktKnownNodeChain, [](CNode* defined) { return defined->IsLegal(); },
+        [](CNode*) {});
 }
 catch (...)
 {
@@ -150,31 +127,7 @@ catch (...)
 int sktCreateMainCluster(CCluster* cluster)
 try
 {
-    cluster->m_nFreeNum = 3;
-    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
-        if (!node->IsRefObject() && !node->IsFixed())
-        {
-            continue;
-        }
-        // Other fixed or reference geometry has already placed it, partly or wholly.
-        if (node->IsDecreaseFreeNum())
-        {
-            return 0;
-        }
-        node->m_nFreeNum = 0;
-        cluster->AddNode(node);
-        if (sktReasoningFromOneNode(node, cluster) == 0)
-        {
-            return 0;
-        }
-    }
-    sktGetClusterRelChain(cluster);
-    sktRemoveKnownNodeFromChain();
-    sktRemoveActiveAndUsedRelFromChain();
-    return 1;
+    return sktFillFixedCluster(cluster, sktReasoningFromOneNode);
 }
 catch (...)
 {

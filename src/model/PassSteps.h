@@ -3,6 +3,7 @@
 // Written once so the passes, and their plain and indexed ways, cannot drift apart.
 #pragma once
 
+#include "model/CNode.h"
 #include "model/Chains.h"
 #include "model/PtrList.h"
 
@@ -13,7 +14,6 @@
 #include <type_traits>
 #include <vector>
 
-class CNode;
 class CRel;
 
 /// Takes the two base nodes of a new cluster as known. When the first alone determined the
@@ -27,6 +27,78 @@ void sktDeleteClusters(CClusterList& chain);
 /// taken as known, and everything the trial touched is put back except the node's own known
 /// mark. The node's IsLegal result.
 int sktIsPlacedByTwoRelations(CNode* node, CRel* first, CRel* last);
+
+/// Known-propagation from a node taken as known, layer by layer: its relations are activated,
+/// every node that thereby became determined (g_sktDefinedNodeChain) is checked by `check`
+/// and waits in `layer`, then each of those has its relations activated, is told to
+/// `activated` and joins the cluster, until nothing more is determined. `activated` hears of
+/// the first node too. 1, or 0 when an activation or a check refuses.
+template <class Check, class Activated>
+int sktGrowFromNode(CNode* node, CCluster* cluster, CNodeList& layer, Check check,
+                    Activated activated)
+{
+    if (node->ActiveRel() == 0)
+    {
+        return 0;
+    }
+    activated(node);
+    while (!g_sktDefinedNodeChain.IsEmpty())
+    {
+        while (!g_sktDefinedNodeChain.IsEmpty())
+        {
+            CNode* defined = g_sktDefinedNodeChain.RemoveHead();
+            if (check(defined) == 0)
+            {
+                return 0;
+            }
+            layer.AddTail(defined);
+        }
+        while (!layer.IsEmpty())
+        {
+            CNode* known = layer.RemoveHead();
+            if (known->ActiveRel() == 0)
+            {
+                return 0;
+            }
+            activated(known);
+            cluster->AddNode(known);
+        }
+    }
+    return 1;
+}
+
+/// Fills the first cluster with the fixed and reference nodes, in chain order, each grown by
+/// `grow` (1, or 0 on a contradiction), then takes its relations and what it determined out of
+/// the chains. 1, or 0 when such a node was already placed by other fixed geometry or growing
+/// refused.
+template <class Grow> int sktFillFixedCluster(CCluster* cluster, Grow grow)
+{
+    cluster->m_nFreeNum = 3;
+    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
+        if (!node->IsRefObject() && !node->IsFixed())
+        {
+            continue;
+        }
+        // Other fixed or reference geometry has already placed it, partly or wholly.
+        if (node->IsDecreaseFreeNum())
+        {
+            return 0;
+        }
+        node->m_nFreeNum = 0;
+        cluster->AddNode(node);
+        if (grow(node, cluster) == 0)
+        {
+            return 0;
+        }
+    }
+    sktGetClusterRelChain(cluster);
+    sktRemoveKnownNodeFromChain();
+    sktRemoveActiveAndUsedRelFromChain();
+    return 1;
+}
 
 /// The host's seeding loop after the first cluster. While `more()` holds, a cluster from
 /// `make()` (null ends the loop with 0) is seeded and grown by `seed`, which answers 1 grown
