@@ -208,7 +208,8 @@ private:
     StripSweeps<false> m_Sweeps;
 };
 
-void LoadChains(CNodeList& nodes, CRelList& rels)
+// The chains an analysis fills; the save chain is the drive pass's alone.
+void EmptyChains()
 {
     g_sktGoodNodeChain.RemoveAll();
     g_sktKnownNodeChain.RemoveAll();
@@ -216,6 +217,11 @@ void LoadChains(CNodeList& nodes, CRelList& rels)
     g_sktDefinedNodeChain.RemoveAll();
     g_sktRelChain.RemoveAll();
     g_sktDriveRelChain.RemoveAll();
+}
+
+void LoadChains(CNodeList& nodes, CRelList& rels)
+{
+    EmptyChains();
     sktDeleteClusters(g_sktClusterChain);
     sktDeleteClusters(g_sktGoodClusterChain);
 
@@ -269,12 +275,7 @@ void sktFinishJudge(CRelList& rels)
 try
 {
     sktDeleteClusters(g_sktClusterChain);
-    g_sktGoodNodeChain.RemoveAll();
-    g_sktKnownNodeChain.RemoveAll();
-    g_sktUndefinedNodeChain.RemoveAll();
-    g_sktDefinedNodeChain.RemoveAll();
-    g_sktRelChain.RemoveAll();
-    g_sktDriveRelChain.RemoveAll();
+    EmptyChains();
 
     POSITION pos = rels.GetHeadPosition();
     while (pos != nullptr)
