@@ -230,34 +230,31 @@ int LineChecks(CMathline* node, const RelBuffer& valid, int k)
     }
     return 1;
 }
+
+// The legality test of either node kind: its determining relations, its kind's checks when
+// there are two or more, then the relations taken into account.
+template <class Node, class Checks> int CheckAndTake(Node* node, Checks checks)
+{
+    RelBuffer valid;
+    const int k = CollectValid(node, valid);
+    if (k < 0 || k > 4)
+    {
+        return 0;
+    }
+    if (k >= 2 && !checks(node, valid, k))
+    {
+        return 0;
+    }
+    return TakeRelationsIntoAccount(node, valid);
+}
 } // namespace
 
 int CVert::IsLegal()
 {
-    RelBuffer valid;
-    int k = CollectValid(this, valid);
-    if (k < 0 || k > 4)
-    {
-        return 0;
-    }
-    if (k >= 2 && !PointChecks(this, valid, k))
-    {
-        return 0;
-    }
-    return TakeRelationsIntoAccount(this, valid);
+    return CheckAndTake(this, PointChecks);
 }
 
 int CMathline::IsLegal()
 {
-    RelBuffer valid;
-    int k = CollectValid(this, valid);
-    if (k < 0 || k > 4)
-    {
-        return 0;
-    }
-    if (k >= 2 && !LineChecks(this, valid, k))
-    {
-        return 0;
-    }
-    return TakeRelationsIntoAccount(this, valid);
+    return CheckAndTake(this, LineChecks);
 }
