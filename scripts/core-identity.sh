@@ -4,7 +4,8 @@
 # tree, runs both over the same sketches and compares their output. Exit 0 identical, 1 on any
 # difference (the first differences are printed), 2 on a bad call.
 # QSOLVER_IDENTITY_CMAKE_ARGS adds configure options to both builds (for example
-# -DQSOLVER_SLOT_STORE=ON).
+# -DQSOLVER_SLOT_STORE=ON); QSOLVER_IDENTITY_TARGETS builds further targets of both (for example
+# qsolver_core_profile, to compare the two under callgrind afterwards).
 set -euo pipefail
 
 if [ $# -ne 1 ]; then
@@ -41,7 +42,7 @@ build() { # source dir, build dir
     cmake -S "$1" -B "$2" -G "Unix Makefiles" -DCMAKE_BUILD_TYPE=Release \
         -DQSOLVER_BUILD_TESTS=OFF -DQSOLVER_BUILD_TOOLS=ON ${QSOLVER_IDENTITY_CMAKE_ARGS:-} \
         >/dev/null
-    cmake --build "$2" --target qsolver_core_identity -j2 >/dev/null
+    cmake --build "$2" --target qsolver_core_identity ${QSOLVER_IDENTITY_TARGETS:-} -j2 >/dev/null
 }
 echo "building $(git -C "$root" rev-parse --short "$base_rev") and the working tree" >&2
 build "$base_src" "$work/base-build"
