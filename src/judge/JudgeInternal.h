@@ -1,5 +1,5 @@
-// Internal steps of the over-constraint test that the drive pass and the tests reuse: the
-// distribution of relations over clusters, the two counts, and the translation test.
+// Internal steps of the analysis that the drive pass and the tests reuse: the distribution of
+// relations over clusters, the two counts, the translation test and the seeding of clusters.
 #pragma once
 
 #include "model/CNode.h"
