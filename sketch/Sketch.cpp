@@ -2,6 +2,8 @@
 #include "qsolver/Sketch.h"
 #include "qsolver/SolveEquations.h"
 
+#include "ObjectArena.h"
+
 #include "model/Prefetch.h"
 
 #include <algorithm>
@@ -85,7 +87,7 @@ const char* VerdictWord(Verdict verdict)
     return "unknown";
 }
 
-Sketch::Sketch() = default;
+Sketch::Sketch() : m_objects(std::make_unique<ObjectArena>()) {}
 
 Sketch::~Sketch()
 {
@@ -100,7 +102,7 @@ Sketch::~Sketch()
     pos = m_nodes.GetHeadPosition();
     while (pos != nullptr)
     {
-        delete m_nodes.GetNext(pos);
+        m_objects->Destroy(m_nodes.GetNext(pos));
     }
     m_nodes.RemoveAll();
     const std::unordered_set<CVal*> named(m_values.begin(), m_values.end());
@@ -113,7 +115,7 @@ Sketch::~Sketch()
             RemoveFromList(rel, rel->m_pVal->m_RelSel);
             rel->m_pVal = nullptr;
         }
-        delete rel;
+        m_objects->Destroy(rel);
     }
     m_rels.RemoveAll();
     for (CVal* value : m_values)
@@ -152,7 +154,7 @@ CVert* Sketch::AddPoint(const std::string& id, double x, double y)
     {
         return nullptr;
     }
-    CVert* point = new CVert(x, y, 0.0);
+    CVert* point = m_objects->Make<CVert>(x, y, 0.0);
     m_nodes.AddTail(point);
     m_nodeIds.push_back(id);
     m_nodeById[id] = point;
@@ -178,7 +180,7 @@ CMathline* Sketch::AddLine(const std::string& id, double px, double py, double d
     {
         return nullptr;
     }
-    CMathline* line = new CMathline();
+    CMathline* line = m_objects->Make<CMathline>();
     line->m_Line.Set(XYZ(px, py, 0.0), VECTOR(dx, dy, 0.0));
     line->m_bDirFixed = dirFixed ? 1 : 0;
     m_nodes.AddTail(line);
@@ -199,7 +201,7 @@ CMathcir* Sketch::AddCircle(const std::string& id, double cx, double cy, double 
     {
         return nullptr;
     }
-    CMathcir* circle = new CMathcir(XYZ(cx, cy, 0.0), radius);
+    CMathcir* circle = m_objects->Make<CMathcir>(XYZ(cx, cy, 0.0), radius);
     if (circle->m_pRadiusVal != nullptr)
     {
         m_radiusValues.push_back(circle->m_pRadiusVal);
@@ -318,7 +320,7 @@ CRel* Sketch::AddFix(const std::string& id, const std::string& node)
     {
         return nullptr;
     }
-    CRel* fix = Register(id, new CFix(n));
+    CRel* fix = Register(id, m_objects->Make<CFix>(n));
     m_fixedNodes.push_back(n);
     return fix;
 }
@@ -353,50 +355,58 @@ CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& se
     }
     if (value.IsOwn())
     {
-        return Register(id, make(a, b, value, nullptr), true);
+        return Register(id, make(*m_objects, a, b, value, nullptr), true);
     }
     CVal* val = ResolveValue(id, value);
-    return val != nullptr ? Register(id, make(a, b, value, val)) : nullptr;
+    return val != nullptr ? Register(id, make(*m_objects, a, b, value, val)) : nullptr;
 }
 
 CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const std::string& pointB,
                        const ValueSpec& value)
 {
-    return AddDistance(id, {pointA, SKT_NODE_POINT, "point"}, {pointB, SKT_NODE_POINT, "point"},
-                       value,
-                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-                       {
-                           auto* pa = static_cast<CVert*>(a);
-                           auto* pb = static_cast<CVert*>(b);
-                           return shared != nullptr ? new CPPdis(pa, pb, shared)
-                                                    : new CPPdis(pa, pb, v.value, v.known ? 1 : 0);
-                       });
+    return AddDistance(
+        id, {pointA, SKT_NODE_POINT, "point"}, {pointB, SKT_NODE_POINT, "point"}, value,
+        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+        {
+            auto* pa = static_cast<CVert*>(a);
+            auto* pb = static_cast<CVert*>(b);
+            return shared != nullptr
+                       ? objects.Make<CPPdis>(pa, pb, shared)
+                       : objects.Make<CPPdis>(pa, pb, v.value,
+                                              static_cast<unsigned char>(v.known ? 1 : 0));
+        });
 }
 
 CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const std::string& line,
                        const ValueSpec& value)
 {
-    return AddDistance(id, {point, SKT_NODE_POINT, "point"}, {line, SKT_NODE_LINE, "line"}, value,
-                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-                       {
-                           auto* p = static_cast<CVert*>(a);
-                           auto* l = static_cast<CMathline*>(b);
-                           return shared != nullptr ? new CPLdis(p, l, shared)
-                                                    : new CPLdis(p, l, v.value, v.known ? 1 : 0);
-                       });
+    return AddDistance(
+        id, {point, SKT_NODE_POINT, "point"}, {line, SKT_NODE_LINE, "line"}, value,
+        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+        {
+            auto* p = static_cast<CVert*>(a);
+            auto* l = static_cast<CMathline*>(b);
+            return shared != nullptr
+                       ? objects.Make<CPLdis>(p, l, shared)
+                       : objects.Make<CPLdis>(p, l, v.value,
+                                              static_cast<unsigned char>(v.known ? 1 : 0));
+        });
 }
 
 CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const std::string& lineB,
                        const ValueSpec& value)
 {
-    return AddDistance(id, {lineA, SKT_NODE_LINE, "line"}, {lineB, SKT_NODE_LINE, "line"}, value,
-                       [](CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-                       {
-                           auto* la = static_cast<CMathline*>(a);
-                           auto* lb = static_cast<CMathline*>(b);
-                           return shared != nullptr ? new CLLdis(la, lb, shared)
-                                                    : new CLLdis(la, lb, v.value, v.known ? 1 : 0);
-                       });
+    return AddDistance(
+        id, {lineA, SKT_NODE_LINE, "line"}, {lineB, SKT_NODE_LINE, "line"}, value,
+        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
+        {
+            auto* la = static_cast<CMathline*>(a);
+            auto* lb = static_cast<CMathline*>(b);
+            return shared != nullptr
+                       ? objects.Make<CLLdis>(la, lb, shared)
+                       : objects.Make<CLLdis>(la, lb, v.value,
+                                              static_cast<unsigned char>(v.known ? 1 : 0));
+        });
 }
 
 CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const std::string& lineB,
@@ -426,7 +436,8 @@ CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const st
     CRel* rel = nullptr;
     if (value.shared.empty())
     {
-        rel = new CLLang(a, b, value.value, value.known ? 1 : 0);
+        rel = m_objects->Make<CLLang>(a, b, value.value,
+                                      static_cast<unsigned char>(value.known ? 1 : 0));
     }
     else
     {
@@ -436,7 +447,7 @@ CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const st
             return nullptr;
         }
         // The angle class has no sharing constructor: join the value as that constructor would.
-        rel = new CLLang();
+        rel = m_objects->Make<CLLang>();
         rel->m_pNode1 = a;
         rel->m_pNode2 = b;
         rel->m_pVal = val;
@@ -465,7 +476,7 @@ CRel* Sketch::AddRad(const std::string& id, const std::string& node, const std::
         Fail("relation '" + id + "': circle '" + circle + "' has no radius value");
         return nullptr;
     }
-    return Register(id, new CRad(n, c));
+    return Register(id, m_objects->Make<CRad>(n, c));
 }
 
 bool Sketch::SetValueNode(const std::string& relationId, const std::string& circleId)
@@ -520,7 +531,7 @@ void Sketch::ReleaseRelation(CRel* rel)
             m_ownValues.erase(own);
         }
     }
-    delete rel;
+    m_objects->Destroy(rel);
 }
 
 bool Sketch::RemoveRelation(const std::string& id)
@@ -572,7 +583,7 @@ bool Sketch::RemoveNode(const std::string& id)
             m_radiusValues.erase(radius);
         }
     }
-    delete node;
+    m_objects->Destroy(node);
     return true;
 }
 

@@ -4,6 +4,8 @@
 
 #include "Qsolver.h"
 
+#include <memory>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -11,6 +13,8 @@
 
 namespace qsolver
 {
+
+class ObjectArena;
 
 /// How a relation gets its value: a number of its own, or a named value shared with others.
 struct ValueSpec
@@ -211,7 +215,8 @@ private:
         int type;
         const char* kind;
     };
-    using MakeDistance = CRel* (*)(CNode* a, CNode* b, const ValueSpec& value, CVal* shared);
+    using MakeDistance = CRel* (*)(ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& value,
+                                   CVal* shared);
     /// The checks and look-ups the three distance builders share.
     CRel* AddDistance(const std::string& id, const End& first, const End& second,
                       const ValueSpec& value, MakeDistance make);
@@ -220,6 +225,8 @@ private:
     template <class F> void ForEachValue(F&& f) const;
     bool Fail(const std::string& message);
 
+    // Declared first, so that it outlives every list and index that refers to its objects.
+    std::unique_ptr<ObjectArena> m_objects;
     CNodeList m_nodes;
     CRelList m_rels;
     std::vector<CVal*> m_values;
@@ -232,10 +239,12 @@ private:
     std::vector<std::string> m_nodeIds;
     std::vector<std::string> m_relIds;
     std::vector<std::string> m_valueIds;
-    std::unordered_map<std::string, CNode*> m_nodeById;
-    std::unordered_map<std::string, CRel*> m_relById;
-    std::unordered_map<std::string, CVal*> m_valueById;
-    std::unordered_map<const void*, std::string> m_idOf;
+    // The id indexes take their entries from a pool of their own, apart from the objects.
+    std::pmr::unsynchronized_pool_resource m_index;
+    std::pmr::unordered_map<std::string, CNode*> m_nodeById{&m_index};
+    std::pmr::unordered_map<std::string, CRel*> m_relById{&m_index};
+    std::pmr::unordered_map<std::string, CVal*> m_valueById{&m_index};
+    std::pmr::unordered_map<const void*, std::string> m_idOf{&m_index};
     std::string m_error;
     std::vector<SolveEquation> m_equations;
 };
