@@ -87,7 +87,14 @@ const char* VerdictWord(Verdict verdict)
     return "unknown";
 }
 
-Sketch::Sketch() : m_objects(std::make_unique<ObjectArena>()) {}
+Sketch::Sketch()
+    : m_objects(std::make_unique<ObjectArena>()), m_index(std::make_unique<ObjectArena>()),
+      m_nodeById(detail::ArenaAllocator<std::pair<const std::string, CNode*>>(m_index.get())),
+      m_relById(detail::ArenaAllocator<std::pair<const std::string, CRel*>>(m_index.get())),
+      m_valueById(detail::ArenaAllocator<std::pair<const std::string, CVal*>>(m_index.get())),
+      m_idOf(detail::ArenaAllocator<std::pair<const void* const, std::string>>(m_index.get()))
+{
+}
 
 Sketch::~Sketch()
 {

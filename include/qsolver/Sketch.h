@@ -3,9 +3,9 @@
 #pragma once
 
 #include "Qsolver.h"
+#include "qsolver/SketchArena.h"
 
 #include <memory>
-#include <memory_resource>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -13,8 +13,6 @@
 
 namespace qsolver
 {
-
-class ObjectArena;
 
 /// How a relation gets its value: a number of its own, or a named value shared with others.
 struct ValueSpec
@@ -239,12 +237,12 @@ private:
     std::vector<std::string> m_nodeIds;
     std::vector<std::string> m_relIds;
     std::vector<std::string> m_valueIds;
-    // The id indexes take their entries from a pool of their own, apart from the objects.
-    std::pmr::unsynchronized_pool_resource m_index;
-    std::pmr::unordered_map<std::string, CNode*> m_nodeById{&m_index};
-    std::pmr::unordered_map<std::string, CRel*> m_relById{&m_index};
-    std::pmr::unordered_map<std::string, CVal*> m_valueById{&m_index};
-    std::pmr::unordered_map<const void*, std::string> m_idOf{&m_index};
+    // The id indexes take their entries from an arena of their own, apart from the objects.
+    std::unique_ptr<ObjectArena> m_index;
+    detail::ArenaMap<std::string, CNode*> m_nodeById;
+    detail::ArenaMap<std::string, CRel*> m_relById;
+    detail::ArenaMap<std::string, CVal*> m_valueById;
+    detail::ArenaMap<const void*, std::string> m_idOf;
     std::string m_error;
     std::vector<SolveEquation> m_equations;
 };
