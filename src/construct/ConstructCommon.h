@@ -62,6 +62,22 @@ inline void SetValueKnown(CRel* rel)
     rel->m_pVal->m_bKnown = 1;
 }
 
+// Of two relations that cannot both hold, the one that places the node and the one left to be
+// measured: a known value places, the first when neither is known. False when neither can give
+// way (both known, or both sharing one unknown value).
+inline bool ChooseGivingWay(CRel* rel1, CRel* rel2, CRel*& placing, CRel*& measured)
+{
+    const bool k1 = IsValueKnown(rel1);
+    const bool k2 = IsValueKnown(rel2);
+    if ((k1 && k2) || (!k1 && !k2 && rel1->m_pVal == rel2->m_pVal))
+    {
+        return false;
+    }
+    placing = k2 && !k1 ? rel2 : rel1;
+    measured = placing == rel1 ? rel2 : rel1;
+    return true;
+}
+
 // Stores the present distance of the point from the neighbour as the relation's number.
 inline void MeasureValue(CVert* point, CRel* rel)
 {

@@ -52,18 +52,13 @@ double SignedBySide(int side, double d)
 // its side, and the other distance is measured.
 int TwoPLdisFallback(CMathline* line, CRel* rel1, CRel* rel2)
 {
-    bool k1 = IsValueKnown(rel1);
-    bool k2 = IsValueKnown(rel2);
-    if (k1 && k2)
+    const bool neitherKnown = !IsValueKnown(rel1) && !IsValueKnown(rel2);
+    CRel* placing = nullptr;
+    CRel* measured = nullptr;
+    if (!ChooseGivingWay(rel1, rel2, placing, measured))
     {
         return 0;
     }
-    if (!k1 && !k2 && rel1->m_pVal == rel2->m_pVal)
-    {
-        return 0;
-    }
-    CRel* placing = k2 && !k1 ? rel2 : rel1;
-    CRel* measured = placing == rel1 ? rel2 : rel1;
     CVert* other = OtherPoint(measured, line);
 
     MATHLINE entry = line->m_Line;
@@ -75,7 +70,7 @@ int TwoPLdisFallback(CMathline* line, CRel* rel1, CRel* rel2)
         return 0;
     }
     measured->m_pVal->m_dValue = line->GetDistance(other);
-    if (!k1 && !k2)
+    if (neitherKnown)
     {
         SetValueKnown(rel1);
     }

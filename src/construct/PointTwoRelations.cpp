@@ -76,13 +76,8 @@ int sktPointFromTwoPLdis(CVert* point, CRel* rel1, CRel* rel2)
     }
 
     XYZ entry = point->m_Pos;
-    bool k1 = IsValueKnown(rel1);
-    bool k2 = IsValueKnown(rel2);
-    if (k1 && k2)
-    {
-        return 0;
-    }
-    if (!k1 && !k2 && rel1->m_pVal == rel2->m_pVal)
+    const bool neitherKnown = !IsValueKnown(rel1) && !IsValueKnown(rel2);
+    if (neitherKnown && rel1->m_pVal == rel2->m_pVal)
     {
         // Equal distances from two parallels: the midline, on the old side of the first line.
         rel1->m_pVal->m_dValue = l1->GetDistance(l2) / 2.0;
@@ -90,8 +85,12 @@ int sktPointFromTwoPLdis(CVert* point, CRel* rel1, CRel* rel2)
     }
     // One distance places the point; the other is measured, provided the point did not cross
     // the other line.
-    CRel* placing = k2 && !k1 ? rel2 : rel1;
-    CRel* measured = placing == rel1 ? rel2 : rel1;
+    CRel* placing = nullptr;
+    CRel* measured = nullptr;
+    if (!ChooseGivingWay(rel1, rel2, placing, measured))
+    {
+        return 0;
+    }
     CMathline* other = placing == rel1 ? l2 : l1;
     if (sktPointFromPLdis(point, placing) == 0)
     {
@@ -102,7 +101,7 @@ int sktPointFromTwoPLdis(CVert* point, CRel* rel1, CRel* rel2)
         point->m_Pos = entry;
         return 0;
     }
-    if (!k1 && !k2)
+    if (neitherKnown)
     {
         SetValueKnown(rel1);
     }
@@ -196,20 +195,15 @@ int sktPointFromTwoPPdis(CVert* point, CRel* rel1, CRel* rel2)
 
     if (k == 0)
     {
-        bool k1 = IsValueKnown(rel1);
-        bool k2 = IsValueKnown(rel2);
-        if (k1 && k2)
+        const bool neitherKnown = !IsValueKnown(rel1) && !IsValueKnown(rel2);
+        CRel* placing = nullptr;
+        CRel* measured = nullptr;
+        if (!ChooseGivingWay(rel1, rel2, placing, measured))
         {
             return 0;
         }
-        if (!k1 && !k2 && rel1->m_pVal == rel2->m_pVal)
-        {
-            return 0;
-        }
-        CRel* placing = k2 && !k1 ? rel2 : rel1;
-        CRel* measured = placing == rel1 ? rel2 : rel1;
         sktPointFromPPdis(point, placing);
-        if (!k1 && !k2)
+        if (neitherKnown)
         {
             SetValueKnown(rel1);
         }

@@ -43,47 +43,8 @@ int HasActiveDrivenRel(CNode* node, const DriveRelSet& drive)
 
 int BuildFixedCluster(CCluster* cluster, const DriveRelSet& drive)
 {
-    cluster->m_nFreeNum = 3;
-    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
-        if (!node->IsRefObject() && !node->IsFixed())
-        {
-            continue;
-        }
-        if (node->m_nFreeNum < 2)
-        {
-            return 0;
-        }
-        node->m_nFreeNum = 0;
-        cluster->AddNode(node);
-        if (sktDriveGrowFromNode(node, cluster, drive) == 0)
-        {
-            return 0;
-        }
-    }
-    sktGetClusterRelChain(cluster);
-    sktRemoveKnownNodeFromChain();
-    sktRemoveActiveAndUsedRelFromChain();
-    return 1;
-}
-
-// Pools the relations of every cluster and hands each to the clusters that hold its nodes.
-void DistributeRelations()
-{
-    CRelList pool;
-    POSITION cpos = g_sktClusterChain.GetHeadPosition();
-    while (cpos != nullptr)
-    {
-        CCluster* cluster = g_sktClusterChain.GetNext(cpos);
-        POSITION rpos = cluster->m_RelList.GetHeadPosition();
-        while (rpos != nullptr)
-        {
-            pool.AddTail(cluster->m_RelList.GetNext(rpos));
-        }
-    }
-    sktDistributeRelations(pool, g_sktClusterChain);
+    return sktFillFixedCluster(cluster, [&drive](CNode* node, CCluster* grown)
+                               { return sktDriveGrowFromNode(node, grown, drive); });
 }
 } // namespace
 
@@ -91,49 +52,72 @@ int sktDriveGrowFromNode(CNode* node, CCluster* cluster, const DriveRelSet& driv
 {
     const bool drivenAtStart = cluster->m_wDriven == 1;
     bool driven = drivenAtStart;
-    if (node->ActiveRel() == 0)
-    {
-        return 0;
-    }
-    if (!driven && HasActiveDrivenRel(node, drive))
-    {
-        driven = true;
-    }
-    CNodeList determined;
-    do
-    {
-        while (!g_sktDefinedNodeChain.IsEmpty())
+    CNodeList layer;
+    const int grown = sktGrowFromNode(
+        node, cluster, layer,
+        // Only nodes determined once the cluster is driven are recomputed; the others keep
+        // their geometry and are only checked.
+        [&driven](CNode* next) { return driven ? next->Regenerate() : next->IsLegal(); },
+        [&driven, &drive](CNode* next)
         {
-            CNode* next = g_sktDefinedNodeChain.RemoveHead();
-            // Only nodes determined once the cluster is driven are recomputed; the others keep
-            // their geometry and are only checked.
-            const int ok = driven ? next->Regenerate() : next->IsLegal();
-            if (ok == 0)
-            {
-                return 0;
-            }
-            determined.AddTail(next);
-        }
-        while (!determined.IsEmpty())
-        {
-            CNode* next = determined.RemoveHead();
-            if (next->ActiveRel() == 0)
-            {
-                return 0;
-            }
             if (!driven && HasActiveDrivenRel(next, drive))
             {
                 driven = true;
             }
-            cluster->AddNode(next);
-        }
-    } while (!g_sktDefinedNodeChain.IsEmpty());
+        });
+    if (grown == 0)
+    {
+        return 0;
+    }
     if (driven && !drivenAtStart)
     {
         cluster->m_wDriven = 1;
     }
     return 1;
 }
+
+namespace
+{
+// Clusters of the drive pass: grown with regeneration once driven, and driven from the start
+// when a relation between the base nodes is.
+class DriveSteps : public SeedSteps
+{
+public:
+    explicit DriveSteps(const DriveRelSet& drive) : SeedSteps(true), m_Drive(drive) {}
+    CCluster* NewCluster() override { return sktDriveNewCluster(); }
+    int BetweenBaseNodes(CCluster* cluster, CRelList& used) override
+    {
+        POSITION pos = used.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            CRel* rel = used.GetNext(pos);
+            rel->SetActive();
+            if (cluster->m_wDriven == 0 && m_Drive.Holds(rel))
+            {
+                cluster->m_wDriven = 1;
+            }
+        }
+        if (cluster->m_wDriven == 1)
+        {
+            // Place the second base node from the first by the changed relations.
+            return cluster->m_NodeList.GetTail()->Regenerate() == 0 ? -1 : 1;
+        }
+        pos = used.GetHeadPosition();
+        while (pos != nullptr)
+        {
+            used.GetNext(pos)->SetUsed();
+        }
+        return 1;
+    }
+    int Grow(CNode* node, CCluster* cluster) override
+    {
+        return sktDriveGrowFromNode(node, cluster, m_Drive);
+    }
+
+private:
+    const DriveRelSet& m_Drive;
+};
+} // namespace
 
 int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
 {
@@ -143,42 +127,12 @@ int sktDriveSeedCluster(CCluster* cluster, const DriveRelSet& drive)
         return found;
     }
     // The relations still used here are those with known values between the two base nodes.
-    CRelList between;
-    POSITION pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = g_sktRelChain.GetNext(pos);
-        if (!rel->IsUsed())
-        {
-            continue;
-        }
-        rel->SetActive();
-        between.AddTail(rel);
-        if (cluster->m_wDriven == 0 && drive.Holds(rel))
-        {
-            cluster->m_wDriven = 1;
-        }
-    }
-    if (cluster->m_wDriven == 1)
-    {
-        // Place the second base node from the first by the changed relations.
-        CNode* second = cluster->m_NodeList.GetTail();
-        if (second->Regenerate() == 0)
-        {
-            between.RemoveAll();
-            return -1;
-        }
-    }
-    else
-    {
-        pos = between.GetHeadPosition();
-        while (pos != nullptr)
-        {
-            between.GetNext(pos)->SetUsed();
-        }
-    }
-    between.RemoveAll();
-    return 1;
+    CRelList used;
+    sktUsedChainRelations(used);
+    DriveSteps steps(drive);
+    const int taken = steps.BetweenBaseNodes(cluster, used);
+    used.RemoveAll();
+    return taken;
 }
 
 int sktBuildFromOneNode(CNode* node, CCluster* cluster)
@@ -216,34 +170,6 @@ catch (...)
 
 namespace
 {
-// The seeding loop as the exported steps themselves: the reference for sktDriveSeedClusters.
-int SeedClustersPlain(const DriveRelSet& drive)
-{
-    return sktSeedClusterLoop(
-        g_sktClusterChain, [] { return !g_sktUndefinedNodeChain.IsEmpty(); }, sktDriveNewCluster,
-        [&drive](CCluster* cluster)
-        {
-            sktInitUndefinedNodeChain();
-            const int found = sktDriveSeedCluster(cluster, drive);
-            if (found != 1)
-            {
-                return found;
-            }
-            POSITION pos = cluster->m_NodeList.GetHeadPosition();
-            CNode* first = cluster->m_NodeList.GetNext(pos);
-            CNode* second = cluster->m_NodeList.GetAt(pos);
-            if (sktDriveGrowFromNode(first, cluster, drive) == 0 ||
-                sktDriveGrowFromNode(second, cluster, drive) == 0)
-            {
-                return -1;
-            }
-            sktGetClusterRelChain(cluster);
-            sktRemoveKnownNodeFromChain();
-            sktRemoveActiveAndUsedRelFromChain();
-            return 1;
-        });
-}
-
 int BuildClusterChain(bool plain)
 {
     DriveRelSet drive;
@@ -259,7 +185,9 @@ int BuildClusterChain(bool plain)
     }
     g_sktClusterChain.AddTail(fixed);
 
-    const int seeded = plain ? SeedClustersPlain(drive) : sktDriveSeedClusters(drive);
+    DriveSteps steps(drive);
+    const int seeded = plain ? sktSeedClustersPlainWith(g_sktClusterChain, steps)
+                             : sktSeedClustersWith(g_sktClusterChain, steps);
     if (seeded == 0)
     {
         return 0;
@@ -286,7 +214,10 @@ int BuildClusterChain(bool plain)
     // grown from it here, and the pass leaves no node waiting.
     g_sktDefinedNodeChain.RemoveAll();
 
-    DistributeRelations();
+    // Every cluster's relations go to the clusters that hold their nodes.
+    CRelList pool;
+    sktPoolClusterRelations(g_sktClusterChain, pool);
+    sktDistributeRelations(pool, g_sktClusterChain);
     return 1;
 }
 } // namespace

@@ -28,8 +28,6 @@ private:
 
 /// A new cluster, or null after the allocation-failure handler returned.
 CCluster* sktDriveNewCluster();
-/// The seeding loop of cluster building: 1 done (or nothing left to seed), 0 contradiction.
-int sktDriveSeedClusters(const DriveRelSet& drive);
 /// sktBuildClusterChain with every step walking the whole chains, as a reference.
 int sktDriveBuildClusterChainPlain();
 

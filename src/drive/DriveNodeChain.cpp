@@ -16,8 +16,6 @@
 #include "numeric/NumericInternal.h"
 
 #include <algorithm>
-#include <functional>
-#include <queue>
 #include <unordered_map>
 #include <vector>
 
@@ -105,7 +103,6 @@ private:
     void Load();
     // Tests the node and strips it when good; returns 1 when stripped.
     int TestAndStrip(int index);
-    void Touch(CNode* node, int walkIndex);
     void RemoveUsedRelations(bool fullWalk);
     void ReleaseValue(CVal* val);
     void CountValues();
@@ -113,15 +110,9 @@ private:
 
     std::vector<CNode*> m_Nodes; // the undefined chain, head first
     std::vector<POSITION> m_NodePos;
-    std::vector<char> m_bStripped;
     AddressIndex m_Index;
-
-    // Re-test queues: the running sweep visits indices from high to low (tail to head); a node
-    // touched behind the walk waits for the next sweep.
-    std::priority_queue<int> m_Current;
-    std::vector<char> m_bInCurrent;
-    std::vector<int> m_Next;
-    std::vector<char> m_bInNext;
+    // The sweeps walk from the tail to the head.
+    StripSweeps<true> m_Sweeps;
 
     // Relations of g_sktRelChain and g_sktSaveRelChain that refer to each unknown value (known
     // flags stand still while stripping, and only unknown values are ever asked about), once
@@ -163,10 +154,7 @@ void GoodNodeStripper::Load()
     }
     m_Nodes.resize(kept);
     m_NodePos.resize(kept);
-    const std::size_t n = m_Nodes.size();
-    m_bStripped.assign(n, 0);
-    m_bInCurrent.assign(n, 0);
-    m_bInNext.assign(n, 0);
+    m_Sweeps.Reset(m_Nodes.size());
     // m_RelPos is not sized up front: it holds only the relations the first sweep leaves unused,
     // often none, and clearing a table for every relation cost more than growing it.
 }
@@ -192,33 +180,6 @@ void GoodNodeStripper::CountValue(CVal* val, int delta)
     if (m_bCounted && val != nullptr && val->m_bKnown == 0)
     {
         m_ValueRefs[val] += delta;
-    }
-}
-
-void GoodNodeStripper::Touch(CNode* node, int walkIndex)
-{
-    const int* found = m_Index.find(node);
-    if (found == nullptr)
-    {
-        return;
-    }
-    const int j = *found;
-    if (m_bStripped[j])
-    {
-        return;
-    }
-    if (j < walkIndex)
-    {
-        if (!m_bInCurrent[j])
-        {
-            m_bInCurrent[j] = 1;
-            m_Current.push(j);
-        }
-    }
-    else if (!m_bInNext[j])
-    {
-        m_bInNext[j] = 1;
-        m_Next.push_back(j);
     }
 }
 
@@ -289,7 +250,7 @@ int GoodNodeStripper::TestAndStrip(int index)
         m_SweepStripped.push_back(rel);
     }
     g_sktUndefinedNodeChain.RemoveAt(m_NodePos[index]);
-    m_bStripped[index] = 1;
+    m_Sweeps.Retire(index);
     // Lines held by two relations or fewer are placed after every other good node.
     if (node->GetType() == SKT_NODE_LINE && node->m_RelList.GetCount() <= 2)
     {
@@ -301,7 +262,11 @@ int GoodNodeStripper::TestAndStrip(int index)
     }
     for (CRel* rel : m_Scratch)
     {
-        Touch(rel->GetAnotherNode(node), index);
+        const int* other = m_Index.find(rel->GetAnotherNode(node));
+        if (other != nullptr)
+        {
+            m_Sweeps.Touch(*other, index);
+        }
     }
     return 1;
 }
@@ -321,11 +286,7 @@ void GoodNodeStripper::ReleaseValue(CVal* val)
     }
     for (int j : it->second)
     {
-        if (!m_bStripped[j] && !m_bInNext[j])
-        {
-            m_bInNext[j] = 1;
-            m_Next.push_back(j);
-        }
+        m_Sweeps.DueNextSweep(j);
     }
     m_WaitOnValue.erase(it);
 }
@@ -373,54 +334,17 @@ void GoodNodeStripper::RemoveUsedRelations(bool fullWalk)
 void GoodNodeStripper::Run()
 {
     Load();
-    // The first sweep visits every node from the tail, so it needs no queue: a node touched
-    // ahead of the walk is due anyway.
-    bool changed = false;
-    std::fill(m_bInCurrent.begin(), m_bInCurrent.end(), 1);
-    for (int i = static_cast<int>(m_Nodes.size()) - 1; i >= 0; --i)
-    {
-        PrefetchAhead(m_Nodes, i, -1);
-        m_bInCurrent[i] = 0;
-        if (!m_bStripped[i] && TestAndStrip(i))
+    m_Sweeps.Run(
+        [this](int i, bool firstSweep)
         {
-            changed = true;
-        }
-    }
-    bool firstSweep = true;
-    for (;;)
-    {
-        while (!m_Current.empty())
-        {
-            const int i = m_Current.top();
-            m_Current.pop();
-            m_bInCurrent[i] = 0;
-            if (m_bStripped[i])
+            // The first sweep walks the whole chain: what it will read can be asked for early.
+            if (firstSweep)
             {
-                continue;
+                PrefetchAhead(m_Nodes, i, -1);
             }
-            if (TestAndStrip(i))
-            {
-                changed = true;
-            }
-        }
-        RemoveUsedRelations(firstSweep);
-        firstSweep = false;
-        if (!changed)
-        {
-            break;
-        }
-        changed = false;
-        for (int j : m_Next)
-        {
-            m_bInNext[j] = 0;
-            if (!m_bStripped[j] && !m_bInCurrent[j])
-            {
-                m_bInCurrent[j] = 1;
-                m_Current.push(j);
-            }
-        }
-        m_Next.clear();
-    }
+            return TestAndStrip(i) != 0;
+        },
+        [this](bool firstSweep) { RemoveUsedRelations(firstSweep); });
 }
 
 // The construction run and its numeric fallback share the good nodes and consumed relations

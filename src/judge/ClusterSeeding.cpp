@@ -1,7 +1,7 @@
-// Seeding and growing every cluster after the main one: the host's loop over the exported steps,
-// once as those steps and once with the same effects found through indexes, so that a sketch
-// of many small clusters costs what its clusters touch rather than a walk of both chains per
-// cluster.
+// Seeding and growing every cluster after the main one, for the analysis and the drive pass:
+// the host's loop over the exported steps, once as those steps and once with the same effects
+// found through indexes, so that a sketch of many small clusters costs what its clusters touch
+// rather than a walk of both chains per cluster.
 #include "judge/JudgeInternal.h"
 
 #include "judge/Judge.h"
@@ -24,14 +24,26 @@ namespace
 
 // Grows a seeded cluster from its two base nodes. Growing appends to the node list, so both are
 // taken before it starts. False on a contradiction.
-bool GrowFromBaseNodes(CCluster* cluster)
+bool GrowFromBaseNodes(CCluster* cluster, SeedSteps& steps)
 {
     POSITION pos = cluster->m_NodeList.GetHeadPosition();
     CNode* first = cluster->m_NodeList.GetNext(pos);
     CNode* second = cluster->m_NodeList.GetAt(pos);
-    return sktReasoningFromOneNode(first, cluster) != 0 &&
-           sktReasoningFromOneNode(second, cluster) != 0;
+    return steps.Grow(first, cluster) != 0 && steps.Grow(second, cluster) != 0;
 }
+
+// The analysis grows clusters by known-propagation and has nothing to do between base nodes.
+class JudgeSteps : public SeedSteps
+{
+public:
+    JudgeSteps() : SeedSteps(false) {}
+    CCluster* NewCluster() override { return new CCluster(); }
+    int BetweenBaseNodes(CCluster*, CRelList&) override { return 1; }
+    int Grow(CNode* node, CCluster* cluster) override
+    {
+        return sktReasoningFromOneNode(node, cluster);
+    }
+};
 
 // The indexed loop. While no value becomes known, a round changes relation states only on the
 // relations of the nodes it takes into its cluster, and free numbers only on those nodes and
@@ -41,6 +53,8 @@ bool GrowFromBaseNodes(CCluster* cluster)
 class Seeder
 {
 public:
+    explicit Seeder(SeedSteps& steps) : m_Steps(steps) {}
+
     // Indexes the chains as the main cluster left them; false when the sketch is not one the
     // indexes can follow.
     bool Prepare()
@@ -150,7 +164,7 @@ public:
         bool plainFromHere = false;
         const int result = sktSeedClusterLoop(
             clusters, [&] { return !plainFromHere && !g_sktUndefinedNodeChain.IsEmpty(); },
-            [] { return new CCluster(); },
+            [&] { return m_Steps.NewCluster(); },
             [&](CCluster* cluster)
             {
                 if (wholeReset)
@@ -168,7 +182,11 @@ public:
                 {
                     return seeded;
                 }
-                if (!GrowFromBaseNodes(cluster))
+                if (m_Steps.TakesBaseRelations() && TakeBaseRelations(cluster) != 1)
+                {
+                    return -1;
+                }
+                if (!GrowFromBaseNodes(cluster, m_Steps))
                 {
                     return -1;
                 }
@@ -190,7 +208,7 @@ public:
                 wholeReset = true;
                 return 1;
             });
-        return result == 1 && plainFromHere ? sktSeedClustersPlain(clusters) : result;
+        return result == 1 && plainFromHere ? sktSeedClustersPlainWith(clusters, m_Steps) : result;
     }
 
 private:
@@ -348,29 +366,16 @@ private:
         }
         valueBecameKnown = MadeValueKnown(first);
         // Unless a value became known, only the first node's relations can be active now.
-        std::vector<int>& firstRels = m_FirstRels;
-        ChainRelsOf(first, firstRels);
-        CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first) : nullptr;
-        int bestCount = -1;
-        for (int r : firstRels)
+        ChainRelsOf(first, m_FirstRels);
+        auto forFirstRels = [this](auto f)
         {
-            CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
-            if (valueBecameKnown || !rel->IsActive() || !rel->m_pVal->IsKnown())
+            for (int r : m_FirstRels)
             {
-                continue;
+                f(m_Rels[static_cast<size_t>(r)].rel);
             }
-            CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
-            if (candidate->m_RelList.GetCount() <= bestCount)
-            {
-                continue;
-            }
-            const int count = candidate->GetUnusedKnownRelNum();
-            if (count > bestCount)
-            {
-                bestCount = count;
-                second = candidate;
-            }
-        }
+        };
+        CNode* second = valueBecameKnown ? sktChooseSecondBaseNode(first)
+                                         : sktChooseSecondBaseNodeAmong(first, forFirstRels);
         if (second == nullptr)
         {
             g_sktDefinedNodeChain.RemoveAll();
@@ -391,40 +396,33 @@ private:
         if (valueBecameKnown)
         {
             sktUndoFirstActivation(first, second);
-            g_sktDefinedNodeChain.RemoveAll();
-            return 1;
         }
-        // Undoing the first node's activation touches only its relations: the rest of the chain
-        // is unused already.
-        for (int r : firstRels)
+        else
         {
-            CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
-            const bool joinsBases = (rel->m_pNode1 == first && rel->m_pNode2 == second) ||
-                                    (rel->m_pNode1 == second && rel->m_pNode2 == first);
-            if (joinsBases)
-            {
-                if (rel->m_pVal->IsKnown())
-                {
-                    rel->SetUsed();
-                }
-                else
-                {
-                    rel->SetUnused();
-                }
-                continue;
-            }
-            rel->SetUnused();
-            if (rel->m_pNode1 == first)
-            {
-                rel->m_pNode2->m_nFreeNum = 2;
-            }
-            else
-            {
-                rel->m_pNode1->m_nFreeNum = 2;
-            }
+            // Undoing the first node's activation touches only its relations: the rest of the
+            // chain is unused already.
+            sktUndoFirstActivationAmong(first, second, forFirstRels);
         }
         g_sktDefinedNodeChain.RemoveAll();
         return 1;
+    }
+
+    // The used relations of the chain are among the first base node's: its activation was
+    // taken back except towards the second.
+    int TakeBaseRelations(CCluster* cluster)
+    {
+        CRelList used;
+        for (int r : m_FirstRels)
+        {
+            CRel* rel = m_Rels[static_cast<size_t>(r)].rel;
+            if (rel->IsUsed())
+            {
+                used.AddTail(rel);
+            }
+        }
+        const int taken = m_Steps.BetweenBaseNodes(cluster, used);
+        used.RemoveAll();
+        return taken;
     }
 
     // sktGetClusterRelChain: the active relations are those of the cluster's nodes.
@@ -508,6 +506,7 @@ private:
         }
     }
 
+    SeedSteps& m_Steps;
     std::vector<NodeInfo> m_Nodes;
     std::unordered_map<CNode*, int> m_NodeIndex;
     std::vector<RelInfo> m_Rels;
@@ -527,11 +526,25 @@ private:
 
 } // namespace
 
-int sktSeedClustersPlain(CClusterList& clusters)
+void sktUsedChainRelations(CRelList& used)
+{
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CRel* rel = g_sktRelChain.GetNext(pos);
+        if (rel->IsUsed())
+        {
+            used.AddTail(rel);
+        }
+    }
+}
+
+int sktSeedClustersPlainWith(CClusterList& clusters, SeedSteps& steps)
 {
     return sktSeedClusterLoop(
-        clusters, [] { return !g_sktUndefinedNodeChain.IsEmpty(); }, [] { return new CCluster(); },
-        [](CCluster* cluster)
+        clusters, [] { return !g_sktUndefinedNodeChain.IsEmpty(); },
+        [&steps] { return steps.NewCluster(); },
+        [&steps](CCluster* cluster)
         {
             sktInitUndefinedNodeChain();
             const int seeded = sktFindBaseNodesForCluster(cluster);
@@ -539,7 +552,18 @@ int sktSeedClustersPlain(CClusterList& clusters)
             {
                 return seeded;
             }
-            if (!GrowFromBaseNodes(cluster))
+            if (steps.TakesBaseRelations())
+            {
+                CRelList used;
+                sktUsedChainRelations(used);
+                const int taken = steps.BetweenBaseNodes(cluster, used);
+                used.RemoveAll();
+                if (taken != 1)
+                {
+                    return -1;
+                }
+            }
+            if (!GrowFromBaseNodes(cluster, steps))
             {
                 return -1;
             }
@@ -550,12 +574,24 @@ int sktSeedClustersPlain(CClusterList& clusters)
         });
 }
 
-int sktSeedClusters(CClusterList& clusters)
+int sktSeedClustersWith(CClusterList& clusters, SeedSteps& steps)
 {
-    Seeder seeder;
+    Seeder seeder(steps);
     if (!seeder.Prepare())
     {
-        return sktSeedClustersPlain(clusters);
+        return sktSeedClustersPlainWith(clusters, steps);
     }
     return seeder.Run(clusters);
+}
+
+int sktSeedClustersPlain(CClusterList& clusters)
+{
+    JudgeSteps steps;
+    return sktSeedClustersPlainWith(clusters, steps);
+}
+
+int sktSeedClusters(CClusterList& clusters)
+{
+    JudgeSteps steps;
+    return sktSeedClustersWith(clusters, steps);
 }

@@ -88,99 +88,36 @@ CNode* ChooseFirstBaseNode()
 
 } // namespace
 
-// The second base node: the best neighbour of the first over a known-valued relation that the
-// first node's activation made active.
+namespace
+{
+// Calls f with every relation of the chain, in chain order.
+template <class F> void ForEachChainRel(F f)
+{
+    POSITION pos = g_sktRelChain.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        f(g_sktRelChain.GetNext(pos));
+    }
+}
+} // namespace
+
 CNode* sktChooseSecondBaseNode(CNode* first)
 {
-    CNode* best = nullptr;
-    int bestCount = -1;
-    POSITION pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = g_sktRelChain.GetNext(pos);
-        if (!HasKnownValue(rel) || !rel->IsActive())
-        {
-            continue;
-        }
-        CNode* candidate = rel->m_pNode1 == first ? rel->m_pNode2 : rel->m_pNode1;
-        if (candidate->m_RelList.GetCount() <= bestCount)
-        {
-            continue;
-        }
-        const int count = candidate->GetUnusedKnownRelNum();
-        if (count > bestCount)
-        {
-            bestCount = count;
-            best = candidate;
-        }
-    }
-    return best;
+    return sktChooseSecondBaseNodeAmong(first, [](auto f) { ForEachChainRel(f); });
 }
 
-// Takes back what activating the first base node did, except between the two base nodes: the
-// cluster is grown from both of them afterwards, so only their own relations stay taken.
 void sktUndoFirstActivation(CNode* first, CNode* second)
 {
-    POSITION pos = g_sktRelChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CRel* rel = g_sktRelChain.GetNext(pos);
-        const bool joinsBases = (rel->m_pNode1 == first && rel->m_pNode2 == second) ||
-                                (rel->m_pNode1 == second && rel->m_pNode2 == first);
-        if (joinsBases)
-        {
-            if (HasKnownValue(rel))
-            {
-                rel->SetUsed();
-            }
-            else
-            {
-                rel->SetUnused();
-            }
-            continue;
-        }
-        rel->SetUnused();
-        if (rel->m_pNode1 == first)
-        {
-            rel->m_pNode2->m_nFreeNum = 2;
-        }
-        else if (rel->m_pNode2 == first)
-        {
-            rel->m_pNode1->m_nFreeNum = 2;
-        }
-    }
+    sktUndoFirstActivationAmong(first, second, [](auto f) { ForEachChainRel(f); });
 }
 
 int sktReasoningFromOneNode(CNode* node, CCluster* cluster)
 try
 {
-    if (node->ActiveRel() == 0)
-    {
-        return 0;
-    }
-    // Layer by layer: check every node just determined, then spread from each of them.
-    while (!g_sktDefinedNodeChain.IsEmpty())
-    {
-        while (!g_sktDefinedNodeChain.IsEmpty())
-        {
-            CNode* defined = g_sktDefinedNodeChain.RemoveHead();
-            if (defined->IsLegal() == 0)
-            {
-                return 0;
-            }
-            g_sktKnownNodeChain.AddTail(defined);
-        }
-        while (!g_sktKnownNodeChain.IsEmpty())
-        {
-            CNode* known = g_sktKnownNodeChain.RemoveHead();
-            if (known->ActiveRel() == 0)
-            {
-                return 0;
-            }
-            cluster->AddNode(known);
-        }
-    }
-    return 1;
+    // Each layer waits in g_sktKnownNodeChain between its checks and its activations.
+    return sktGrowFromNode(
+        node, cluster, g_sktKnownNodeChain, [](CNode* defined) { return defined->IsLegal(); },
+        [](CNode*) {});
 }
 catch (...)
 {
@@ -190,31 +127,7 @@ catch (...)
 int sktCreateMainCluster(CCluster* cluster)
 try
 {
-    cluster->m_nFreeNum = 3;
-    POSITION pos = g_sktUndefinedNodeChain.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CNode* node = g_sktUndefinedNodeChain.GetNext(pos);
-        if (!node->IsRefObject() && !node->IsFixed())
-        {
-            continue;
-        }
-        // Other fixed or reference geometry has already placed it, partly or wholly.
-        if (node->IsDecreaseFreeNum())
-        {
-            return 0;
-        }
-        node->m_nFreeNum = 0;
-        cluster->AddNode(node);
-        if (sktReasoningFromOneNode(node, cluster) == 0)
-        {
-            return 0;
-        }
-    }
-    sktGetClusterRelChain(cluster);
-    sktRemoveKnownNodeFromChain();
-    sktRemoveActiveAndUsedRelFromChain();
-    return 1;
+    return sktFillFixedCluster(cluster, sktReasoningFromOneNode);
 }
 catch (...)
 {

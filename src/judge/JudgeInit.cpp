@@ -11,8 +11,6 @@
 #include "model/Chains.h"
 #include "model/PassSteps.h"
 
-#include <algorithm>
-#include <functional>
 #include <unordered_map>
 #include <vector>
 
@@ -100,10 +98,7 @@ void StripBySweeps()
 
 // The sweeps above, visiting only what can have changed. Whether a node is stripped depends
 // only on its unused relations (with both tried as known, the geometry decides the rest), and
-// they change only when a neighbour is stripped. So a node is looked at again only after a
-// neighbour went: later in the same walk when it stands behind that neighbour in the chain,
-// in the next walk when it stands before. Nodes are taken in chain order within each walk, so
-// the strips and legality tests happen in the order of the plain sweeps.
+// they change only when a neighbour is stripped.
 class StripWorklist
 {
 public:
@@ -127,7 +122,7 @@ public:
             m_Nodes.push_back(node);
             m_Positions.push_back(at);
         }
-        m_State.assign(n, kAlive);
+        m_Sweeps.Reset(n);
         for (size_t i = 0; i < n; ++i)
         {
             CNode* node = m_Nodes[i];
@@ -145,12 +140,7 @@ public:
             }
             if (keep)
             {
-                m_State[i] = kKept;
-            }
-            else
-            {
-                m_State[i] |= kInCurrent;
-                m_Current.push_back(static_cast<int>(i));
+                m_Sweeps.Retire(static_cast<int>(i));
             }
         }
         return true;
@@ -160,31 +150,18 @@ public:
     {
         CRelList scratch(10);
         bool stripped = false;
-        // m_Current starts in chain order, which is already a min-heap.
-        while (!m_Current.empty())
-        {
-            while (!m_Current.empty())
+        m_Sweeps.Run(
+            [&](int i, bool)
             {
-                std::pop_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
-                const int i = m_Current.back();
-                m_Current.pop_back();
-                m_State[static_cast<size_t>(i)] &= static_cast<unsigned char>(~kInCurrent);
-                if ((m_State[static_cast<size_t>(i)] & kAlive) != 0 &&
-                    IsStrippable(m_Nodes[static_cast<size_t>(i)], scratch))
+                if (!IsStrippable(m_Nodes[static_cast<size_t>(i)], scratch))
                 {
-                    Strip(i);
-                    stripped = true;
+                    return false;
                 }
-            }
-            for (int j : m_Next)
-            {
-                m_State[static_cast<size_t>(j)] &= static_cast<unsigned char>(~kInNext);
-                m_State[static_cast<size_t>(j)] |= kInCurrent;
-            }
-            m_Current.swap(m_Next);
-            m_Next.clear();
-            std::make_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
-        }
+                Strip(i);
+                stripped = true;
+                return true;
+            },
+            [](bool) {});
         if (stripped)
         {
             RemoveUsedRelations(g_sktRelChain);
@@ -192,16 +169,9 @@ public:
     }
 
 private:
-    enum : unsigned char
-    {
-        kAlive = 1,
-        kKept = 2,
-        kInCurrent = 4,
-        kInNext = 8,
-    };
-
     void Strip(int i)
     {
+        m_Sweeps.Retire(i);
         CNode* node = m_Nodes[static_cast<size_t>(i)];
         POSITION pos = node->m_RelList.GetHeadPosition();
         while (pos != nullptr)
@@ -216,10 +186,9 @@ private:
             }
         }
         g_sktUndefinedNodeChain.RemoveAt(m_Positions[static_cast<size_t>(i)]);
-        m_State[static_cast<size_t>(i)] = 0;
     }
 
-    // A neighbour of node `from` lost an unused relation: queue it for this walk or the next.
+    // A neighbour of node `from` lost an unused relation.
     void Touch(CNode* node, int from)
     {
         if (node == nullptr)
@@ -227,41 +196,20 @@ private:
             return;
         }
         auto it = m_IndexOf.find(node);
-        if (it == m_IndexOf.end())
+        if (it != m_IndexOf.end())
         {
-            return;
-        }
-        const int j = it->second;
-        unsigned char& state = m_State[static_cast<size_t>(j)];
-        if ((state & kAlive) == 0 || (state & kKept) != 0 || j == from)
-        {
-            return;
-        }
-        if (j > from)
-        {
-            if ((state & kInCurrent) == 0)
-            {
-                state |= kInCurrent;
-                m_Current.push_back(j);
-                std::push_heap(m_Current.begin(), m_Current.end(), std::greater<int>());
-            }
-        }
-        else if ((state & kInNext) == 0)
-        {
-            state |= kInNext;
-            m_Next.push_back(j);
+            m_Sweeps.Touch(it->second, from);
         }
     }
 
     std::vector<CNode*> m_Nodes;
     std::vector<POSITION> m_Positions;
     std::unordered_map<CNode*, int> m_IndexOf;
-    std::vector<unsigned char> m_State;
-    std::vector<int> m_Current;
-    std::vector<int> m_Next;
+    StripSweeps<false> m_Sweeps;
 };
 
-void LoadChains(CNodeList& nodes, CRelList& rels)
+// The chains an analysis fills; the save chain is the drive pass's alone.
+void EmptyChains()
 {
     g_sktGoodNodeChain.RemoveAll();
     g_sktKnownNodeChain.RemoveAll();
@@ -269,6 +217,11 @@ void LoadChains(CNodeList& nodes, CRelList& rels)
     g_sktDefinedNodeChain.RemoveAll();
     g_sktRelChain.RemoveAll();
     g_sktDriveRelChain.RemoveAll();
+}
+
+void LoadChains(CNodeList& nodes, CRelList& rels)
+{
+    EmptyChains();
     sktDeleteClusters(g_sktClusterChain);
     sktDeleteClusters(g_sktGoodClusterChain);
 
@@ -322,12 +275,7 @@ void sktFinishJudge(CRelList& rels)
 try
 {
     sktDeleteClusters(g_sktClusterChain);
-    g_sktGoodNodeChain.RemoveAll();
-    g_sktKnownNodeChain.RemoveAll();
-    g_sktUndefinedNodeChain.RemoveAll();
-    g_sktDefinedNodeChain.RemoveAll();
-    g_sktRelChain.RemoveAll();
-    g_sktDriveRelChain.RemoveAll();
+    EmptyChains();
 
     POSITION pos = rels.GetHeadPosition();
     while (pos != nullptr)

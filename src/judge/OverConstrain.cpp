@@ -443,16 +443,7 @@ int sktIsClusterChainOverConstrain(CClusterList& clusters)
 try
 {
     CRelList pool(10);
-    POSITION pos = clusters.GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CCluster* cluster = clusters.GetNext(pos);
-        POSITION relPos = cluster->m_RelList.GetHeadPosition();
-        while (relPos != nullptr)
-        {
-            pool.AddTail(cluster->m_RelList.GetNext(relPos));
-        }
-    }
+    sktPoolClusterRelations(clusters, pool);
     sktDistributeRelations(pool, clusters);
     PoolIndex poolIndex(pool);
 

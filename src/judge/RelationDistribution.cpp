@@ -11,6 +11,20 @@
 #include <unordered_set>
 #include <vector>
 
+void sktPoolClusterRelations(CClusterList& clusters, CRelList& pool)
+{
+    POSITION pos = clusters.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CCluster* cluster = clusters.GetNext(pos);
+        POSITION relPos = cluster->m_RelList.GetHeadPosition();
+        while (relPos != nullptr)
+        {
+            pool.AddTail(cluster->m_RelList.GetNext(relPos));
+        }
+    }
+}
+
 void sktDistributeRelations(CRelList& pool, CClusterList& clusters)
 {
     // Index the clusters of every node once instead of searching node lists per relation.

@@ -117,17 +117,9 @@ int CollectValid(CNode* node, RelBuffer& valid)
     return static_cast<int>(valid.Size());
 }
 
-int PointChecks(CVert* node, const RelBuffer& valid, int k)
+// Two or three determining relations.
+int PointChecks(CVert* node, CRel* r[4], int k)
 {
-    CRel* r[4] = {};
-    for (int i = 0; i < k; ++i)
-    {
-        r[i] = valid[static_cast<std::size_t>(i)];
-    }
-    if (k == 4)
-    {
-        return CheckFourRelations(node, r);
-    }
     if (k == 3)
     {
         CNode* a[3] = {r[0]->GetAnotherNode(node), r[1]->GetAnotherNode(node),
@@ -167,17 +159,9 @@ int PointChecks(CVert* node, const RelBuffer& valid, int k)
     return 1;
 }
 
-int LineChecks(CMathline* node, const RelBuffer& valid, int k)
+// Two or three determining relations.
+int LineChecks(CMathline* node, CRel* r[4], int k)
 {
-    CRel* r[4] = {};
-    for (int i = 0; i < k; ++i)
-    {
-        r[i] = valid[static_cast<std::size_t>(i)];
-    }
-    if (k == 4)
-    {
-        return CheckFourRelations(node, r);
-    }
     if (k == 3)
     {
         int t1 = r[0]->GetType();
@@ -230,34 +214,39 @@ int LineChecks(CMathline* node, const RelBuffer& valid, int k)
     }
     return 1;
 }
+
+// The legality test of either node kind: its determining relations, its kind's checks when
+// there are two or more, then the relations taken into account.
+template <class Node, class Checks> int CheckAndTake(Node* node, Checks checks)
+{
+    RelBuffer valid;
+    const int k = CollectValid(node, valid);
+    if (k < 0 || k > 4)
+    {
+        return 0;
+    }
+    if (k >= 2)
+    {
+        CRel* r[4] = {};
+        for (int i = 0; i < k; ++i)
+        {
+            r[i] = valid[static_cast<std::size_t>(i)];
+        }
+        if (!(k == 4 ? CheckFourRelations(node, r) : checks(node, r, k)))
+        {
+            return 0;
+        }
+    }
+    return TakeRelationsIntoAccount(node, valid);
+}
 } // namespace
 
 int CVert::IsLegal()
 {
-    RelBuffer valid;
-    int k = CollectValid(this, valid);
-    if (k < 0 || k > 4)
-    {
-        return 0;
-    }
-    if (k >= 2 && !PointChecks(this, valid, k))
-    {
-        return 0;
-    }
-    return TakeRelationsIntoAccount(this, valid);
+    return CheckAndTake(this, PointChecks);
 }
 
 int CMathline::IsLegal()
 {
-    RelBuffer valid;
-    int k = CollectValid(this, valid);
-    if (k < 0 || k > 4)
-    {
-        return 0;
-    }
-    if (k >= 2 && !LineChecks(this, valid, k))
-    {
-        return 0;
-    }
-    return TakeRelationsIntoAccount(this, valid);
+    return CheckAndTake(this, LineChecks);
 }

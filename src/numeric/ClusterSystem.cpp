@@ -257,19 +257,24 @@ void PlaceFrom(CEquationGrp* group, CCluster* cluster, const std::vector<CRel*>&
         }
     }
 }
+// The clusters in list order, and which of them hold each node.
+void IndexClusters(CClusterList& list, std::vector<CCluster*>& clusters, ClusterMembership& member)
+{
+    POSITION pos = list.GetHeadPosition();
+    while (pos != nullptr)
+    {
+        CCluster* cluster = list.GetNext(pos);
+        member.Add(cluster, static_cast<int>(clusters.size()));
+        clusters.push_back(cluster);
+    }
+}
 } // namespace
 
 CEquationGrp::CEquationGrp(CClusterList* pClusters)
 {
     std::vector<CCluster*> clusters;
     ClusterMembership member;
-    POSITION pos = pClusters->GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CCluster* cluster = pClusters->GetNext(pos);
-        member.Add(cluster, static_cast<int>(clusters.size()));
-        clusters.push_back(cluster);
-    }
+    IndexClusters(*pClusters, clusters, member);
     const int count = static_cast<int>(clusters.size());
     for (int i = 1; i < count; ++i)
     {
@@ -433,13 +438,7 @@ void CEquationGrp::PlaceClusters(CClusterList* pClusters)
 {
     std::vector<CCluster*> clusters;
     ClusterMembership member;
-    POSITION pos = pClusters->GetHeadPosition();
-    while (pos != nullptr)
-    {
-        CCluster* cluster = pClusters->GetNext(pos);
-        member.Add(cluster, static_cast<int>(clusters.size()));
-        clusters.push_back(cluster);
-    }
+    IndexClusters(*pClusters, clusters, member);
     const int count = static_cast<int>(clusters.size());
     std::vector<std::vector<CRel*>> touching(static_cast<std::size_t>(count));
     std::unordered_set<CRel*> relsHeld;
