@@ -71,6 +71,10 @@ void ObjectArena::Give(void* memory, std::size_t bytes) noexcept
 template <class T> void ObjectArena::Free(CObject* object)
 {
     T* typed = static_cast<T*>(object);
+#if defined(QSOLVER_SLOT_STORE)
+    delete typed;
+    return;
+#endif
     typed->~T();
     Give(typed, sizeof(T));
 }

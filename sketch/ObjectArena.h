@@ -35,6 +35,11 @@ public:
 
     template <class T, class... Args> T* Make(Args&&... args)
     {
+#if defined(QSOLVER_SLOT_STORE)
+        // The library's store already keeps the objects of a sketch side by side, with the
+        // values and list blocks the core makes for them.
+        return new T(std::forward<Args>(args)...);
+#endif
         static_assert(alignof(T) <= kGrain, "slots are aligned to the grain");
         void* memory = Take(sizeof(T));
         try
