@@ -22,6 +22,45 @@ inline std::string RelId(size_t i)
     return "r" + std::to_string(i);
 }
 
+/// Adds the family's node i to the sketch under its host id.
+inline void AddHostNode(qsolver::Sketch& sketch, const Family& f, size_t i)
+{
+    const Node& n = f.nodes[i];
+    if (n.isLine)
+    {
+        sketch.AddLine(NodeId(i), n.x, n.y, n.dx, n.dy);
+    }
+    else
+    {
+        sketch.AddPoint(NodeId(i), n.x, n.y);
+    }
+}
+
+/// Adds the family's relation i (its nodes already added) under its host id.
+inline void AddHostRelation(qsolver::Sketch& sketch, const Family& f, size_t i)
+{
+    const Relation& r = f.relations[i];
+    const qsolver::ValueSpec v = qsolver::ValueSpec::Own(r.value);
+    switch (r.kind)
+    {
+        case RelKind::Fix:
+            sketch.AddFix(RelId(i), NodeId(r.a));
+            break;
+        case RelKind::PPdis:
+            sketch.AddPPdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
+            break;
+        case RelKind::PLdis:
+            sketch.AddPLdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
+            break;
+        case RelKind::LLdis:
+            sketch.AddLLdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
+            break;
+        case RelKind::LLang:
+            sketch.AddLLang(RelId(i), NodeId(r.a), NodeId(r.b), v);
+            break;
+    }
+}
+
 inline std::unique_ptr<qsolver::Sketch> BuildHostSketch(const Family& f)
 {
     auto sketch = std::make_unique<qsolver::Sketch>();
@@ -29,38 +68,11 @@ inline std::unique_ptr<qsolver::Sketch> BuildHostSketch(const Family& f)
     sktInitCountNum();
     for (size_t i = 0; i < f.nodes.size(); ++i)
     {
-        const Node& n = f.nodes[i];
-        if (n.isLine)
-        {
-            sketch->AddLine(NodeId(i), n.x, n.y, n.dx, n.dy);
-        }
-        else
-        {
-            sketch->AddPoint(NodeId(i), n.x, n.y);
-        }
+        AddHostNode(*sketch, f, i);
     }
     for (size_t i = 0; i < f.relations.size(); ++i)
     {
-        const Relation& r = f.relations[i];
-        qsolver::ValueSpec v = qsolver::ValueSpec::Own(r.value);
-        switch (r.kind)
-        {
-            case RelKind::Fix:
-                sketch->AddFix(RelId(i), NodeId(r.a));
-                break;
-            case RelKind::PPdis:
-                sketch->AddPPdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
-                break;
-            case RelKind::PLdis:
-                sketch->AddPLdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
-                break;
-            case RelKind::LLdis:
-                sketch->AddLLdis(RelId(i), NodeId(r.a), NodeId(r.b), v);
-                break;
-            case RelKind::LLang:
-                sketch->AddLLang(RelId(i), NodeId(r.a), NodeId(r.b), v);
-                break;
-        }
+        AddHostRelation(*sketch, f, i);
     }
     return sketch;
 }

@@ -7,6 +7,7 @@
 // the drive pass for the family's change: backups, the new value, the passes. No check of the
 // result, no other strategy.
 #include "Families.h"
+#include "HostSketch.h"
 
 #include "Qsolver.h"
 #include "qsolver/Sketch.h"
@@ -26,42 +27,11 @@ void Build(const qsolver::bench::Family& f, qsolver::Sketch& sketch)
     sktInitCountNum();
     for (size_t i = 0; i < f.nodes.size(); ++i)
     {
-        const qsolver::bench::Node& n = f.nodes[i];
-        const std::string id = "n" + std::to_string(i);
-        if (n.isLine)
-        {
-            sketch.AddLine(id, n.x, n.y, n.dx, n.dy);
-        }
-        else
-        {
-            sketch.AddPoint(id, n.x, n.y);
-        }
+        qsolver::bench::AddHostNode(sketch, f, i);
     }
     for (size_t i = 0; i < f.relations.size(); ++i)
     {
-        const qsolver::bench::Relation& r = f.relations[i];
-        const std::string id = "r" + std::to_string(i);
-        const std::string a = "n" + std::to_string(r.a);
-        const std::string b = "n" + std::to_string(r.b);
-        const qsolver::ValueSpec v = qsolver::ValueSpec::Own(r.value);
-        switch (r.kind)
-        {
-            case qsolver::bench::RelKind::Fix:
-                sketch.AddFix(id, a);
-                break;
-            case qsolver::bench::RelKind::PPdis:
-                sketch.AddPPdis(id, a, b, v);
-                break;
-            case qsolver::bench::RelKind::PLdis:
-                sketch.AddPLdis(id, a, b, v);
-                break;
-            case qsolver::bench::RelKind::LLdis:
-                sketch.AddLLdis(id, a, b, v);
-                break;
-            case qsolver::bench::RelKind::LLang:
-                sketch.AddLLang(id, a, b, v);
-                break;
-        }
+        qsolver::bench::AddHostRelation(sketch, f, i);
     }
 }
 

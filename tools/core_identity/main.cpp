@@ -8,6 +8,7 @@
 #include "Dump.h"
 
 #include "Families.h"
+#include "HostSketch.h"
 #include "random/RandomSketch.h"
 
 #include "Qsolver.h"
@@ -108,45 +109,12 @@ void RunFamilies(Out& out)
             const size_t nodes = f.nodes.size();
             for (size_t k = 0; k < nodes; ++k)
             {
-                const size_t i = reversed ? nodes - 1 - k : k;
-                const qsolver::bench::Node& n = f.nodes[i];
-                const std::string id = "n" + std::to_string(i);
-                if (n.isLine)
-                {
-                    sketch.AddLine(id, n.x, n.y, n.dx, n.dy);
-                }
-                else
-                {
-                    sketch.AddPoint(id, n.x, n.y);
-                }
+                qsolver::bench::AddHostNode(sketch, f, reversed ? nodes - 1 - k : k);
             }
             const size_t rels = f.relations.size();
             for (size_t k = 0; k < rels; ++k)
             {
-                const size_t i = reversed ? rels - 1 - k : k;
-                const qsolver::bench::Relation& r = f.relations[i];
-                const std::string id = "r" + std::to_string(i);
-                const std::string a = "n" + std::to_string(r.a);
-                const std::string b = "n" + std::to_string(r.b);
-                const qsolver::ValueSpec v = qsolver::ValueSpec::Own(r.value);
-                switch (r.kind)
-                {
-                    case qsolver::bench::RelKind::Fix:
-                        sketch.AddFix(id, a);
-                        break;
-                    case qsolver::bench::RelKind::PPdis:
-                        sketch.AddPPdis(id, a, b, v);
-                        break;
-                    case qsolver::bench::RelKind::PLdis:
-                        sketch.AddPLdis(id, a, b, v);
-                        break;
-                    case qsolver::bench::RelKind::LLdis:
-                        sketch.AddLLdis(id, a, b, v);
-                        break;
-                    case qsolver::bench::RelKind::LLang:
-                        sketch.AddLLang(id, a, b, v);
-                        break;
-                }
+                qsolver::bench::AddHostRelation(sketch, f, reversed ? rels - 1 - k : k);
             }
             RunSketch(out, sketch, {{"r" + std::to_string(f.changed), f.newValue}},
                       reversed ? seed + 500 : seed);
