@@ -145,7 +145,8 @@ function fit(doc) {
   const xs = [];
   const ys = [];
   for (const n of doc.nodes ?? doc.entities.filter((e) => e.x !== undefined && e.type !== "line")) {
-    const r = n.type === "circle" ? n.radius : 0;
+    // A whole arc's circle: its radius label sits outside the curve.
+    const r = n.type === "circle" || n.type === "arc" ? n.radius ?? 0 : 0;
     xs.push(n.x - r, n.x + r);
     ys.push(n.y - r, n.y + r);
   }

@@ -166,6 +166,17 @@ test("a CAD sketch of format 2: arcs and dashed construction drawn, dimensions d
   assert.ok(near(p.T1.y, 10) && near(p.B2.y, -10));
   mkdirSync(artefacts, { recursive: true });
   await page.screenshot({ path: path.join(artefacts, "sketcher-slot-cad.png") });
+  // Every dimension's label lies inside the drawing (the arcs' radii count in the view's fit).
+  const outside = await page.$$eval("text.dim", (texts) => {
+    const c = document.getElementById("canvas").getBoundingClientRect();
+    return texts
+      .filter((t) => {
+        const b = t.getBoundingClientRect();
+        return b.left < c.left || b.right > c.right || b.top < c.top || b.bottom > c.bottom;
+      })
+      .map((t) => t.dataset.rel);
+  });
+  assert.deepEqual(outside, []);
 
   await page.click("#undo");
   await page.waitForFunction(() => document.querySelector("text.dim[data-rel=width]").textContent === "⌀16");
