@@ -368,52 +368,40 @@ CRel* Sketch::AddDistance(const std::string& id, const End& first, const End& se
     return val != nullptr ? Register(id, make(*m_objects, a, b, value, val)) : nullptr;
 }
 
+namespace
+{
+// A distance relation of class Rel between nodes of classes A and B, with its own value or the
+// shared one.
+template <class Rel, class A, class B>
+CRel* MakeDistanceRel(ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared)
+{
+    auto* first = static_cast<A*>(a);
+    auto* second = static_cast<B*>(b);
+    return shared != nullptr ? objects.Make<Rel>(first, second, shared)
+                             : objects.Make<Rel>(first, second, v.value,
+                                                 static_cast<unsigned char>(v.known ? 1 : 0));
+}
+} // namespace
+
 CRel* Sketch::AddPPdis(const std::string& id, const std::string& pointA, const std::string& pointB,
                        const ValueSpec& value)
 {
-    return AddDistance(
-        id, {pointA, SKT_NODE_POINT, "point"}, {pointB, SKT_NODE_POINT, "point"}, value,
-        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-        {
-            auto* pa = static_cast<CVert*>(a);
-            auto* pb = static_cast<CVert*>(b);
-            return shared != nullptr
-                       ? objects.Make<CPPdis>(pa, pb, shared)
-                       : objects.Make<CPPdis>(pa, pb, v.value,
-                                              static_cast<unsigned char>(v.known ? 1 : 0));
-        });
+    return AddDistance(id, {pointA, SKT_NODE_POINT, "point"}, {pointB, SKT_NODE_POINT, "point"},
+                       value, &MakeDistanceRel<CPPdis, CVert, CVert>);
 }
 
 CRel* Sketch::AddPLdis(const std::string& id, const std::string& point, const std::string& line,
                        const ValueSpec& value)
 {
-    return AddDistance(
-        id, {point, SKT_NODE_POINT, "point"}, {line, SKT_NODE_LINE, "line"}, value,
-        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-        {
-            auto* p = static_cast<CVert*>(a);
-            auto* l = static_cast<CMathline*>(b);
-            return shared != nullptr
-                       ? objects.Make<CPLdis>(p, l, shared)
-                       : objects.Make<CPLdis>(p, l, v.value,
-                                              static_cast<unsigned char>(v.known ? 1 : 0));
-        });
+    return AddDistance(id, {point, SKT_NODE_POINT, "point"}, {line, SKT_NODE_LINE, "line"}, value,
+                       &MakeDistanceRel<CPLdis, CVert, CMathline>);
 }
 
 CRel* Sketch::AddLLdis(const std::string& id, const std::string& lineA, const std::string& lineB,
                        const ValueSpec& value)
 {
-    return AddDistance(
-        id, {lineA, SKT_NODE_LINE, "line"}, {lineB, SKT_NODE_LINE, "line"}, value,
-        [](ObjectArena& objects, CNode* a, CNode* b, const ValueSpec& v, CVal* shared) -> CRel*
-        {
-            auto* la = static_cast<CMathline*>(a);
-            auto* lb = static_cast<CMathline*>(b);
-            return shared != nullptr
-                       ? objects.Make<CLLdis>(la, lb, shared)
-                       : objects.Make<CLLdis>(la, lb, v.value,
-                                              static_cast<unsigned char>(v.known ? 1 : 0));
-        });
+    return AddDistance(id, {lineA, SKT_NODE_LINE, "line"}, {lineB, SKT_NODE_LINE, "line"}, value,
+                       &MakeDistanceRel<CLLdis, CMathline, CMathline>);
 }
 
 CRel* Sketch::AddLLang(const std::string& id, const std::string& lineA, const std::string& lineB,
