@@ -73,10 +73,10 @@ template <class T> void ObjectArena::Free(CObject* object)
     T* typed = static_cast<T*>(object);
 #if defined(QSOLVER_SLOT_STORE)
     delete typed;
-    return;
-#endif
+#else
     typed->~T();
     Give(typed, sizeof(T));
+#endif
 }
 
 void ObjectArena::Destroy(CNode* node)

@@ -39,7 +39,7 @@ public:
         // The library's store already keeps the objects of a sketch side by side, with the
         // values and list blocks the core makes for them.
         return new T(std::forward<Args>(args)...);
-#endif
+#else
         static_assert(alignof(T) <= kGrain, "slots are aligned to the grain");
         void* memory = Take(sizeof(T));
         try
@@ -51,6 +51,7 @@ public:
             Give(memory, sizeof(T));
             throw;
         }
+#endif
     }
 
     void Destroy(CNode* node);
